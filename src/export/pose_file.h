@@ -1,0 +1,28 @@
+// Reads pose files.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "export/poses.h"
+
+/// The largest sweep id that a pose file may name; memory grows with the largest id.
+constexpr std::uint32_t kLargestSweepId = 16777215;
+
+/// Fills the empty `msg` from the pose file at `pgoPath`, a text of lines with 28 fields between
+/// commas:
+///
+///   field 0       time stamp, seconds            11 to 14  registration pose: quaternion w, x, y,
+///   z 1             sweep id, up to 16777215       15 to 17  optimised pose: position x, y, z,
+///   metres 2 to 4        offset x, y, z                 18 to 20  optimised pose: aux1 5 to 7
+///   registration pose: position    21 to 24  optimised pose: quaternion w, x, y, z 8 to 10
+///   registration pose: aux1        25 to 27  optimised pose: aux2
+///
+/// Lines that begin with '#' or have another number of fields are skipped. A line with a field that
+/// is no finite number of its type is skipped with a warning. Of several lines with one id, and for
+/// the offset, the last one decides; g_offset takes the place of the file's offset when g_useOffset
+/// is set, and without any data line the offset is g_offset or zero. A file without data lines
+/// gives two lists of one empty record. An empty path gives empty lists.
+///
+/// False, with an error line, when the file cannot be opened.
+bool loadPgoFile(const std::string& pgoPath, norvo::PGOResultMsg& msg);

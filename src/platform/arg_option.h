@@ -1,0 +1,31 @@
+// The command line as a table of options.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace ferrun {
+
+/// Options and the values that follow them. An option word is a dash and a letter ("-b"), or two
+/// dashes and a name of a letter and then letters, digits, '-' and '_' ("--offset"). Every other
+/// word is a value of the option before it, a negative number ("-12.5", "-.5") and a dash alone
+/// included.
+class ArgOption {
+ public:
+  /// Reads the words after the program name. False, with an empty table, when a value stands before
+  /// the first option word or a word begins with a dash but is neither an option word nor a value.
+  /// Of an option that is repeated the last one stands.
+  bool parseArgs(int argc, char** argv);
+
+  /// The number of values of the option `name` (without dashes), or -1 when it was not given.
+  int hasOption(const std::string& name) const;
+
+  /// The values of the option `name`, in their order; empty when there are none.
+  std::vector<std::string> operator[](const std::string& name) const;
+
+ private:
+  std::map<std::string, std::vector<std::string>> options_;
+};
+
+}  // namespace ferrun

@@ -1,0 +1,24 @@
+// The parts of a path.
+#pragma once
+
+#include <string>
+
+namespace ferrun {
+
+/// A path as text, split at its last '/'. Trailing slashes do not count.
+class FilePath {
+ public:
+  explicit FilePath(std::string path);
+
+  /// The directory part without a trailing slash: "." for a bare name, empty for a name in the root
+  /// directory, so that dirName() + "/" + baseName() always names the same file.
+  std::string dirName() const;
+
+  /// The last component, with its extension.
+  std::string baseName() const;
+
+ private:
+  std::string path_;  ///< without trailing slashes
+};
+
+}  // namespace ferrun

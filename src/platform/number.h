@@ -1,0 +1,35 @@
+// Numbers from text and from other numbers, without undefined cases.
+#pragma once
+
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <string>
+#include <type_traits>
+
+namespace ferrun {
+
+/// Text to number by the rules of std::stoi, std::stoul, std::stof and std::stod: leading white
+/// space is skipped, what follows the number is ignored, integers are decimal. Nothing when there
+/// is no number, when it is out of range, or when it is not finite. A real number too small for its
+/// type is what it rounds to.
+std::optional<int> toInt(const std::string& text);
+std::optional<unsigned long> toUnsignedLong(const std::string& text);
+std::optional<float> toFloat(const std::string& text);
+std::optional<double> toDouble(const std::string& text);
+
+/// A real number as an integer of at most 32 bits: truncated toward zero, held at the ends of the
+/// integer's range, and 0 for NaN. The same on every machine, where a bare cast is not.
+template <class Integer>
+constexpr Integer saturatingTruncate(float value) {
+  static_assert(std::is_integral_v<Integer> && sizeof(Integer) <= 4);
+  constexpr Integer kLowest = std::numeric_limits<Integer>::lowest();
+  constexpr Integer kHighest = std::numeric_limits<Integer>::max();
+  // The highest value need not be a float; one more than it is a power of two, and is.
+  constexpr float kAboveHighest = static_cast<float>(static_cast<std::int64_t>(kHighest) + 1);
+  if (value >= kAboveHighest) return kHighest;
+  if (value > static_cast<float>(kLowest)) return static_cast<Integer>(value);
+  return value == value ? kLowest : Integer{0};
+}
+
+}  // namespace ferrun

@@ -1,0 +1,85 @@
+// The tracing facility: every line that the program says goes through here.
+#pragma once
+
+#include <atomic>
+#include <climits>
+#include <condition_variable>
+#include <cstddef>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace ferrun {
+
+/// A destination of finished lines.
+class TracerSink {
+ public:
+  virtual ~TracerSink() = default;
+
+  /// Takes `size` bytes: one or more whole lines, each with its line break. What cannot be written
+  /// is lost. Called by one thread at a time.
+  virtual void write(const char* lines, std::size_t size) = 0;
+};
+
+/// Writes lines to standard output.
+class STDSink : public TracerSink {
+ public:
+  void write(const char* lines, std::size_t size) override;
+};
+
+/// Formats lines and hands them to its sinks, whole and in the order in which they were printed.
+/// Lines are gathered in a bounded buffer that a thread of the tracer writes out, at most
+/// kGatherTime after the first of them was printed; a printer that runs ahead of the sinks waits.
+/// Any thread may print.
+class Tracer {
+ public:
+  Tracer() = default;
+  Tracer(const Tracer&) = delete;
+  Tracer& operator=(const Tracer&) = delete;
+
+  /// Delivers every line that was printed before.
+  ~Tracer();
+
+  /// Lines whose level is below `threshold` are dropped. 1 until set.
+  void setLevel(int threshold);
+
+  /// Adds a destination; every later line goes to every sink, in the order in which they were
+  /// added.
+  void addSink(std::shared_ptr<TracerSink> sink);
+
+  /// Opens the tracer: lines printed before are dropped, lines printed after reach the sinks.
+  void start();
+
+  /// Whether a line of this level would be delivered. Costs one load.
+  bool enabled(int level) const { return level >= gate_.load(std::memory_order_relaxed); }
+
+  /// Prints one line, formatted by the rules of printf; the line break is added here.
+  [[gnu::format(printf, 3, 4)]] void print(int level, const char* format, ...);
+
+  /// Returns once every line that was printed before is with the sinks.
+  void flush();
+
+ private:
+  void append(const char* line, std::size_t size);
+  void deliverLines();
+  void writeToSinks(const std::string& lines);
+
+  static constexpr int kClosed = INT_MAX;  ///< the gate before start()
+
+  std::atomic<int> gate_ = kClosed;  ///< the lowest level that passes
+  int threshold_ = 1;
+  std::mutex mutex_;                   ///< guards everything below but sinks_
+  std::condition_variable wake_;       ///< the delivery thread waits here
+  std::condition_variable delivered_;  ///< printers and flush() wait here
+  std::string pending_;                ///< whole lines that wait for the delivery thread
+  bool delivering_ = false;            ///< the sinks are being given lines
+  bool hurry_ = false;                 ///< somebody waits in flush()
+  bool stopping_ = false;
+  std::mutex sinkMutex_;  ///< guards sinks_ and the calls of their write()
+  std::vector<std::shared_ptr<TracerSink>> sinks_;
+  std::thread thread_;
+};
+
+}  // namespace ferrun

@@ -1,0 +1,163 @@
+#include "storage/pcl_binary.h"
+
+#include <algorithm>
+#include <new>
+
+#include "platform/str_util.h"
+#include "platform/trace.h"
+#include "storage/point_codec.h"
+
+namespace modeling_app {
+namespace {
+
+constexpr std::uint64_t kPieceSize = 4194304;
+
+/// Appends the records of a whole block to an empty cloud.
+template <class Record, class Cloud>
+void decodeBlock(const char* block, std::uint32_t pointCount, Cloud& cloud) {
+  if (pointCount == 0) return;
+  cloud.points.resize(pointCount);
+  const auto* const records = reinterpret_cast<const Record*>(block);
+  for (std::uint32_t i = 0; i < pointCount; ++i) decodePoint(records[i], cloud.points[i]);
+  cloud.width = pointCount;
+  cloud.height = 1;
+}
+
+}  // namespace
+
+unsigned PclBinary::totalFrames() const {
+  return isOpen() ? static_cast<unsigned>(frames) : 0;
+}
+
+unsigned PclBinary::totalPoints() const {
+  return isOpen() ? static_cast<unsigned>(points) : 0;
+}
+
+PclFrames PclBinary::readPcl(unsigned count) {
+  const std::lock_guard lock(mutex);
+  PclFrames result;
+  if (!isOpen()) return result;
+  PcbFrameHeader frameHeader{};
+  while (result.size() < count && readFrameHeader("readPcl", frameHeader)) {
+    if (frameHeader.format != kIrtFormat) {
+      TRACE_MEMBER_ERROR(name, "readPcl", "pcl frame[%u] format(%u) error!", frameHeader.frameIndex,
+                         frameHeader.format);
+      break;
+    }
+    auto frame = readIrtFrame(frameHeader);
+    if (!frame) break;
+    result.push_back(std::move(frame));
+  }
+  return result;
+}
+
+PclRGBFrames PclBinary::readPclRGB(unsigned count) {
+  const std::lock_guard lock(mutex);
+  PclRGBFrames result;
+  if (!isOpen()) return result;
+  PcbFrameHeader frameHeader{};
+  while (result.size() < count && readFrameHeader("readPclRGB", frameHeader)) {
+    if (frameHeader.format != kRgbFormat) {
+      const std::int64_t position = file->pos() - std::int64_t{sizeof(frameHeader)};
+      TRACE_MEMBER_ERROR(
+          name, "readPclRGB", "pcl frame[%u] format(%u) read error, pos: %u, header[%s]!",
+          frameHeader.frameIndex, frameHeader.format, static_cast<unsigned>(position),
+          ferrun::StrUtil::hexView(reinterpret_cast<const char*>(&frameHeader), sizeof(frameHeader))
+              .c_str());
+      break;
+    }
+    auto frame = readRgbFrame(frameHeader);
+    if (!frame) break;
+    result.push_back(std::move(frame));
+  }
+  return result;
+}
+
+/// False at the end of the file, without a message, and for a header that is cut, with one.
+bool PclBinary::readFrameHeader(const char* function, PcbFrameHeader& frameHeader) {
+  const int length = file->readData(reinterpret_cast<char*>(&frameHeader), sizeof(frameHeader));
+  if (length < 1) return false;
+  if (length == sizeof(frameHeader)) return true;
+  TRACE_MEMBER_ERROR(name, function, "file(%s) broken, cannot read header!", fileName.c_str());
+  return false;
+}
+
+/// Reads up to `size` bytes into the block at `offset`, in pieces, so that memory is taken only for
+/// what the file holds. Returns the number of bytes read, or what the first read returned when that
+/// is below 1.
+std::int64_t PclBinary::readBlockBytes(std::uint64_t offset, std::uint64_t size) {
+  std::uint64_t done = 0;
+  while (done < size) {
+    const std::uint64_t piece = std::min(kPieceSize, size - done);
+    char* const destination = block.withRoom(offset + done + piece) + offset + done;
+    const int length = file->readData(destination, static_cast<int>(piece));
+    if (length < 1) return done > 0 ? static_cast<std::int64_t>(done) : length;
+    done += static_cast<std::uint64_t>(length);
+  }
+  return static_cast<std::int64_t>(done);
+}
+
+/// Reads and decodes the block that follows the frame header; null, mostly with a message, when it
+/// is not whole.
+std::shared_ptr<PclFrame> PclBinary::readIrtFrame(const PcbFrameHeader& frameHeader) {
+  const std::uint64_t size = std::uint64_t{frameHeader.pointCount} * sizeof(IrtPointRecord);
+  std::int64_t length = 0;
+  try {
+    if (size <= kLargestIrtBlock) {
+      length = readBlockBytes(0, size);
+      if (length < 1 && size > 0) return nullptr;  // the data end here
+      if (length == static_cast<std::int64_t>(size)) {
+        auto frame = std::make_shared<PclFrame>();
+        const auto [w, x, y, z] = std::to_array(frameHeader.rotation);
+        frame->timestamp = frameHeader.timestamp;
+        frame->rotation = Eigen::Quaternionf(w, x, y, z);
+        frame->translation = Eigen::Vector3f(frameHeader.translation[0], frameHeader.translation[1],
+                                             frameHeader.translation[2]);
+        frame->cloud = std::make_shared<norvo::IrtCloud>();
+        decodeBlock<IrtPointRecord>(block.data(), frameHeader.pointCount, *frame->cloud);
+        return frame;
+      }
+    }
+  } catch (const std::bad_alloc&) {
+    // A frame that does not fit into memory is reported like one that is not there.
+  }
+  TRACE_MEMBER_ERROR(name, "readPcl",
+                     "file(%s) read msg data error, len: %lld, chunk size: %llu, pointnums: %u!",
+                     fileName.c_str(), static_cast<long long>(length),
+                     static_cast<unsigned long long>(size), frameHeader.pointCount);
+  return nullptr;
+}
+
+std::shared_ptr<PclRGBFrame> PclBinary::readRgbFrame(const PcbFrameHeader& frameHeader) {
+  const std::uint64_t size = std::uint64_t{frameHeader.pointCount} * sizeof(RgbPointRecord);
+  std::uint64_t done = 0;
+  try {
+    if (size <= kLargestRgbBlock) {
+      for (std::uint64_t piece = 0; piece < size / kPieceSize; ++piece) {
+        const std::int64_t length = readBlockBytes(done, kPieceSize);
+        if (length < 1) {
+          TRACE_MEMBER_WARNING(name, "readPclRGB", "read data len: %d!", static_cast<int>(length));
+          break;
+        }
+        done += static_cast<std::uint64_t>(length);
+      }
+      const std::uint64_t rest = size - done;
+      if (readBlockBytes(done, rest) == static_cast<std::int64_t>(rest)) {
+        auto frame = std::make_shared<PclRGBFrame>();
+        frame->timestamp = frameHeader.timestamp;
+        frame->cloud = std::make_shared<norvo::RgbCloud>();
+        decodeBlock<RgbPointRecord>(block.data(), frameHeader.pointCount, *frame->cloud);
+        return frame;
+      }
+    }
+  } catch (const std::bad_alloc&) {
+    // As above.
+  }
+  TRACE_MEMBER_ERROR(name, "readPclRGB",
+                     "file(%s) read error, len: %llu, total size: %llu, points: %u!",
+                     fileName.c_str(), static_cast<unsigned long long>(done),
+                     static_cast<unsigned long long>(size), frameHeader.pointCount);
+  return nullptr;
+}
+
+}  // namespace modeling_app

@@ -1,0 +1,109 @@
+// The writing half of PclBinary: frames wait on the queue and are appended by its worker.
+#include <cerrno>
+#include <cstring>
+#include <new>
+
+#include "platform/date_time.h"
+#include "platform/trace.h"
+#include "storage/pcl_binary.h"
+#include "storage/point_codec.h"
+
+namespace modeling_app {
+namespace {
+
+/// The header of a lidar frame; rotation is w, x, y, z.
+PcbFrameHeader irtFrameHeader(double timestamp, const std::array<float, 4>& rotation,
+                              const std::array<float, 3>& translation) {
+  PcbFrameHeader frameHeader{};
+  frameHeader.format = kIrtFormat;
+  frameHeader.timestamp = timestamp;
+  std::memcpy(frameHeader.rotation, rotation.data(), sizeof(frameHeader.rotation));
+  std::memcpy(frameHeader.translation, translation.data(), sizeof(frameHeader.translation));
+  return frameHeader;
+}
+
+/// Whether there is a cloud, and not too large a one for a point block.
+template <class Record, class Cloud>
+bool fitsBlock(const Cloud* cloud, std::uint64_t largestBlock) {
+  return cloud != nullptr && cloud->points.size() <= largestBlock / sizeof(Record);
+}
+
+}  // namespace
+
+bool PclBinary::writePcl(std::shared_ptr<PclFrame> frame) {
+  if (!frame || !fitsBlock<IrtPointRecord>(frame->cloud.get(), kLargestIrtBlock)) return false;
+  return queueTask([this, frame] {
+    const Eigen::Quaternionf& q = frame->rotation;
+    const Eigen::Vector3f& t = frame->translation;
+    writeIrtFrame(
+        irtFrameHeader(frame->timestamp, {q.w(), q.x(), q.y(), q.z()}, {t.x(), t.y(), t.z()}),
+        *frame->cloud);
+  });
+}
+
+bool PclBinary::writePcl(std::shared_ptr<norvo::LioResultMsg> msg) {
+  if (!msg || !fitsBlock<IrtPointRecord>(msg->cloud.get(), kLargestIrtBlock)) return false;
+  return queueTask([this, msg] {
+    writeIrtFrame(irtFrameHeader(msg->timestamp, msg->rotation, msg->translation), *msg->cloud);
+  });
+}
+
+bool PclBinary::writePcl(std::shared_ptr<norvo::RgbCloud> cloud) {
+  if (!fitsBlock<RgbPointRecord>(cloud.get(), kLargestRgbBlock)) return false;
+  return queueTask([this, cloud, now = ferrun::Time::fromEpoch()] {
+    PcbFrameHeader frameHeader{};
+    frameHeader.format = kRgbFormat;
+    frameHeader.timestamp = now.toSec();
+    writeRgbFrame(frameHeader, *cloud);
+  });
+}
+
+/// Has the worker call `writeFrame` under the lock; false when no file is open for writing.
+bool PclBinary::queueTask(const std::function<void()>& writeFrame) {
+  if (!taskQueue || !isOpen()) return false;
+  ++unfinishedTasks;
+  const auto task = [this, writeFrame](const std::string&) {
+    const std::lock_guard lock(mutex);
+    writeFrame();
+    if (--unfinishedTasks == 0) tasksFinished.notify_all();
+  };
+  try {
+    taskQueue->putTask(task, "");
+  } catch (const std::bad_alloc&) {
+    --unfinishedTasks;
+    return false;
+  }
+  return true;
+}
+
+void PclBinary::beginFrame(PcbFrameHeader& frameHeader, std::size_t pointCount) {
+  frameHeader.frameIndex = frameCounter++;
+  frameHeader.pointCount = static_cast<std::uint32_t>(pointCount);
+  file->writeData(reinterpret_cast<const char*>(&frameHeader), sizeof(frameHeader));
+  points += pointCount;
+}
+
+void PclBinary::writeIrtFrame(PcbFrameHeader frameHeader, const norvo::IrtCloud& cloud) {
+  beginFrame(frameHeader, cloud.points.size());
+  for (const norvo::PointIRT& point : cloud.points) {
+    const IrtPointRecord record = encodePoint(point);
+    file->writeData(reinterpret_cast<const char*>(&record), sizeof(record));
+  }
+  ++frames;
+}
+
+void PclBinary::writeRgbFrame(PcbFrameHeader frameHeader, const norvo::RgbCloud& cloud) {
+  beginFrame(frameHeader, cloud.points.size());
+  for (const norvo::PointRGBIST& point : cloud.points) {
+    const RgbPointRecord record = encodePoint(point);
+    const int length = file->writeData(reinterpret_cast<const char*>(&record), sizeof(record));
+    if (length != sizeof(record)) {
+      const char* const reason = std::strerror(errno);
+      TRACE_MEMBER_WARNING(name, "operator()", "write frame(%u) point data error(%d): %s!",
+                           frameHeader.frameIndex, length, reason);
+    }
+  }
+  ++frames;
+}
+
+}  // namespace modeling_app

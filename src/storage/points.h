@@ -1,0 +1,43 @@
+// The points of lidar frames and of coloured frames.
+#pragma once
+
+#include <cstdint>
+
+namespace norvo {
+
+/// One point of a lidar frame, in the layout of PCL's point types: 16-byte aligned, the coordinates
+/// in a group of four floats.
+struct alignas(16) PointIRT {
+  union {
+    float data[4] = {0, 0, 0, 1};
+    struct {
+      float x;  ///< metres
+      float y;
+      float z;
+    };
+  };
+  float intensity = 0;   ///< of the return
+  double timestamp = 0;  ///< seconds
+};
+
+/// One coloured point, in the same layout; the colour is PCL's packed word, blue in the lowest
+/// byte.
+struct alignas(16) PointRGBIST {
+  union {
+    float data[4] = {0, 0, 0, 1};
+    struct {
+      float x;  ///< metres
+      float y;
+      float z;
+    };
+  };
+  std::uint8_t b = 0;
+  std::uint8_t g = 0;
+  std::uint8_t r = 0;
+  std::uint8_t a = 0;         ///< carried through files, used by nobody
+  float intensity = 0;        ///< stored as an integer of 16 bits
+  double timestamp = 0;       ///< seconds; becomes the LAS GPS time
+  std::uint32_t sweepid = 0;  ///< the sweep that the point belongs to; picks its pose
+};
+
+}  // namespace norvo

@@ -1,0 +1,28 @@
+// What the program prints, made comparable.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace test {
+
+using Lines = std::vector<std::string>;
+
+/// The lines of `text`, with "TIME" for each line's time text and "L#" for its source line:
+/// "<E>TIME [main,L#] pcbin file(a) not exist!".
+Lines normalizedLines(const std::string& text);
+
+/// Collects the lines that the process-wide tracer delivers while the object lives; use one at a
+/// time. Starts the tracer with threshold 1 when nobody has.
+class CapturedLines {
+ public:
+  CapturedLines();
+
+  /// The normalized lines so far.
+  Lines lines() const;
+
+  /// The lines so far as they were printed.
+  std::string text() const;
+};
+
+}  // namespace test
