@@ -57,8 +57,8 @@ void printRecord(std::uint32_t index, const LasPointRecord& record) {
 /// Reads `count` records without looking at them; false when the file ends before.
 bool skipRecords(ferrun::File& file, std::uint32_t count) {
   constexpr std::uint64_t kPieceSize = 1U << 20;
-  std::vector<char> piece(kPieceSize);
   std::uint64_t left = std::uint64_t{count} * sizeof(LasPointRecord);
+  std::vector<char> piece(std::min(left, kPieceSize));
   while (left > 0) {
     const auto size = static_cast<int>(std::min(left, kPieceSize));
     if (file.readData(piece.data(), size) != size) return false;

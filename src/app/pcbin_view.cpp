@@ -21,11 +21,17 @@ void printPoint(unsigned index, const norvo::PointRGBIST& point) {
 /// Prints the points of all frames from the reader's position on whose number lies in [start, end).
 void printPoints(modeling_app::PclBinary& reader, unsigned start, unsigned end) {
   unsigned counter = 0;
+  reader.skipValues(start);
   while (true) {
     const modeling_app::PclRGBFrames frames = reader.readPclRGB(kBatchFrames);
     if (frames.empty()) return;
     for (const auto& frame : frames) {
       const auto& points = frame->cloud->points;
+      const std::uint64_t next = counter + std::uint64_t{points.size()};
+      if (next <= start && next < end) {
+        counter = static_cast<unsigned>(next);
+        continue;
+      }
       for (unsigned i = 0; i < points.size(); ++i) {
         if (counter >= start && counter < end) printPoint(i, points[i]);
         ++counter;

@@ -1,7 +1,5 @@
 #include "las/las_writer.h"
 
-#include <new>
-
 #include "platform/trace.h"
 
 namespace pontra {
@@ -18,12 +16,10 @@ bool LasWriter::open(const LasHeader& header, const std::string& path, unsigned 
   if (file_.isOpen()) return false;
   capacity_ =
       std::max<std::size_t>(std::min(bufferSize, kLargestBuffer) / sizeof(LasPointRecord), 1);
-  records_.reset(new (std::nothrow) LasPointRecord[capacity_]);
+  buffer_ = ferrun::allocateLarge(capacity_ * sizeof(LasPointRecord));
+  records_ = reinterpret_cast<LasPointRecord*>(buffer_.get());
   file_.setWMBuffer(0);  // the records are the buffer
-  if (!records_ || !file_.open(path, ferrun::File::kWrite)) {
-    records_.reset();
-    return false;
-  }
+  if (!buffer_ || !file_.open(path, ferrun::File::kWrite)) return false;
 
   path_ = path;
   header_ = header;
@@ -34,7 +30,6 @@ bool LasWriter::open(const LasHeader& header, const std::string& path, unsigned 
   failed_ = false;
   if (!writeHeader()) {
     file_.close();
-    records_.reset();
     return false;
   }
   limit_ = capacity_;
@@ -55,7 +50,7 @@ bool LasWriter::makeRoom() {
 /// write that is the whole records that reached the disk, and nothing is appended any more.
 bool LasWriter::writeOut() {
   const auto size = static_cast<int>(used_ * sizeof(LasPointRecord));
-  const int done = file_.writeData(reinterpret_cast<const char*>(records_.get()), size);
+  const int done = file_.writeData(buffer_.get(), size);
   if (done == size) {
     writtenBounds_.widen(bufferBounds_);
     written_ += static_cast<std::uint32_t>(used_);
@@ -109,7 +104,7 @@ bool LasWriter::close() {
   if (!file_.isOpen()) return false;
   if (used_ > 0) writeOut();
   file_.close();
-  records_.reset();
+  buffer_.reset();
   limit_ = 0;
   if (refused_ > 0)
     TRACE_MEMBER_WARNING(

@@ -6,11 +6,11 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
-#include <memory>
 #include <string>
 
 #include "las/las_records.h"
 #include "platform/file.h"
+#include "platform/large_memory.h"
 
 namespace pontra {
 
@@ -59,21 +59,22 @@ class LasWriter {
       ++refused_;
       return false;
     }
-    const LasPointRecord record{.x = static_cast<std::int32_t>(std::lrint(x)),
-                                .y = static_cast<std::int32_t>(std::lrint(y)),
-                                .z = static_cast<std::int32_t>(std::lrint(z)),
-                                .intensity = point.intensity,
-                                .returnByte = kReturn1Of1,
-                                .classification = 0,
-                                .scanAngleRank = 0,
-                                .userData = 0,
-                                .pointSourceID = 0,
-                                .gpsTime = point.gpsTime,
-                                .red = point.red,
-                                .green = point.green,
-                                .blue = point.blue};
+    // Filled in its place: a record put together elsewhere and copied would cost twice the time.
+    LasPointRecord& record = records_[used_++];
+    record.x = static_cast<std::int32_t>(std::lrint(x));
+    record.y = static_cast<std::int32_t>(std::lrint(y));
+    record.z = static_cast<std::int32_t>(std::lrint(z));
+    record.intensity = point.intensity;
+    record.returnByte = kReturn1Of1;
+    record.classification = 0;
+    record.scanAngleRank = 0;
+    record.userData = 0;
+    record.pointSourceID = 0;
+    record.gpsTime = point.gpsTime;
+    record.red = point.red;
+    record.green = point.green;
+    record.blue = point.blue;
     bufferBounds_.widen(record);
-    records_[used_++] = record;
     return true;
   }
 
@@ -120,13 +121,14 @@ class LasWriter {
   std::string path_;
   LasHeader header_{};
   std::array<double, 3> scale_ = {1, 1, 1};
-  std::unique_ptr<LasPointRecord[]> records_;  ///< the write buffer
-  std::size_t capacity_ = 0;                   ///< records that the buffer holds
-  std::size_t used_ = 0;                       ///< records in the buffer
-  std::size_t limit_ = 0;      ///< used_ may grow to this; 0 when nothing can be appended
-  StepBounds bufferBounds_;    ///< of the records in the buffer
-  std::uint32_t written_ = 0;  ///< whole records on disk
-  StepBounds writtenBounds_;   ///< of the records on disk
+  ferrun::LargeMemory buffer_;         ///< the write buffer
+  LasPointRecord* records_ = nullptr;  ///< the same as records
+  std::size_t capacity_ = 0;           ///< records that the buffer holds
+  std::size_t used_ = 0;               ///< records in the buffer
+  std::size_t limit_ = 0;              ///< used_ may grow to this; 0 when nothing can be appended
+  StepBounds bufferBounds_;            ///< of the records in the buffer
+  std::uint32_t written_ = 0;          ///< whole records on disk
+  StepBounds writtenBounds_;           ///< of the records on disk
   std::uint64_t refused_ = 0;
   bool failed_ = false;  ///< a write has failed
 };

@@ -56,6 +56,9 @@ void AsyncTaskQueue::run(const Task& task, const std::string& argument) {
   } catch (const std::exception& error) {
     TRACE_MEMBER_ERROR(kClassName, "run", "queue(%s) task failed: %s!", name_.c_str(),
                        error.what());
+  } catch (...) {
+    TRACE_MEMBER_ERROR(kClassName, "run", "queue(%s) task failed: unknown exception!",
+                       name_.c_str());
   }
 }
 

@@ -27,9 +27,9 @@ constexpr Integer saturatingTruncate(float value) {
   constexpr Integer kHighest = std::numeric_limits<Integer>::max();
   // The highest value need not be a float; one more than it is a power of two, and is.
   constexpr float kAboveHighest = static_cast<float>(static_cast<std::int64_t>(kHighest) + 1);
-  if (value >= kAboveHighest) return kHighest;
-  if (value > static_cast<float>(kLowest)) return static_cast<Integer>(value);
-  return value == value ? kLowest : Integer{0};
+  constexpr float kLow = static_cast<float>(kLowest);
+  if (!(value > kLow)) return value == value ? kLowest : Integer{0};
+  return value < kAboveHighest ? static_cast<Integer>(value) : kHighest;
 }
 
 }  // namespace ferrun

@@ -46,6 +46,7 @@ void PcbReader::close() {
   if (file) file->close();
   header.reset();
   block.release();
+  skippedValues = 0;
 }
 
 }  // namespace modeling_app

@@ -12,15 +12,13 @@ namespace {
 
 constexpr std::uint64_t kPieceSize = 4194304;
 
-/// Appends the records of a whole block to an empty cloud.
+/// Fills a cloud from a block of as many records.
 template <class Record, class Cloud>
-void decodeBlock(const char* block, std::uint32_t pointCount, Cloud& cloud) {
-  if (pointCount == 0) return;
-  cloud.points.resize(pointCount);
+void decodeBlock(const char* block, Cloud& cloud) {
   const auto* const records = reinterpret_cast<const Record*>(block);
-  for (std::uint32_t i = 0; i < pointCount; ++i) decodePoint(records[i], cloud.points[i]);
-  cloud.width = pointCount;
-  cloud.height = 1;
+  auto* const points = cloud.points.data();
+  const std::size_t count = cloud.points.size();
+  for (std::size_t i = 0; i < count; ++i) decodePoint(records[i], points[i]);
 }
 
 }  // namespace
@@ -73,6 +71,11 @@ PclRGBFrames PclBinary::readPclRGB(unsigned count) {
   return result;
 }
 
+void PclBinary::skipValues(std::uint64_t count) {
+  const std::lock_guard lock(mutex);
+  skippedValues = count;
+}
+
 /// False at the end of the file, without a message, and for a header that is cut, with one.
 bool PclBinary::readFrameHeader(const char* function, PcbFrameHeader& frameHeader) {
   const int length = file->readData(reinterpret_cast<char*>(&frameHeader), sizeof(frameHeader));
@@ -113,8 +116,8 @@ std::shared_ptr<PclFrame> PclBinary::readIrtFrame(const PcbFrameHeader& frameHea
         frame->rotation = Eigen::Quaternionf(w, x, y, z);
         frame->translation = Eigen::Vector3f(frameHeader.translation[0], frameHeader.translation[1],
                                              frameHeader.translation[2]);
-        frame->cloud = std::make_shared<norvo::IrtCloud>();
-        decodeBlock<IrtPointRecord>(block.data(), frameHeader.pointCount, *frame->cloud);
+        frame->cloud = irtStorage->makeCloud(frameHeader.pointCount);
+        decodeBlock<IrtPointRecord>(block.data(), *frame->cloud);
         return frame;
       }
     }
@@ -145,8 +148,10 @@ std::shared_ptr<PclRGBFrame> PclBinary::readRgbFrame(const PcbFrameHeader& frame
       if (readBlockBytes(done, rest) == static_cast<std::int64_t>(rest)) {
         auto frame = std::make_shared<PclRGBFrame>();
         frame->timestamp = frameHeader.timestamp;
-        frame->cloud = std::make_shared<norvo::RgbCloud>();
-        decodeBlock<RgbPointRecord>(block.data(), frameHeader.pointCount, *frame->cloud);
+        frame->cloud = rgbStorage->makeCloud(frameHeader.pointCount);
+        if (skippedValues < frameHeader.pointCount)
+          decodeBlock<RgbPointRecord>(block.data(), *frame->cloud);
+        skippedValues -= std::min<std::uint64_t>(skippedValues, frameHeader.pointCount);
         return frame;
       }
     }

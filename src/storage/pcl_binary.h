@@ -14,6 +14,7 @@
 #include "storage/block_buffer.h"
 #include "storage/frames.h"
 #include "storage/pcb_format.h"
+#include "storage/point_storage.h"
 
 namespace modeling_app {
 
@@ -39,6 +40,10 @@ class PclBinary {
   /// frames before the damage are returned. None when no file is open.
   virtual PclFrames readPcl(unsigned count);
   virtual PclRGBFrames readPclRGB(unsigned count);
+
+  /// Saves the decoding of points that are only counted: of the next `count` coloured points,
+  /// frames that hold no others are read as ever, but the values of their points are undetermined.
+  void skipValues(std::uint64_t count);
 
   /// Queues a frame for writing and returns at once; the queue's worker writes it later. The cloud
   /// must not be changed until close() has returned. True when the frame was queued, which does not
@@ -72,6 +77,12 @@ class PclBinary {
   std::atomic<unsigned> unfinishedTasks = 0;  ///< put on the queue and not yet run to their end
   std::condition_variable tasksFinished;      ///< with `mutex`: unfinishedTasks has become 0
   BlockBuffer block;                          ///< of the frame being read
+  std::uint64_t skippedValues = 0;            ///< coloured points whose values are not wanted
+  std::shared_ptr<PointStorage<norvo::IrtCloud>>
+      irtStorage =  ///< of the frames that readPcl() returns
+      std::make_shared<PointStorage<norvo::IrtCloud>>();
+  std::shared_ptr<PointStorage<norvo::RgbCloud>> rgbStorage =  ///< of the frames of readPclRGB()
+      std::make_shared<PointStorage<norvo::RgbCloud>>();
 
  private:
   bool readFrameHeader(const char* function, PcbFrameHeader& frameHeader);

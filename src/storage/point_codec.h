@@ -32,10 +32,12 @@ inline RgbPointRecord encodePoint(const norvo::PointRGBIST& point) {
           .sweepid = point.sweepid};
 }
 
+/// Overwrites all of `point`.
 inline void decodePoint(const IrtPointRecord& record, norvo::PointIRT& point) {
   point.x = record.x;
   point.y = record.y;
   point.z = record.z;
+  point.data[3] = 1;
   point.intensity = record.intensity;
   point.timestamp = record.timestamp;
 }
@@ -44,6 +46,7 @@ inline void decodePoint(const RgbPointRecord& record, norvo::PointRGBIST& point)
   point.x = record.x;
   point.y = record.y;
   point.z = record.z;
+  point.data[3] = 1;
   point.r = lowBits<std::uint8_t>(record.r);
   point.g = lowBits<std::uint8_t>(record.g);
   point.b = lowBits<std::uint8_t>(record.b);

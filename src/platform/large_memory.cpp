@@ -1,0 +1,20 @@
+#include "platform/large_memory.h"
+
+#include <cstdlib>
+#include <sys/mman.h>
+
+namespace ferrun {
+
+void FreeMemory::operator()(void* memory) const {
+  std::free(memory);
+}
+
+LargeMemory allocateLarge(std::size_t size) {
+  constexpr std::size_t kHugePage = std::size_t{2} << 20;
+  const std::size_t rounded = (size + kHugePage - 1) / kHugePage * kHugePage;
+  LargeMemory memory(static_cast<char*>(std::aligned_alloc(kHugePage, rounded)));
+  if (memory) ::madvise(memory.get(), rounded, MADV_HUGEPAGE);  // a wish; small pages do as well
+  return memory;
+}
+
+}  // namespace ferrun
