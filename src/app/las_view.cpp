@@ -94,7 +94,8 @@ void las_view(const std::string& path, unsigned start, unsigned nums) {
     return;
   }
   printHeader(header, file.getSize());
-  const std::uint32_t end = std::min<std::uint32_t>(start + nums, header.numberOfPointRecords);
+  const std::uint32_t announced = header.numberOfPointRecords;  // std::min() takes references
+  const std::uint32_t end = std::min<std::uint32_t>(start + nums, announced);
   if (start < end && !printRecords(file, start, end))
     TRACE_ERROR("las_view", "read las point error!");
 }

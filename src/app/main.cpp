@@ -1,5 +1,6 @@
 // The front end: reads the command line, sets up tracing and runs one mode.
 #include <exception>
+#include <malloc.h>
 #include <memory>
 #include <optional>
 #include <string>
@@ -139,6 +140,8 @@ int run(int argc, char** argv) {
 int main(int argc, char** argv) {
   ferrun::secureStandardStreams();
   ferrun::ignoreWriteSignals();
+  mallopt(M_ARENA_MAX,
+          1);  // the tracer's thread takes no memory that would be worth one of its own
   try {
     return run(argc, argv);
   } catch (const std::exception& error) {

@@ -1,8 +1,6 @@
 #include "export/pose_file.h"
 
-#include <algorithm>
 #include <optional>
-#include <utility>
 
 #include "app/settings.h"
 #include "platform/file.h"
@@ -78,6 +76,12 @@ PoseLine readPoseLine(FieldReader& fields) {
   return line;
 }
 
+/// New records hold no pose.
+void resizePoses(norvo::PGOResultMsg& msg, std::size_t count) {
+  msg.lioPoses.resize(count);
+  msg.pgoPoses.resize(count);
+}
+
 }  // namespace
 
 bool loadPgoFile(const std::string& pgoPath, norvo::PGOResultMsg& msg) {
@@ -89,8 +93,7 @@ bool loadPgoFile(const std::string& pgoPath, norvo::PGOResultMsg& msg) {
     return false;
   }
 
-  std::uint32_t maxId = 0;
-  std::vector<PoseLine> poseLines;
+  resizePoses(msg, 1);
   std::string text;
   for (unsigned lineNumber = 1; file.readLine(&text) > 0; ++lineNumber) {
     const Fields pieces = ferrun::StrUtil::splitString(text, ",", false);
@@ -103,15 +106,10 @@ bool loadPgoFile(const std::string& pgoPath, norvo::PGOResultMsg& msg) {
                     pgoPath.c_str(), lineNumber, *column, pieces[*column].c_str());
       continue;
     }
-    poseLines.push_back(line);
-    maxId = std::max(maxId, line.pgo.id);
-  }
-
-  msg.lioPoses.resize(std::size_t{maxId} + 1);
-  msg.pgoPoses.resize(std::size_t{maxId} + 1);
-  for (const PoseLine& line : poseLines) {
-    msg.lioPoses[line.lio.id] = line.lio;
-    msg.pgoPoses[line.pgo.id] = line.pgo;
+    const std::size_t sweep = line.pgo.id;
+    if (sweep >= msg.pgoPoses.size()) resizePoses(msg, sweep + 1);
+    msg.lioPoses[sweep] = line.lio;
+    msg.pgoPoses[sweep] = line.pgo;
     msg.offset = line.offset;
   }
   return true;

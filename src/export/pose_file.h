@@ -12,11 +12,16 @@ constexpr std::uint32_t kLargestSweepId = 16777215;
 /// Fills the empty `msg` from the pose file at `pgoPath`, a text of lines with 28 fields between
 /// commas:
 ///
-///   field 0       time stamp, seconds            11 to 14  registration pose: quaternion w, x, y,
-///   z 1             sweep id, up to 16777215       15 to 17  optimised pose: position x, y, z,
-///   metres 2 to 4        offset x, y, z                 18 to 20  optimised pose: aux1 5 to 7
-///   registration pose: position    21 to 24  optimised pose: quaternion w, x, y, z 8 to 10
-///   registration pose: aux1        25 to 27  optimised pose: aux2
+///   0         time stamp, seconds
+///   1         sweep id, up to 16777215
+///   2 to 4    offset x, y, z, metres
+///   5 to 7    registration pose: position x, y, z, metres
+///   8 to 10   registration pose: aux1
+///   11 to 14  registration pose: quaternion w, x, y, z
+///   15 to 17  optimised pose: position x, y, z, metres
+///   18 to 20  optimised pose: aux1
+///   21 to 24  optimised pose: quaternion w, x, y, z
+///   25 to 27  optimised pose: aux2
 ///
 /// Lines that begin with '#' or have another number of fields are skipped. A line with a field that
 /// is no finite number of its type is skipped with a warning. Of several lines with one id, and for

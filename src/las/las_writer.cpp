@@ -1,5 +1,7 @@
 #include "las/las_writer.h"
 
+#include <tuple>
+
 #include "platform/trace.h"
 
 namespace pontra {
@@ -72,23 +74,23 @@ bool LasWriter::writeOut() {
 
 /// Brings the header on disk up to the records on disk and returns to the end of these.
 bool LasWriter::writeHeader() {
-  const auto coordinate = [](std::int32_t steps, double scale, double offset) {
-    return steps * scale + offset;
-  };
-  const auto bounds = [&](std::size_t axis, double offset, bool highest) {
-    if (written_ == 0) return 0.0;
-    const double low = coordinate(writtenBounds_.low[axis], scale_[axis], offset);
-    const double high = coordinate(writtenBounds_.high[axis], scale_[axis], offset);
-    return highest ? std::max(low, high) : std::min(low, high);  // a scale factor may be negative
-  };
+  const std::array<double, 3> offset = {header_.xOffset, header_.yOffset, header_.zOffset};
+  std::array<double, 3> low{};
+  std::array<double, 3> high{};
+  for (std::size_t axis = 0; written_ > 0 && axis < 3; ++axis) {
+    // The scale factor may be negative and turn the bounds round.
+    std::tie(low[axis], high[axis]) =
+        std::minmax({writtenBounds_.low[axis] * scale_[axis] + offset[axis],
+                     writtenBounds_.high[axis] * scale_[axis] + offset[axis]});
+  }
   header_.numberOfPointRecords = written_;
   header_.numberOfPointsByReturn[0] = written_;
-  header_.maxX = bounds(0, header_.xOffset, true);
-  header_.minX = bounds(0, header_.xOffset, false);
-  header_.maxY = bounds(1, header_.yOffset, true);
-  header_.minY = bounds(1, header_.yOffset, false);
-  header_.maxZ = bounds(2, header_.zOffset, true);
-  header_.minZ = bounds(2, header_.zOffset, false);
+  header_.minX = low[0];
+  header_.minY = low[1];
+  header_.minZ = low[2];
+  header_.maxX = high[0];
+  header_.maxY = high[1];
+  header_.maxZ = high[2];
 
   const std::int64_t end = std::int64_t{sizeof(LasHeader)} +
                            std::int64_t{written_} * std::int64_t{sizeof(LasPointRecord)};

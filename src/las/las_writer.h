@@ -16,8 +16,7 @@ namespace pontra {
 
 /// What a writer is given for one point.
 struct LasPoint {
-  double
-      x;  ///< relative to the header's offset, in the unit of the file: stored as x / xScaleFactor
+  double x;  ///< relative to the header's offset, in the file's unit; stored as x / xScaleFactor
   double y;
   double z;
   std::uint16_t red;

@@ -32,22 +32,28 @@ bool AsyncTaskQueue::init(int workers, const SchedParam& param) {
       workers_.emplace_back([this, threadName] { runTasks(threadName); });
     }
   } catch (const std::system_error&) {
-    const std::lock_guard lock(mutex_);
-    workerless_ = workers_.empty();
+    if (!workers_.empty()) return false;
+    std::unique_lock lock(mutex_);
+    workerless_ = true;
+    const std::deque<Entry> entries = std::move(entries_);
+    entries_.clear();
+    lock.unlock();
+    for (const Entry& entry : entries) run(entry.task, entry.argument);
     return false;
   }
   return true;
 }
 
 void AsyncTaskQueue::putTask(const Task& task, const std::string& argument) {
-  {
-    const std::lock_guard lock(mutex_);
-    if (!workerless_) entries_.push_back({task, argument});
-  }
-  if (workerless_)
+  std::unique_lock lock(mutex_);
+  if (workerless_) {
+    lock.unlock();
     run(task, argument);
-  else
-    wake_.notify_one();
+    return;
+  }
+  entries_.push_back({task, argument});
+  lock.unlock();
+  wake_.notify_one();
 }
 
 void AsyncTaskQueue::run(const Task& task, const std::string& argument) {

@@ -11,14 +11,13 @@
 
 namespace ferrun {
 
-/// Wishes about how the workers of a queue are scheduled. Only `threadName` is acted on; the rest
-/// is kept for callers that fill it.
+/// Wishes about how the workers of a queue are scheduled. Of the last one alone something is made.
 struct SchedParam {
-  std::vector<int> processors;
-  bool realTime = false;
-  int priority = 0;
-  int niceness = 0;
-  std::string threadName;  ///< the workers' thread name; empty for the queue's name
+  std::vector<int> processors;  ///< ignored
+  bool realTime = false;        ///< ignored
+  int priority = 0;             ///< ignored
+  int niceness = 0;             ///< ignored
+  std::string threadName;       ///< the workers' thread name; empty for the queue's name
 };
 
 /// A named queue of tasks that worker threads run. With one worker, tasks run one at a time in the
@@ -35,10 +34,11 @@ class AsyncTaskQueue {
   /// Runs the tasks that are still queued, then ends the workers. Not to be called from a task.
   ~AsyncTaskQueue();
 
-  /// Starts `workers` threads. False when one cannot be started; those started before it still run.
+  /// Starts `workers` threads. False when one cannot be started; those started before it still run,
+  /// and without any, tasks are run by who puts them.
   bool init(int workers, const SchedParam& param);
 
-  /// Queues a task; a worker will call it with `argument`. When init() has started no worker, the
+  /// Queues a task; a worker will call it with `argument`. When init() could start no worker, the
   /// task is run here and now instead, so that no work is lost. An exception that leaves the task
   /// ends that task alone, with an error line.
   void putTask(const Task& task, const std::string& argument);

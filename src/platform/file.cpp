@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <climits>
 #include <fcntl.h>
-#include <new>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -58,7 +57,7 @@ bool File::open(const std::string& name, int mode) {
   begin_ = end_ = 0;
   diskPosition_ = 0;
   readError_ = writeError_ = 0;
-  buffer_.reset(new (std::nothrow) char[capacity_]);
+  buffer_ = allocateLarge(capacity_);
   descriptor_ = buffer_ ? openDescriptor(name, reading_) : -1;
   if (descriptor_ >= 0) return true;
   if (!reading_)

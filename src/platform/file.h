@@ -3,10 +3,10 @@
 
 #include <cstddef>
 #include <cstring>
-#include <memory>
 #include <string>
 
 #include "platform/io_device.h"
+#include "platform/large_memory.h"
 
 namespace ferrun {
 
@@ -88,7 +88,7 @@ class File final : public IODevice {
   bool reading_ = true;
   int readError_ = 0;   ///< errno of the last read, 0 when it succeeded
   int writeError_ = 0;  ///< errno of the write that failed, until the next seek
-  std::unique_ptr<char[]> buffer_;
+  LargeMemory buffer_;
   std::size_t capacity_ = 0;  ///< size of buffer_
   std::size_t limit_ = 0;     ///< writing: how far buffer_ may be filled, 0 after a failed write
   std::size_t begin_ = 0;     ///< reading: the first byte in buffer_ not yet handed out; writing: 0

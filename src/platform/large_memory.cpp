@@ -1,5 +1,6 @@
 #include "platform/large_memory.h"
 
+#include <cstdint>
 #include <cstdlib>
 #include <sys/mman.h>
 
@@ -11,10 +12,19 @@ void FreeMemory::operator()(void* memory) const {
 
 LargeMemory allocateLarge(std::size_t size) {
   constexpr std::size_t kHugePage = std::size_t{2} << 20;
+  if (size < kHugePage) return LargeMemory(static_cast<char*>(std::malloc(size > 0 ? size : 1)));
   const std::size_t rounded = (size + kHugePage - 1) / kHugePage * kHugePage;
   LargeMemory memory(static_cast<char*>(std::aligned_alloc(kHugePage, rounded)));
   if (memory) ::madvise(memory.get(), rounded, MADV_HUGEPAGE);  // a wish; small pages do as well
   return memory;
+}
+
+void mapPages(void* memory, std::size_t size) {
+  constexpr std::uintptr_t kPage = 4096;
+  const auto begin = reinterpret_cast<std::uintptr_t>(memory);
+  const std::uintptr_t first = (begin + kPage - 1) / kPage * kPage;
+  const std::uintptr_t end = (begin + size) / kPage * kPage;
+  if (first < end) ::madvise(reinterpret_cast<void*>(first), end - first, MADV_POPULATE_WRITE);
 }
 
 }  // namespace ferrun

@@ -21,10 +21,10 @@ constexpr int kLevelError = 3;
 
 }  // namespace ferrun
 
-#define FERRUN_PRINT(level, ...)                                                     \
-  do {                                                                               \
-    ferrun::Tracer* const tracer = ferrun::Singleton<ferrun::Tracer>::getInstance(); \
-    if (tracer->enabled(level)) tracer->print(level, __VA_ARGS__);                   \
+#define FERRUN_PRINT(level, ...)                                                           \
+  do {                                                                                     \
+    ferrun::Tracer* const ferrunTracer = ferrun::Singleton<ferrun::Tracer>::getInstance(); \
+    if (ferrunTracer->enabled(level)) ferrunTracer->print(level, __VA_ARGS__);             \
   } while (false)
 
 #define FERRUN_TIME_TEXT ferrun::DateTime::getDateTime().toString().c_str()

@@ -98,7 +98,9 @@ void Tracer::append(const char* line, std::size_t size) {
   delivered_.wait(lock, [this] { return pending_.size() < kLimit; });
   const std::size_t before = pending_.size();
   pending_.append(line, size);
-  if (before == 0 || (before < kHighWater && pending_.size() >= kHighWater)) wake_.notify_one();
+  const bool wake = before == 0 || (before < kHighWater && pending_.size() >= kHighWater);
+  lock.unlock();
+  if (wake) wake_.notify_one();
 }
 
 void Tracer::flush() {

@@ -30,9 +30,9 @@ class STDSink : public TracerSink {
 };
 
 /// Formats lines and hands them to its sinks, whole and in the order in which they were printed.
-/// Lines are gathered in a bounded buffer that a thread of the tracer writes out, at most
-/// kGatherTime after the first of them was printed; a printer that runs ahead of the sinks waits.
-/// Any thread may print.
+/// Lines are gathered in a bounded buffer that a thread of the tracer writes out within some 20 ms;
+/// a printer that runs ahead of the sinks waits. Any thread may print. The library's own messages
+/// go to Singleton<Tracer>: a program that neither adds a sink nor starts it sees none.
 class Tracer {
  public:
   Tracer() = default;

@@ -18,7 +18,7 @@ using RgbCloud = pcl::PointCloud<PointRGBIST>;
 
 /// What lidar-inertial odometry found for one sweep, as the mapping pipeline hands it to a writer.
 struct LioResultMsg {
-  double timestamp = 0;                          ///< seconds; stored as the frame's time
+  double timestamp = 0;  ///< seconds, on any clock; stored as the frame's time
   std::array<float, 4> rotation = {1, 0, 0, 0};  ///< w, x, y, z; from the sweep's frame to the map
   std::array<float, 3> translation = {0, 0, 0};  ///< metres, in the map
   std::shared_ptr<IrtCloud> cloud;               ///< the registered points of the sweep
@@ -30,7 +30,7 @@ namespace modeling_app {
 
 /// One frame of lidar points with its odometry pose.
 struct PclFrame {
-  double timestamp = 0;                     ///< seconds
+  double timestamp = 0;                     ///< seconds, on any clock
   std::shared_ptr<norvo::IrtCloud> cloud;   ///< never null in a frame that was read
   Eigen::Quaternionf rotation{1, 0, 0, 0};  ///< from the frame to the map
   Eigen::Vector3f translation{0, 0, 0};     ///< metres, in the map

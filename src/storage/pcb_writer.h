@@ -22,8 +22,9 @@ class PcbWriter : public PclBinary {
   /// written.
   bool open(const std::string& path, unsigned newBufferSize) override;
 
-  /// Waits until all queued frames are written (asking the queue every 5 seconds, with a warning
-  /// each time), completes the header and closes the file. The writer may be opened again.
+  /// Waits until the queue is empty (of other writers' tasks too, when it is shared), asking every
+  /// 5 seconds with a warning each time; completes the header and closes the file. The writer may
+  /// be opened again.
   void close() override;
 
  private:

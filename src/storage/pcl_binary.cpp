@@ -1,6 +1,8 @@
 #include "storage/pcl_binary.h"
 
 #include <algorithm>
+#include <array>
+#include <cstring>
 #include <new>
 
 #include "platform/str_util.h"
@@ -111,11 +113,13 @@ std::shared_ptr<PclFrame> PclBinary::readIrtFrame(const PcbFrameHeader& frameHea
       if (length < 1 && size > 0) return nullptr;  // the data end here
       if (length == static_cast<std::int64_t>(size)) {
         auto frame = std::make_shared<PclFrame>();
-        const auto [w, x, y, z] = std::to_array(frameHeader.rotation);
+        std::array<float, 4> q;  // copies: Eigen takes references, which packed fields must not
+        std::array<float, 3> t;  // be given to
+        std::memcpy(q.data(), frameHeader.rotation, sizeof(q));
+        std::memcpy(t.data(), frameHeader.translation, sizeof(t));
         frame->timestamp = frameHeader.timestamp;
-        frame->rotation = Eigen::Quaternionf(w, x, y, z);
-        frame->translation = Eigen::Vector3f(frameHeader.translation[0], frameHeader.translation[1],
-                                             frameHeader.translation[2]);
+        frame->rotation = Eigen::Quaternionf(q[0], q[1], q[2], q[3]);
+        frame->translation = Eigen::Vector3f(t[0], t[1], t[2]);
         frame->cloud = irtStorage->makeCloud(frameHeader.pointCount);
         decodeBlock<IrtPointRecord>(block.data(), *frame->cloud);
         return frame;

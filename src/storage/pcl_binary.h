@@ -30,8 +30,9 @@ class PclBinary {
   PclBinary& operator=(const PclBinary&) = delete;
   virtual ~PclBinary() = default;
 
-  /// Opens the file at `path`; `newBufferSize` is in bytes. True when frames can be read or
-  /// written, also when a file is open already: that one then stays.
+  /// Opens the file at `path`; `newBufferSize` is the writer's buffer in bytes, 4 MiB being usual.
+  /// True when frames can be read or written, also when a file is open already: that one then
+  /// stays.
   virtual bool open(const std::string& path, unsigned newBufferSize) = 0;
   virtual void close() = 0;
 
@@ -45,19 +46,21 @@ class PclBinary {
   /// frames that hold no others are read as ever, but the values of their points are undetermined.
   void skipValues(std::uint64_t count);
 
-  /// Queues a frame for writing and returns at once; the queue's worker writes it later. The cloud
-  /// must not be changed until close() has returned. True when the frame was queued, which does not
-  /// tell whether it reaches the disk. False when it was refused: no file is open for writing, or
-  /// there is no frame, no cloud, or more points than a frame can hold. Not to be called together
-  /// with or after close().
+  /// Queues a frame for writing and returns at once; the queue's worker writes it later. Neither
+  /// the frame nor its cloud may be changed until close() has returned. True when the frame was
+  /// queued, which does not tell whether it reaches the disk: a failed write is told by an error
+  /// line. False when it was refused: no file is open for writing, or there is no frame, no cloud,
+  /// or more points than a frame can hold. Not to be called together with or after close().
   ///
-  /// A bare cloud becomes a frame stamped with the time of this call.
+  /// A file is to hold lidar frames (the first two) or coloured frames, which are bare clouds and
+  /// are stamped with the time of this call: a reader stops at a frame of the other kind.
   virtual bool writePcl(std::shared_ptr<PclFrame> frame);
   virtual bool writePcl(std::shared_ptr<norvo::LioResultMsg> msg);
   virtual bool writePcl(std::shared_ptr<norvo::RgbCloud> cloud);
 
-  /// The counts of the header, low 32 bits; while writing, of the frames written so far. 0 when no
-  /// file is open. Any thread may ask.
+  /// The counts of the header, modulo 2^32; while writing, of the frames written so far, so that a
+  /// writer whose totalFrames() has reached the frames handed over can be closed without a wait. 0
+  /// when no file is open. Any thread may ask.
   unsigned totalFrames() const;
   unsigned totalPoints() const;
 

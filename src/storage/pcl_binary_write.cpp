@@ -1,4 +1,5 @@
 // The writing half of PclBinary: frames wait on the queue and are appended by its worker.
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <new>
@@ -26,6 +27,23 @@ PcbFrameHeader irtFrameHeader(double timestamp, const std::array<float, 4>& rota
 template <class Record, class Cloud>
 bool fitsBlock(const Cloud* cloud, std::uint64_t largestBlock) {
   return cloud != nullptr && cloud->points.size() <= largestBlock / sizeof(Record);
+}
+
+/// Writes the record of each point; `onFailure` is called with the result of a write that failed.
+template <class Record, class Cloud, class OnFailure>
+void writePoints(ferrun::File& file, const Cloud& cloud, OnFailure onFailure) {
+  // Encoded some way ahead: a record that is copied as soon as it has been put together in small
+  // pieces would have the processor wait for these.
+  std::array<Record, 64> records;
+  const std::size_t count = cloud.points.size();
+  for (std::size_t first = 0; first < count; first += records.size()) {
+    const std::size_t size = std::min(records.size(), count - first);
+    for (std::size_t i = 0; i < size; ++i) records[i] = encodePoint(cloud.points[first + i]);
+    for (std::size_t i = 0; i < size; ++i) {
+      const int length = file.writeData(reinterpret_cast<const char*>(&records[i]), sizeof(Record));
+      if (length != sizeof(Record)) onFailure(length);
+    }
+  }
 }
 
 }  // namespace
@@ -64,8 +82,8 @@ bool PclBinary::queueTask(const std::function<void()>& writeFrame) {
   ++unfinishedTasks;
   const auto task = [this, writeFrame](const std::string&) {
     const std::lock_guard lock(mutex);
+    if (--unfinishedTasks == 0) tasksFinished.notify_all();  // close() then waits for the lock
     writeFrame();
-    if (--unfinishedTasks == 0) tasksFinished.notify_all();
   };
   try {
     taskQueue->putTask(task, "");
@@ -85,24 +103,17 @@ void PclBinary::beginFrame(PcbFrameHeader& frameHeader, std::size_t pointCount) 
 
 void PclBinary::writeIrtFrame(PcbFrameHeader frameHeader, const norvo::IrtCloud& cloud) {
   beginFrame(frameHeader, cloud.points.size());
-  for (const norvo::PointIRT& point : cloud.points) {
-    const IrtPointRecord record = encodePoint(point);
-    file->writeData(reinterpret_cast<const char*>(&record), sizeof(record));
-  }
+  writePoints<IrtPointRecord>(*file, cloud, [](int) {});
   ++frames;
 }
 
 void PclBinary::writeRgbFrame(PcbFrameHeader frameHeader, const norvo::RgbCloud& cloud) {
   beginFrame(frameHeader, cloud.points.size());
-  for (const norvo::PointRGBIST& point : cloud.points) {
-    const RgbPointRecord record = encodePoint(point);
-    const int length = file->writeData(reinterpret_cast<const char*>(&record), sizeof(record));
-    if (length != sizeof(record)) {
-      const char* const reason = std::strerror(errno);
-      TRACE_MEMBER_WARNING(name, "operator()", "write frame(%u) point data error(%d): %s!",
-                           frameHeader.frameIndex, length, reason);
-    }
-  }
+  writePoints<RgbPointRecord>(*file, cloud, [&](int length) {
+    const char* const reason = std::strerror(errno);
+    TRACE_MEMBER_WARNING(name, "operator()", "write frame(%u) point data error(%d): %s!",
+                         frameHeader.frameIndex, length, reason);
+  });
   ++frames;
 }
 

@@ -1,13 +1,14 @@
 // Memory for the points of clouds, used again from frame to frame.
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <mutex>
-#include <new>
 #include <utility>
 #include <vector>
+
+#include "platform/large_memory.h"
 
 namespace modeling_app {
 
@@ -25,6 +26,11 @@ class PointStorage : public std::enable_shared_from_this<PointStorage<Cloud>> {
     };
     const std::shared_ptr<Cloud> cloud(new Cloud, returnPoints);
     cloud->points = take(pointCount);
+    if (cloud->points.capacity() < pointCount) {
+      cloud->points.clear();
+      cloud->points.reserve(pointCount);
+      ferrun::mapPages(cloud->points.data(), pointCount * sizeof(cloud->points[0]));
+    }
     cloud->points.resize(pointCount);
     cloud->width = static_cast<std::uint32_t>(pointCount);
     cloud->height = pointCount > 0 ? 1 : 0;

@@ -11,12 +11,10 @@ struct alignas(16) PointIRT {
   union {
     float data[4] = {0, 0, 0, 1};
     struct {
-      float x;  ///< metres
-      float y;
-      float z;
+      float x, y, z;  ///< metres
     };
   };
-  float intensity = 0;   ///< of the return
+  float intensity = 0;   ///< of the return, in the sensor's own unit
   double timestamp = 0;  ///< seconds
 };
 
@@ -26,9 +24,7 @@ struct alignas(16) PointRGBIST {
   union {
     float data[4] = {0, 0, 0, 1};
     struct {
-      float x;  ///< metres
-      float y;
-      float z;
+      float x, y, z;  ///< metres
     };
   };
   std::uint8_t b = 0;
