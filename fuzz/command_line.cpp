@@ -1,0 +1,56 @@
+// A command line, one word a line, and the numbers and texts in it.
+#include <cmath>
+#include <optional>
+
+#include "fuzz_input.h"
+#include "platform/arg_option.h"
+#include "platform/file_path.h"
+#include "platform/number.h"
+#include "platform/str_util.h"
+
+namespace {
+
+/// What the standard library's conversion gives, or nothing when it throws.
+template <class Convert>
+auto standard(Convert convert, const std::string& value)
+    -> std::optional<decltype(convert(value))> {
+  try {
+    return convert(value);
+  } catch (const std::exception&) {
+    return std::nullopt;
+  }
+}
+
+void checkValue(const std::string& value) {
+  fuzz::require(ferrun::toInt(value) ==
+                standard([](const std::string& t) { return std::stoi(t); }, value));
+  fuzz::require(ferrun::toUnsignedLong(value) ==
+                standard([](const std::string& t) { return std::stoul(t); }, value));
+  const auto real = standard([](const std::string& t) { return std::stod(t); }, value);
+  if (real && std::isfinite(*real)) fuzz::require(ferrun::toDouble(value) == real);
+  const float number = ferrun::toFloat(value).value_or(-1.0F);
+  fuzz::require(ferrun::saturatingTruncate<std::uint8_t>(number) <=
+                ferrun::saturatingTruncate<std::uint32_t>(number));
+  const ferrun::FilePath path(value);
+  fuzz::require(path.baseName().find('/') == std::string::npos);
+  fuzz::require(ferrun::StrUtil::splitString(value, ",", true).size() <=
+                ferrun::StrUtil::splitString(value, ",", false).size());
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  auto words = ferrun::StrUtil::splitString("pcbin_las\n" + fuzz::text(data, size), "\n", false);
+  std::vector<char*> argv;
+  for (std::string& word : words) argv.push_back(word.data());
+  ferrun::ArgOption options;
+  const bool parsed = options.parseArgs(static_cast<int>(argv.size()), argv.data());
+  for (const char* const name : {"b", "r", "repair", "i", "o", "f", "offset", "s", "n", "v", "d"}) {
+    const auto values = options[name];
+    const int count = options.hasOption(name);
+    fuzz::require(count == static_cast<int>(values.size()) || (count == -1 && values.empty()));
+    fuzz::require(parsed || count == -1);
+    for (const std::string& value : values) checkValue(value);
+  }
+  return 0;
+}

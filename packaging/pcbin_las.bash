@@ -1,0 +1,44 @@
+# bash completion for pcbin_las
+
+# Completes directories, and files whose names end in .$1, in small or capital letters.
+_pcbin_las_files() {
+  compopt -o filenames
+  mapfile -t COMPREPLY < <(
+    compgen -d -- "$current"
+    compgen -f -X "!*.$1" -- "$current"
+    compgen -f -X "!*.${1^^}" -- "$current"
+  )
+}
+
+# Completes the options that go with the mode chosen so far.
+_pcbin_las_options() {
+  local options="-b -r --repair -i -o -f --offset -d -h --help" word
+  for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
+    case $word in
+      -b) options="-s -n -d" && break ;;
+      -r) options="-s -n -v -d" && break ;;
+      --repair) options="-d" && break ;;
+      -i | -o | -f | --offset) options="-i -o -f --offset -d" ;;
+    esac
+  done
+  mapfile -t COMPREPLY < <(compgen -W "$options" -- "$current")
+}
+
+_pcbin_las() {
+  local current=${COMP_WORDS[COMP_CWORD]}
+  COMPREPLY=()
+  # The three numbers of --offset: nothing to offer, though a negative one begins like an option.
+  local first=$((COMP_CWORD > 3 ? COMP_CWORD - 3 : 1))
+  [[ " ${COMP_WORDS[*]:first:COMP_CWORD-first} " != *" --offset "* ]] || return 0
+  case ${COMP_WORDS[COMP_CWORD - 1]} in
+    -b | -i) _pcbin_las_files pcbin ;;
+    -r | -o | --repair) _pcbin_las_files las ;;
+    -f) _pcbin_las_files csv ;;
+    -d) mapfile -t COMPREPLY < <(compgen -W "1 2 3 4" -- "$current") ;;
+    -v) mapfile -t COMPREPLY < <(compgen -W "0 1" -- "$current") ;;
+    -s | -n) ;;  # numbers
+    *) _pcbin_las_options ;;
+  esac
+}
+
+complete -F _pcbin_las pcbin_las

@@ -1,0 +1,54 @@
+#!/usr/bin/env bash
+# Makes the Debian packages pcbin-las (the program) and pcbin-las-dev (the library) in build/package.
+# Usage: scripts/package.sh [amd64|arm64]    for the machine itself when no architecture is named
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+# shellcheck source=scripts/lib/install_packages.sh
+. scripts/lib/install_packages.sh
+
+mkdir -p build/package
+log=build/package/package.log
+: >"$log"
+
+install_packages g++ cmake ninja-build libpcl-dev libeigen3-dev dpkg-dev
+machine=$(dpkg --print-architecture)
+architecture=${1:-$machine}
+preset=release
+if [[ $architecture != "$machine" ]]; then
+  if [[ $architecture != arm64 ]]; then
+    echo "package.sh: of other machines only arm64 can be built for" >&2
+    exit 1
+  fi
+  install_packages g++-aarch64-linux-gnu
+  preset=arm64
+fi
+build=build/package/$architecture
+
+# Runs a command with the variables of the architecture, which dpkg's tools read.
+for_architecture() {
+  dpkg-architecture --force -a "$architecture" -c "$@"
+}
+
+# Debian's hardening flags. Optimisation is left to the build type, and there is no debug
+# information: stripping takes it from the program but not from the libraries.
+build_flags() {
+  for_architecture env DEB_BUILD_MAINT_OPTIONS=hardening=+bindnow \
+    DEB_CXXFLAGS_MAINT_STRIP="-g -O2" dpkg-buildflags --get "$1"
+}
+
+make_packages() {
+  cd "$build"
+  for_architecture cpack -B ..
+}
+
+umask 022
+echo "Building for $architecture ..."
+run_quietly cmake --preset "$preset" -B "$build" --fresh \
+  -DPCBIN_BUILD_TESTS=OFF -DPCBIN_BUILD_EXAMPLES=OFF -DCMAKE_INSTALL_PREFIX=/usr \
+  -DCMAKE_INSTALL_LIBDIR="lib/$(dpkg-architecture --force -a "$architecture" -qDEB_HOST_MULTIARCH)" \
+  -DCMAKE_CXX_FLAGS="$(build_flags CPPFLAGS) $(build_flags CXXFLAGS)" \
+  -DCMAKE_EXE_LINKER_FLAGS="$(build_flags LDFLAGS)"
+run_quietly cmake --build "$build" --parallel "$(nproc)"
+(log=$PWD/$log && run_quietly make_packages)
+rm -rf build/package/_CPack_Packages
+ls build/package/*_"$architecture".deb

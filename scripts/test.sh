@@ -1,0 +1,17 @@
+#!/usr/bin/env bash
+# Builds the project and runs its tests; installs what is missing for that on a Debian machine.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+# shellcheck source=scripts/lib/install_packages.sh
+. scripts/lib/install_packages.sh
+
+mkdir -p build
+log=build/test.log
+: >"$log"
+
+install_packages g++ cmake ninja-build libpcl-dev libpng-dev googletest
+mapfile -t generator < <(generator_options)
+echo "Building ..."
+run_quietly cmake --preset release "${generator[@]}"
+run_quietly cmake --build --preset release --parallel "$(nproc)"
+ctest --preset release --parallel "$(nproc)" "$@"

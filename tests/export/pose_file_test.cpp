@@ -1,0 +1,160 @@
+// Pose files as they come from outside, well-formed or not.
+#include "export/pose_file.h"
+
+#include <gmock/gmock.h>
+
+#include "app/settings.h"
+#include "support/log_lines.h"
+#include "support/temp_dir.h"
+
+namespace {
+
+using Eigen::Vector3d;
+using Eigen::Vector3f;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+const std::string kNumberedLine =
+    "1000.25,1,2.5,3.5,4.5,5,6,7,8,9,10,0.7071,0.12,0.13,0.14,15,16,17,18,19,20,0.21,0.22,0.23,"
+    "0.24,25,26,27";
+
+/// The numbered line with another text in one column, and its line break.
+std::string withField(std::size_t column, const std::string& field) {
+  std::size_t begin = 0;
+  for (std::size_t i = 0; i < column; ++i) begin = kNumberedLine.find(',', begin) + 1;
+  std::string line = kNumberedLine + "\n";
+  return line.replace(begin, line.find_first_of(",\n", begin) - begin, field);
+}
+
+std::string identityLine(unsigned id) {
+  return test::poseLine(id, {}, {});
+}
+
+class PoseFile : public testing::Test {
+ protected:
+  ~PoseFile() override { g_useOffset = false; }
+
+  norvo::PGOResultMsg load(const std::string& text) {
+    norvo::PGOResultMsg msg;
+    EXPECT_TRUE(loadPgoFile(dir_.write("pgo.csv", text), msg));
+    EXPECT_EQ(msg.lioPoses.size(), msg.pgoPoses.size());
+    EXPECT_TRUE(msg.extras.empty());
+    return msg;
+  }
+
+  /// The ids of the optimised poses, -1 where there is none; those of the registration poses agree.
+  static std::vector<std::int64_t> ids(const norvo::PGOResultMsg& msg) {
+    std::vector<std::int64_t> result;
+    for (std::size_t i = 0; i < msg.pgoPoses.size(); ++i) {
+      const std::uint32_t id = msg.pgoPoses[i].id;
+      EXPECT_EQ(msg.lioPoses[i].id, id);
+      result.push_back(id == 0xFFFFFFFF ? -1 : std::int64_t{id});
+    }
+    return result;
+  }
+
+  test::TempDir dir_;
+  test::CapturedLines captured_;
+};
+
+TEST_F(PoseFile, PutsEachColumnIntoItsField) {
+  const norvo::PGOResultMsg msg = load(kNumberedLine + "\n");
+  ASSERT_THAT(ids(msg), ElementsAre(-1, 1));
+  EXPECT_EQ(msg.offset, Vector3d(2.5, 3.5, 4.5));
+  const norvo::PGOPoseStamped& lio = msg.lioPoses[1];
+  EXPECT_EQ(lio.timestamp, 1000.25);
+  EXPECT_EQ(lio.translation, Vector3f(5, 6, 7));
+  EXPECT_EQ(lio.aux1, Vector3f(8, 9, 10));
+  EXPECT_EQ(lio.rotation.coeffs(), Eigen::Vector4f(0.12F, 0.13F, 0.14F, 0.7071F));  // x, y, z, w
+  EXPECT_EQ(lio.aux2, Vector3f(0, 0, 0));
+  const norvo::PGOPoseStamped& pgo = msg.pgoPoses[1];
+  EXPECT_EQ(pgo.timestamp, 1000.25);
+  EXPECT_EQ(pgo.translation, Vector3f(15, 16, 17));
+  EXPECT_EQ(pgo.aux1, Vector3f(18, 19, 20));
+  EXPECT_EQ(pgo.rotation.coeffs(), Eigen::Vector4f(0.22F, 0.23F, 0.24F, 0.21F));
+  EXPECT_EQ(pgo.aux2, Vector3f(25, 26, 27));
+
+  const norvo::PGOPoseStamped& none = msg.pgoPoses[0];
+  EXPECT_EQ(none.timestamp, 0);
+  EXPECT_EQ(none.translation, Vector3f(0, 0, 0));
+  EXPECT_EQ(none.rotation.coeffs(), Eigen::Vector4f(0, 0, 0, 0));
+}
+
+TEST_F(PoseFile, FindsDataLinesAmongOtherLines) {
+  const std::string line = identityLine(5);
+  const std::string bare = line.substr(0, line.size() - 1);
+  EXPECT_THAT(ids(load("# time,id\n" + identityLine(1) + "\n" + identityLine(0) + line)),
+              ElementsAre(0, 1, -1, -1, -1, 5));
+  EXPECT_THAT(ids(load(bare + "\r\n\r\n" + identityLine(1))), ElementsAre(-1, 1, -1, -1, -1, 5));
+  EXPECT_THAT(ids(load(identityLine(0) + bare)), ElementsAre(0, -1, -1, -1, -1, 5));
+  EXPECT_THAT(ids(load("  7, 1" + line.substr(line.find(",1000")))), ElementsAre(-1, 1));
+  for (const std::string& skipped :
+       {"#" + bare, bare + ",", bare + ",1", bare.substr(bare.find(',') + 1), std::string(),
+        "#" + std::string(27, ','), std::string("x")}) {
+    EXPECT_THAT(ids(load(skipped)), ElementsAre(-1)) << skipped;
+    EXPECT_THAT(ids(load(skipped + "\n" + identityLine(0))), ElementsAre(0)) << skipped;
+  }
+  EXPECT_THAT(captured_.lines(), IsEmpty());
+}
+
+TEST_F(PoseFile, LetsTheLastLineDecide) {
+  const norvo::PGOResultMsg msg = load(withField(5, "50") + withField(15, "150") + identityLine(0));
+  ASSERT_THAT(ids(msg), ElementsAre(0, 1));
+  EXPECT_EQ(msg.lioPoses[1].translation.x(), 5);
+  EXPECT_EQ(msg.pgoPoses[1].translation.x(), 150);
+  EXPECT_EQ(msg.offset, Vector3d(1000, 2000, 30));
+}
+
+TEST_F(PoseFile, TakesTheOffsetOfTheCommandLineWhenGiven) {
+  EXPECT_EQ(load("# nothing\n").offset, Vector3d(0, 0, 0));
+  g_useOffset = true;
+  g_offset = {-1.5, 2e6, 0.25};
+  EXPECT_EQ(load(withField(2, "none")).offset, Vector3d(-1.5, 2e6, 0.25));
+  EXPECT_EQ(load("# nothing\n").offset, Vector3d(-1.5, 2e6, 0.25));
+  norvo::PGOResultMsg msg;
+  EXPECT_TRUE(loadPgoFile("", msg));
+  EXPECT_EQ(msg.offset, Vector3d(-1.5, 2e6, 0.25));
+  EXPECT_TRUE(msg.lioPoses.empty() && msg.pgoPoses.empty());
+  EXPECT_THAT(captured_.lines(), IsEmpty());
+}
+
+TEST_F(PoseFile, SkipsALineWithABadFieldAndSaysWhere) {
+  const std::pair<std::size_t, std::string> cases[] = {
+      {0, "yesterday"}, {0, "1e999"},      {1, "-1"},         {1, "16777216"},
+      {1, "x"},         {1, "4294967295"}, {1, "4294967297"}, {1, "99999999999999999999"},
+      {4, "nan"},       {5, ""},           {9, "1e39"},       {11, "-inf"},
+      {23, "NAN(1)"},   {27, "\r"},
+  };
+  for (const auto& [column, field] : cases) {
+    const test::CapturedLines captured;
+    const norvo::PGOResultMsg msg =
+        load("# comment\n" + identityLine(0) + "\n" + withField(column, field));
+    EXPECT_THAT(ids(msg), ElementsAre(0)) << column << field;
+    EXPECT_EQ(msg.offset, Vector3d(1000, 2000, 30)) << column << field;
+    EXPECT_THAT(captured.lines(),
+                ElementsAre("<W>TIME [pcbin_las,L#] pgo file(" + dir_.path("pgo.csv") +
+                            ") line 4 skipped, column " + std::to_string(column) +
+                            " is not a valid number(" + field + ")!"));
+  }
+}
+
+TEST_F(PoseFile, TakesNumbersWithBlanksBeforeAndTextBehind) {
+  EXPECT_THAT(ids(load(withField(1, " 2 (lost)"))), ElementsAre(-1, -1, 2));
+  const norvo::PGOResultMsg msg = load(withField(27, "\t-2.5m\r") + withField(5, "1e-46"));
+  EXPECT_EQ(msg.lioPoses[1].translation.x(), 0);
+  EXPECT_EQ(load(withField(27, "\t-2.5m\r")).pgoPoses[1].aux2.z(), -2.5F);
+  EXPECT_THAT(captured_.lines(), IsEmpty());
+}
+
+TEST_F(PoseFile, FailsWhenItCannotBeOpened) {
+  for (const std::string& path : {dir_.path("none.csv"), dir_.path()}) {
+    const test::CapturedLines captured;
+    norvo::PGOResultMsg msg;
+    EXPECT_FALSE(loadPgoFile(path, msg));
+    EXPECT_TRUE(msg.pgoPoses.empty());
+    EXPECT_THAT(captured.lines(),
+                ElementsAre("<E>TIME [pcbin_las,L#] cannot open pgo file: " + path + "!"));
+  }
+}
+
+}  // namespace

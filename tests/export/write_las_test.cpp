@@ -1,0 +1,113 @@
+// Frames of coloured points as LAS records.
+#include "export/write_las.h"
+
+#include <limits>
+
+#include <gmock/gmock.h>
+
+#include "support/log_lines.h"
+#include "support/temp_dir.h"
+
+namespace {
+
+using test::at;
+using test::Bytes;
+
+using FramePtr = std::shared_ptr<modeling_app::PclRGBFrame>;
+
+FramePtr frameOf(const std::vector<norvo::PointRGBIST>& points) {
+  auto frame = std::make_shared<modeling_app::PclRGBFrame>();
+  frame->cloud = std::make_shared<norvo::RgbCloud>();
+  for (const auto& point : points) frame->cloud->points.push_back(point);
+  return frame;
+}
+
+class WriteLas : public testing::Test {
+ protected:
+  WriteLas() {
+    pontra::LasHeader header;
+    pontra::LasHeaderInit(&header, pontra::kPointFormat3);
+    header.xOffset = 1000;
+    EXPECT_TRUE(writer_->open(header, dir_.path("map.las"), 1000));
+  }
+
+  /// The bytes of the records written.
+  Bytes records() {
+    writer_->close();
+    return test::readFile(dir_.path("map.las")).substr(227);
+  }
+
+  test::TempDir dir_;
+  std::shared_ptr<pontra::LasWriter> writer_ = std::make_shared<pontra::LasWriter>();
+  test::CapturedLines captured_;
+};
+
+TEST_F(WriteLas, CopiesColoursAndTimeAndLeavesTheOffsetToTheHeader) {
+  norvo::PointRGBIST point;
+  point.x = 1;
+  point.y = -1.5F;
+  point.z = 0.002F;
+  point.r = 255;
+  point.g = 128;
+  point.b = 1;
+  point.a = 77;
+  point.intensity = 65535;
+  point.timestamp = 1700000000.123456;
+  norvo::PGOResultMsg msg;
+  msg.offset = {1000, 0, 0};
+  EXPECT_EQ(write_las(writer_, frameOf({point}), msg), 0);
+  EXPECT_EQ(records(), test::lasRecord({1000, -1500, 2, 65535, 255, 128, 1, 1700000000.123456}));
+  EXPECT_EQ(writer_.use_count(), 1);
+}
+
+TEST_F(WriteLas, HoldsIntensitiesWithinTheirRange) {
+  const std::pair<float, int> cases[] = {
+      {12.9F, 12},
+      {0.5F, 0},
+      {-0.5F, 0},
+      {-7, 0},
+      {65535.9F, 65535},
+      {65536, 65535},
+      {1e30F, 65535},
+      {-1e30F, 0},
+      {std::numeric_limits<float>::quiet_NaN(), 0},
+      {std::numeric_limits<float>::infinity(), 65535},
+  };
+  std::vector<norvo::PointRGBIST> points(std::size(cases));
+  for (std::size_t k = 0; k < points.size(); ++k) points[k].intensity = cases[k].first;
+  EXPECT_EQ(write_las(writer_, frameOf(points), {}), 0);
+  const Bytes bytes = records();
+  ASSERT_EQ(bytes.size(), 34 * points.size());
+  for (std::size_t k = 0; k < points.size(); ++k)
+    EXPECT_EQ(at<std::uint16_t>(bytes, 34 * k + 12), cases[k].second) << cases[k].first;
+}
+
+TEST_F(WriteLas, WritesThePointsWithAPoseInTheirOrderAndCountsAll) {
+  norvo::PGOResultMsg msg;
+  msg.lioPoses.resize(2);
+  msg.pgoPoses.resize(2);
+  msg.lioPoses[0].id = msg.pgoPoses[0].id = 0;
+  std::vector<norvo::PointRGBIST> points(10);
+  for (unsigned k = 0; k < 10; ++k) {
+    points[k].x = static_cast<float>(k);
+    points[k].sweepid = k == 0 ? 1 : k % 4 == 3 ? 2 : k == 9 ? 0xFFFFFFFF : 0;  // 0, 3, 7, 9 go
+  }
+  EXPECT_EQ(write_las(writer_, frameOf(points), msg), 0);
+  const Bytes bytes = records();
+  std::vector<int> steps;
+  for (std::size_t k = 0; k < bytes.size() / 34; ++k)
+    steps.push_back(at<std::int32_t>(bytes, 34 * k));
+  EXPECT_THAT(steps, testing::ElementsAre(1000, 2000, 4000, 5000, 6000, 8000));
+  EXPECT_EQ(captured_.lines().back(), "<I>TIME [write_las] refine pcl points(10) ok.");
+}
+
+TEST_F(WriteLas, TakesAnEmptyCloudButNoMissingOne) {
+  EXPECT_EQ(write_las(writer_, frameOf({}), {}), 0);
+  EXPECT_EQ(write_las(writer_, std::make_shared<modeling_app::PclRGBFrame>(), {}), -1);
+  EXPECT_THAT(captured_.lines(),
+              testing::ElementsAre("<I>TIME [write_las] refine pcl points(0) ok.",
+                                   "<E>TIME [write_las,L#] frame points is null!"));
+  EXPECT_EQ(records(), "");
+}
+
+}  // namespace

@@ -1,0 +1,90 @@
+// The bytes of LAS headers and records.
+#include "las/las_records.h"
+
+#include <cstring>
+#include <ctime>
+
+#include <gmock/gmock.h>
+
+#include "support/bytes.h"
+
+namespace {
+
+using test::Bytes;
+
+std::tm utcNow() {
+  const std::time_t now = std::time(nullptr);
+  std::tm utc{};
+  gmtime_r(&now, &utc);
+  return utc;
+}
+
+TEST(LasHeaderInit, FillsEveryByte) {
+  const std::tm before = utcNow();
+  pontra::LasHeader header;
+  std::memset(&header, 0xFF, sizeof(header));
+  ASSERT_TRUE(pontra::LasHeaderInit(&header, pontra::kPointFormat3));
+  const std::tm after = utcNow();
+
+  const Bytes bytes(reinterpret_cast<const char*>(&header), 227);
+  const std::string software = bytes.substr(58, 32).c_str();
+  EXPECT_THAT(software, testing::ContainsRegex("^pcbin_las [0-9]+\\.[0-9]+\\.[0-9]+$"));
+  const int day = test::at<std::uint16_t>(bytes, 90);
+  const int year = test::at<std::uint16_t>(bytes, 92);
+  EXPECT_THAT(day, testing::AnyOf(before.tm_yday + 1, after.tm_yday + 1));
+  EXPECT_THAT(year, testing::AnyOf(before.tm_year + 1900, after.tm_year + 1900));
+
+  Bytes expected(227, '\0');
+  expected.replace(0, 4, "LASF");
+  expected.replace(24, 2, "\x01\x02");
+  expected.replace(26, 14, "TRANSFORMATION");
+  expected.replace(58, software.size(), software);
+  expected.replace(90, 4, bytes.substr(90, 4));
+  expected.replace(94, 6, Bytes("\xE3\0\xE3\0\0\0", 6));
+  expected.replace(104, 3, Bytes("\x03\x22\0", 3));
+  for (const std::size_t scale : {131U, 139U, 147U})
+    expected.replace(scale, 8, "\xFC\xA9\xF1\xD2\x4D\x62\x50\x3F");  // 0.001
+  EXPECT_EQ(bytes, expected);
+}
+
+TEST(LasHeaderInit, LeavesTheHeaderAloneForAnotherFormat) {
+  pontra::LasHeader header{};
+  header.sourceID = 77;
+  EXPECT_FALSE(pontra::LasHeaderInit(&header, pontra::PointDataFormat{2}));
+  EXPECT_EQ(int{header.sourceID}, 77);
+  EXPECT_EQ(int{header.headerSize}, 0);
+}
+
+TEST(LasPointRecord, IsTheByteImageOfARecord) {
+  const char bytes[] =
+      "\x24\xFA\xFF\xFF\x02\0\0\0\x03\0\0\x80\x04\x05\xC9\xE2\xF6\x77\x06\x07"
+      "\0\0\0\0\0\0\xF8\x3F\x08\x09\x0A\x0B\x0C\x0D";
+  static_assert(sizeof(bytes) == 35);
+  pontra::LasPointRecord record;
+  std::memcpy(&record, bytes, sizeof(record));
+  EXPECT_EQ(std::int32_t{record.x}, -1500);
+  EXPECT_EQ(std::int32_t{record.y}, 2);
+  EXPECT_EQ(std::int32_t{record.z}, -2147483645);
+  EXPECT_EQ(int{record.intensity}, 0x0504);
+  EXPECT_EQ(pontra::returnNumber(record.returnByte), 1);
+  EXPECT_EQ(pontra::numberOfReturns(record.returnByte), 1);
+  EXPECT_EQ(pontra::scanDirectionFlag(record.returnByte), 1);
+  EXPECT_EQ(pontra::edgeOfFlightLine(record.returnByte), 1);
+  EXPECT_EQ(int{record.classification}, 0xE2);
+  EXPECT_EQ(int{record.scanAngleRank}, -10);
+  EXPECT_EQ(int{record.userData}, 0x77);
+  EXPECT_EQ(int{record.pointSourceID}, 0x0706);
+  EXPECT_EQ(double{record.gpsTime}, 1.5);
+  EXPECT_EQ(int{record.red}, 0x0908);
+  EXPECT_EQ(int{record.green}, 0x0B0A);
+  EXPECT_EQ(int{record.blue}, 0x0D0C);
+}
+
+TEST(ReturnByte, SplitsIntoItsFields) {
+  EXPECT_EQ(pontra::returnNumber(0x2D), 5);
+  EXPECT_EQ(pontra::numberOfReturns(0x2D), 5);
+  EXPECT_EQ(pontra::scanDirectionFlag(0x40), 1);
+  EXPECT_EQ(pontra::edgeOfFlightLine(0x40), 0);
+}
+
+}  // namespace

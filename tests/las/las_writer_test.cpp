@@ -1,0 +1,223 @@
+// LAS files as the writer leaves them on disk, whole or after failures.
+#include "las/las_writer.h"
+
+#include <csignal>
+#include <filesystem>
+#include <sys/resource.h>
+
+#include <gmock/gmock.h>
+
+#include "las/las_file_checks.h"
+#include "support/log_lines.h"
+#include "support/temp_dir.h"
+
+namespace {
+
+using pontra::LasPoint;
+using pontra::LasWriter;
+using test::at;
+using test::Bytes;
+using test::expectWholeLas;
+
+constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+constexpr unsigned kFourRecords = 4 * 34;
+
+pontra::LasHeader headerWithOffset() {
+  pontra::LasHeader header;
+  pontra::LasHeaderInit(&header, pontra::kPointFormat3);
+  header.xOffset = 1000;
+  header.yOffset = -2000.5;
+  header.zOffset = 30.25;
+  return header;
+}
+
+LasPoint pointAt(double x, double y, double z) {
+  return {x, y, z, 0, 0, 0, 0, 0};
+}
+
+std::int32_t recordX(const Bytes& las, std::size_t k) {
+  return at<std::int32_t>(las, 227 + 34 * k);
+}
+
+/// Lets writes beyond `size` bytes of a file fail while it lives.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t size) : formerHandler_(std::signal(SIGXFSZ, SIG_IGN)) {
+    getrlimit(RLIMIT_FSIZE, &former_);
+    const rlimit limit{size, former_.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  FileSizeLimit(const FileSizeLimit&) = delete;
+  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+  ~FileSizeLimit() {
+    setrlimit(RLIMIT_FSIZE, &former_);
+    std::signal(SIGXFSZ, formerHandler_);
+  }
+
+ private:
+  void (*formerHandler_)(int);
+  rlimit former_{};
+};
+
+TEST(LasWriter, WritesHeaderAndRecordsByteForByte) {
+  const test::TempDir dir;
+  const std::string path = dir.write("map.las", Bytes(5000, 'x'));  // longer than the new file
+  const test::CapturedLines captured;
+  LasWriter writer;
+  ASSERT_TRUE(writer.open(headerWithOffset(), path, 33554432));
+  EXPECT_TRUE(writer.writePoint({1.234, -1.5, 0.002, 255, 128, 0x0102, 0xFFFE, 1.5}));
+  EXPECT_TRUE(writer.writePoint({0, 0, -0.001, 0, 0, 0, 0, -2}));
+  EXPECT_TRUE(writer.close());
+
+  const Bytes bytes = test::readFile(path);
+  expectWholeLas(bytes, 2);
+  EXPECT_EQ(bytes.substr(227), Bytes("\xD2\x04\0\0\x24\xFA\xFF\xFF\x02\0\0\0\xFE\xFF\x09\0\0\0\0\0"
+                                     "\0\0\0\0\0\0\xF8\x3F\xFF\0\x80\0\x02\x01"
+                                     "\0\0\0\0\0\0\0\0\xFF\xFF\xFF\xFF\0\0\x09\0\0\0\0\0"
+                                     "\0\0\0\0\0\0\0\xC0\0\0\0\0\0\0",
+                                     68));
+  pontra::LasHeader expected = headerWithOffset();
+  expected.numberOfPointRecords = expected.numberOfPointsByReturn[0] = 2;
+  expected.maxX = 1234 * 0.001 + 1000;
+  expected.minX = 1000;
+  expected.maxY = -2000.5;
+  expected.minY = -1500 * 0.001 - 2000.5;
+  expected.maxZ = 2 * 0.001 + 30.25;
+  expected.minZ = -1 * 0.001 + 30.25;
+  EXPECT_EQ(bytes.substr(0, 227), Bytes(reinterpret_cast<const char*>(&expected), 227));
+  EXPECT_TRUE(captured.lines().empty());
+}
+
+TEST(LasWriter, StoresTheNearestStep) {
+  const std::pair<double, std::int32_t> cases[] = {
+      {0.12345, 123},
+      {0.1236, 124},
+      {-1.2346, -1235},
+      {-0.0004, 0},
+      {0.0004999, 0},
+      {0.000501, 1},
+      {2147483.647, 2147483647},
+      {2147483.6474, 2147483647},
+      {-1.0, -1000},
+      {1.0, 1000},
+      {-2147483.648, -2147483648},
+  };
+  const test::TempDir dir;
+  LasWriter writer;
+  ASSERT_TRUE(writer.open(headerWithOffset(), dir.path("a.las"), kFourRecords));
+  for (const auto& [x, steps] : cases) EXPECT_TRUE(writer.writePoint(pointAt(x, -x / 2, x / 3)));
+  writer.close();
+  const Bytes bytes = test::readFile(dir.path("a.las"));
+  expectWholeLas(bytes, std::size(cases));
+  for (std::size_t k = 0; k < std::size(cases); ++k)
+    EXPECT_EQ(recordX(bytes, k), cases[k].second) << cases[k].first;
+}
+
+TEST(LasWriter, RefusesWhatDoesNotFitAndSaysHowMany) {
+  const test::TempDir dir;
+  const test::CapturedLines captured;
+  LasWriter writer;
+  ASSERT_TRUE(writer.open(headerWithOffset(), dir.path("a.las"), kFourRecords));
+  EXPECT_TRUE(writer.writePoint(pointAt(1, 2, 3)));
+  for (const double bad : {kNan, kInfinity, -kInfinity, 2147483.648, -2147483.6490, 1e300}) {
+    EXPECT_FALSE(writer.writePoint(pointAt(bad, 0, 0))) << bad;
+    EXPECT_FALSE(writer.writePoint(pointAt(0, bad, 0))) << bad;
+    EXPECT_FALSE(writer.writePoint(pointAt(0, 0, bad))) << bad;
+  }
+  EXPECT_TRUE(writer.writePoint(pointAt(4, 5, 6)));
+  EXPECT_TRUE(writer.close());
+  const Bytes bytes = test::readFile(dir.path("a.las"));
+  expectWholeLas(bytes, 2);
+  EXPECT_EQ(at<double>(bytes, 187), 1001);
+  EXPECT_THAT(captured.lines(),
+              testing::ElementsAre(testing::AllOf(
+                  testing::StartsWith("<W>TIME [LasWriter::close,L#] "),
+                  testing::HasSubstr(dir.path("a.las")), testing::HasSubstr(" 18 points "))));
+}
+
+TEST(LasWriter, KeepsBoundsInOrderUnderANegativeScaleFactor) {
+  const test::TempDir dir;
+  pontra::LasHeader header = headerWithOffset();
+  header.xScaleFactor = -0.01;
+  LasWriter writer;
+  ASSERT_TRUE(writer.open(header, dir.path("a.las"), kFourRecords));
+  for (const double x : {-3.0, 7.0}) writer.writePoint(pointAt(x, 0, 0));
+  writer.close();
+  const Bytes bytes = test::readFile(dir.path("a.las"));
+  expectWholeLas(bytes, 2);
+  EXPECT_EQ(recordX(bytes, 1), -700);
+  EXPECT_DOUBLE_EQ(at<double>(bytes, 179), 1007);
+  EXPECT_DOUBLE_EQ(at<double>(bytes, 187), 997);
+}
+
+TEST(LasWriter, GivesAFileWithoutPointsZeroBounds) {
+  const test::TempDir dir;
+  LasWriter writer;
+  EXPECT_FALSE(writer.writePoint(pointAt(0, 0, 0)));
+  EXPECT_FALSE(writer.close());
+  ASSERT_TRUE(writer.open(headerWithOffset(), dir.path("a.las"), 0));
+  EXPECT_FALSE(writer.open(headerWithOffset(), dir.path("b.las"), 0));
+  EXPECT_TRUE(writer.close());
+  EXPECT_FALSE(writer.writePoint(pointAt(0, 0, 0)));
+  const Bytes bytes = test::readFile(dir.path("a.las"));
+  expectWholeLas(bytes, 0);
+  EXPECT_EQ(bytes.substr(179), Bytes(48, '\0'));
+  EXPECT_FALSE(std::filesystem::exists(dir.path("b.las")));
+}
+
+TEST(LasWriter, KeepsTheFileOnDiskWholeWhileWriting) {
+  const test::TempDir dir;
+  {
+    LasWriter writer;
+    ASSERT_TRUE(writer.open(headerWithOffset(), dir.path("a.las"), kFourRecords));
+    for (int n = 1; n <= 9; ++n) {
+      writer.writePoint(pointAt(n % 3 - n, n, -n));
+      const Bytes onDisk = test::readFile(dir.path("a.las"));
+      expectWholeLas(onDisk, static_cast<std::size_t>((n - 1) / 4 * 4));
+    }
+  }
+  expectWholeLas(test::readFile(dir.path("a.las")), 9);  // the destructor has closed it
+}
+
+TEST(LasWriter, LeavesWholeRecordsAndATrueHeaderAfterAFailedWrite) {
+  const test::TempDir dir;
+  for (std::size_t limit = 227; limit < 227 + 34 * 10; limit += 17) {
+    const std::string path = dir.path(std::to_string(limit) + ".las");
+    const test::CapturedLines captured;
+    {
+      const FileSizeLimit fileSizeLimit(limit);
+      LasWriter writer;
+      ASSERT_TRUE(writer.open(headerWithOffset(), path, kFourRecords));
+      for (int n = 0; n < 10; ++n) writer.writePoint(pointAt(n % 4, n, -n));
+      EXPECT_FALSE(writer.close());
+    }
+    const Bytes bytes = test::readFile(path);
+    expectWholeLas(bytes, (limit - 227) / 34);
+    for (std::size_t k = 0; k < (limit - 227) / 34; ++k)
+      EXPECT_EQ(recordX(bytes, k), static_cast<std::int32_t>(k % 4 * 1000));
+    EXPECT_THAT(captured.lines(), testing::ElementsAre("<E>TIME [File::writeData,L#] file(" + path +
+                                                       ") write error: File too large!"));
+  }
+}
+
+TEST(LasWriter, SaysWhyAFileCannotBeOpened) {
+  const test::TempDir dir;
+  const std::pair<std::string, std::string> cases[] = {
+      {dir.path("no/a.las"), "No such file or directory"},
+      {dir.path(), "Is a directory"},
+      {"/dev/full", "No space left on device"},
+  };
+  for (const auto& [path, reason] : cases) {
+    const test::CapturedLines captured;
+    LasWriter writer;
+    EXPECT_FALSE(writer.open(headerWithOffset(), path, kFourRecords));
+    EXPECT_FALSE(writer.writePoint(pointAt(0, 0, 0)));
+    EXPECT_THAT(captured.lines(),
+                testing::ElementsAre(testing::AllOf(testing::StartsWith("<E>TIME [File::"),
+                                                    testing::HasSubstr("file(" + path + ")"),
+                                                    testing::EndsWith(": " + reason + "!"))));
+  }
+}
+
+}  // namespace

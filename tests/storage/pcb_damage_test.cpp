@@ -1,0 +1,169 @@
+// pcbin files that are cut, damaged or too large.
+#include <filesystem>
+
+#include <gmock/gmock.h>
+
+#include "platform/str_util.h"
+#include "storage/open_reader.h"
+#include "support/faulty_io.h"
+#include "support/log_lines.h"
+#include "support/shortage.h"
+
+namespace {
+
+using ferrun::StrUtil;
+using test::Bytes;
+using test::CapturedLines;
+using test::Lines;
+using test::OpenReader;
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+
+const char kRgbError[] = "<E>TIME [PclBinary::readPclRGB,L#] ";
+const char kRgbWarning[] = "<W>TIME [PclBinary::readPclRGB,L#] ";
+const char kIrtError[] = "<E>TIME [PclBinary::readPcl,L#] ";
+
+std::string rgbReadError(const OpenReader& reader, long length, long size, long points) {
+  return kRgbError + StrUtil::format("file(%s) read error, len: %ld, total size: %ld, points: %ld!",
+                                     reader.path.c_str(), length, size, points);
+}
+
+std::string irtReadError(const OpenReader& reader, long length, long size, long points) {
+  return kIrtError +
+         StrUtil::format("file(%s) read msg data error, len: %ld, chunk size: %ld, pointnums: %ld!",
+                         reader.path.c_str(), length, size, points);
+}
+
+/// The number of frames that the reader finds in the rest of its file.
+std::size_t countFrames(OpenReader& reader, bool lidar) {
+  return lidar ? reader.readPcl(100).size() : reader.readPclRGB(100).size();
+}
+
+TEST(PcbDamage, ACutAnywhereInAFrameKeepsTheFramesBefore) {
+  for (const bool lidar : {false, true}) {
+    const Bytes first = lidar ? test::irtFrame(0, 1, {{}}) : test::rgbFrame(0, 1, {{}});
+    const Bytes last = lidar ? test::irtFrame(1, 2, {{}, {}}) : test::rgbFrame(1, 2, {{}, {}});
+    for (std::size_t cut = 0; cut <= last.size(); ++cut) {
+      OpenReader reader(test::pcbHeader(2, 3) + first + last.substr(0, cut));
+      const CapturedLines log;
+      EXPECT_EQ(countFrames(reader, lidar), cut == last.size() ? 2U : 1U) << cut;
+      Lines expected;
+      if (cut > 0 && cut < 48)
+        expected.push_back((lidar ? kIrtError : kRgbError) + ("file(" + reader.path) +
+                           ") broken, cannot read header!");
+      if (cut >= 48 && cut < last.size() && !lidar) expected = {rgbReadError(reader, 0, 80, 2)};
+      // A lidar frame's header at the end of the file counts as the end of the data.
+      if (cut > 48 && cut < last.size() && lidar)
+        expected = {irtReadError(reader, static_cast<long>(cut) - 48, 48, 2)};
+      EXPECT_THAT(log.lines(), ElementsAreArray(expected)) << cut;
+    }
+  }
+}
+
+TEST(PcbDamage, ACutInALargeBlockTellsWhatThePiecesGave) {
+  constexpr long kPoints = 220'000, kSize = kPoints * 40, kPiece = 4194304;
+  const Bytes file = test::rgbFile(1, kPoints);
+  const struct {
+    long kept, told;
+    bool pieceMissing;
+  } rows[] = {
+      {0, 0, true},
+      {100, 100, true},
+      {kPiece, kPiece, true},
+      {2 * kPiece, 2 * kPiece, false},
+      {kSize - 1, 2 * kPiece, false},
+  };
+  for (const auto& row : rows) {
+    OpenReader reader(file.substr(0, 68 + 48 + static_cast<std::size_t>(row.kept)));
+    const CapturedLines log;
+    EXPECT_TRUE(reader.readPclRGB(1).empty());
+    Lines expected = {rgbReadError(reader, row.told, kSize, kPoints)};
+    if (row.pieceMissing)
+      expected.insert(expected.begin(), kRgbWarning + Bytes("read data len: 0!"));
+    EXPECT_THAT(log.lines(), ElementsAreArray(expected)) << row.kept;
+  }
+}
+
+TEST(PcbDamage, AnotherFormatEndsTheReadWithThePlaceAndTheHeader) {
+  const Bytes lidar = test::irtFrame(0x01020304, 1, {{}}, {1, 2, -2, 0.5F}, {1, 2, 0.5F});
+  OpenReader reader(test::pcbHeader(0, 0) + test::rgbFrame(0, 0, {{}}) + lidar);
+  const CapturedLines log;
+  EXPECT_EQ(reader.readPclRGB(10).size(), 1U);
+  EXPECT_THAT(log.lines(),
+              ElementsAre(kRgbError + Bytes("pcl frame[16909060] format(6) read error, pos: 156, "
+                                            "header[06 00 00 00 04 03 02 01 "
+                                            "00 00 00 00 00 00 F0 3F "
+                                            "00 00 80 3F 00 00 00 40 00 00 00 C0 00 00 00 3F "
+                                            "00 00 80 3F 00 00 00 40 00 00 00 3F "
+                                            "01 00 00 00]!")));
+
+  for (const std::uint32_t format : {10U, 0U, 0xFFFFFFFFU}) {
+    OpenReader other(test::pcbHeader(0, 0) + lidar + test::frameHeader(format, 3, 0, 0));
+    const CapturedLines otherLog;
+    EXPECT_EQ(other.readPcl(10).size(), 1U);
+    EXPECT_THAT(otherLog.lines(),
+                ElementsAre(kIrtError + StrUtil::format("pcl frame[3] format(%u) error!", format)));
+  }
+}
+
+TEST(PcbDamage, AFalsePointCountTakesNoMemory) {
+  const struct {
+    bool lidar;
+    std::uint32_t points;
+    long told;  ///< bytes of the block that were read
+  } rows[] = {
+      {false, 107'374'080, 80},                           // the largest block
+      {false, 107'374'081, 0},  {false, 107'374'183, 0},  // 24 bytes more than 2^32
+      {false, 0xFFFFFFFF, 0},   {true, 178'956'970, 80},  // the largest block
+      {true, 178'956'971, 0},                             // 8 bytes more than 2^32
+      {true, 0xFFFFFFFF, 0},
+  };
+  const test::LittleMemory shortage(64U << 20);
+  for (const auto& row : rows) {
+    const long points = row.points;
+    OpenReader reader(test::pcbHeader(0, 0) +
+                      (row.lidar ? test::irtFrame(0, 0, {{}}) : test::rgbFrame(0, 0, {{}})) +
+                      test::frameHeader(row.lidar ? 6 : 10, 1, 0, row.points) + Bytes(80, '\0'));
+    const CapturedLines log;
+    EXPECT_EQ(countFrames(reader, row.lidar), 1U);
+    EXPECT_EQ(log.lines().back(), row.lidar ? irtReadError(reader, row.told, 24 * points, points)
+                                            : rgbReadError(reader, row.told, 40 * points, points));
+  }
+}
+
+TEST(PcbDamage, AFrameThatMemoryCannotHoldIsAReadError) {
+  constexpr std::uint32_t kPoints = 400'000;
+  for (const std::uint32_t format : {6U, 10U}) {
+    OpenReader reader(test::pcbHeader(0, 0) + test::frameHeader(format, 0, 0, kPoints));
+    std::filesystem::resize_file(reader.path, 116 + std::uint64_t{kPoints} * 4 * format);
+    // The larger amount holds the block, but not the cloud too.
+    for (const std::uint64_t spare : {2U << 20, 20U << 20}) {
+      const CapturedLines log;
+      {
+        const test::LittleMemory shortage(spare);
+        if (!shortage.works()) GTEST_SKIP() << "memory cannot be limited here";
+        EXPECT_EQ(countFrames(reader, format == 6), 0U);
+      }
+      EXPECT_THAT(log.lines(), ElementsAre(testing::MatchesRegex(
+                                   format == 6 ? ".*read msg data error, len: .* pointnums: 400000!"
+                                               : ".*read error, len: .* points: 400000!")));
+      reader.close();
+      ASSERT_TRUE(reader.open(reader.path, 0));
+    }
+    EXPECT_EQ(countFrames(reader, format == 6), 1U)
+        << "the reader goes on when there is memory again";
+  }
+}
+
+TEST(PcbDamage, AReadErrorIsToldAndKeepsTheFramesBefore) {
+  OpenReader reader(test::rgbFile(40, 500));
+  const test::FaultyFile faulty(reader.path, {.longestTransfer = 5000, .end = 600'000});
+  const CapturedLines log;
+  EXPECT_EQ(reader.readPclRGB(100).size(), (600'000U - 68) / (48 + 500 * 40));
+  const Lines lines = log.lines();
+  EXPECT_EQ(lines.front(), "<E>TIME [File::readData,L#] file(" + reader.path +
+                               ") read error: Input/output error!");
+  EXPECT_EQ(lines.back(), rgbReadError(reader, 0, 20'000, 500));
+}
+
+}  // namespace
