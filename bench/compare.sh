@@ -1,0 +1,116 @@
+#!/bin/sh
+# Measures whole runs of the tool beside programs that only move the same bytes, and holds the
+# ratios against their bounds. Times on a shared machine waver; the ratios of runs made in turn,
+# whose median is shown, do so much less.
+#
+#   compare.sh BUILD_DIR [WORK_DIR [PAIRS [large]]]
+#
+# BUILD_DIR was built with -DPCBIN_BUILD_BENCH=ON. WORK_DIR (BUILD_DIR/bench-data) takes 2 GB,
+# and 8 GB more with "large", which adds a survey of 100 million points; the surveys are kept for
+# the next run. Exits with 1 when a bound is missed.
+set -eu
+
+if [ $# -lt 1 ]; then
+  sed -n '2,/^set/s/^# \{0,1\}//p' "$0" | sed '$d'
+  exit 2
+fi
+tool=$1/src/app/pcbin_las
+bench=$1/bench
+work=${2:-$1/bench-data}
+pairs=${3:-7}
+large=${4:-}
+out=$work/out
+new=$out/new_map.las
+missed=0
+
+# Makes the survey of $1 million points in frames of 20,000 points.
+make_survey() {
+  if [ ! -f "$work/$1/pgo.csv" ]; then
+    mkdir -p "$work/$1"
+    "$bench/make_input" "$work/$1" $(($1 * 50)) 20000
+  fi
+}
+
+# Of everything in a LAS file but the name of the software and the date.
+digest() {
+  { head -c 58 "$1" && tail -c +95 "$1"; } | sha256sum | cut -d ' ' -f 1
+}
+
+# Runs "A... -- B..." in pairs and takes up what they cost.
+measure() {
+  costs=$("$bench/run_pairs" "$pairs" "$out/*_*.las" "$lines" -- "$@")
+  read -r wall cpu memory other_wall other_cpu other_memory wall_ratio cpu_ratio <<EOF
+$costs
+EOF
+}
+
+# Prints a row: what it is, the value, its lowest and highest allowed value, and a remark.
+row() {
+  verdict=$(awk -v value="$2" -v low="$3" -v high="$4" \
+    'BEGIN { print (value >= low && value <= high) ? "ok" : "MISSED" }')
+  [ "$verdict" = ok ] || missed=1
+  printf '%-56s %8.3f  %4s to %-6s %-6s  %s\n' "$1" "$2" "$3" "$4" "$verdict" "$5"
+}
+
+# Rows for the last measurement.
+wall_row() {
+  row "$1: wall ratio" "$wall_ratio" 0 "$2" "$wall s / $other_wall s"
+}
+cpu_row() {
+  row "$1: CPU ratio" "$cpu_ratio" 0 "$2" "$cpu s / $other_cpu s"
+}
+
+# Compares the time per point of a conversion of $1 million points with that of 10 million.
+compare_sizes() {
+  measure "$tool" -i "$work/$1/survey.pcbin" -f "$work/$1/pgo.csv" -o "$new" -- \
+    "$tool" -i "$work/10/survey.pcbin" -f "$work/10/pgo.csv" -o "$new"
+  row "convert $1 M: time per point to that of 10 M" \
+    "$(awk -v ratio="$wall_ratio" -v million="$1" 'BEGIN { print ratio * 10 / million }')" \
+    0.9 1.1 "$wall s / $other_wall s"
+}
+
+mkdir -p "$out"
+rm -f "$out"/*.las "$out"/lines
+lines=/dev/null
+[ "$large" != large ] || make_survey 100
+for million in 1 10; do
+  make_survey "$million"
+  "$tool" -i "$work/$million/survey.pcbin" -f "$work/$million/pgo.csv" -o "$out/$million.las" \
+    </dev/null >/dev/null
+  echo "digest of the conversion of $million M points: $(digest "$out/$million.las")"
+done
+echo "medians of $pairs pairs"
+pcbin=$work/10/survey.pcbin
+las=$out/10.las
+
+measure "$tool" -i "$pcbin" -f "$work/10/pgo.csv" -o "$new" -- "$bench/io_floor" "$pcbin" "$new"
+wall_row "convert 10 M / I/O floor" 1.5
+cpu_row "convert 10 M / I/O floor" 1.7
+# The write buffer, ten decoded frames of 48-byte points with one block of 40-byte records, 16 MiB.
+row "convert 10 M: peak memory, MiB" "$(awk -v kib="$memory" 'BEGIN { print kib / 1024 }')" 0 \
+  "$(awk 'BEGIN { printf "%.1f", 32 + (200000 * 48 + 20000 * 40) / 1048576 + 16 }')" ""
+compare_sizes 1
+if [ "$large" = large ]; then
+  compare_sizes 100
+  row "convert 100 M: peak memory to that of 10 M" \
+    "$(awk -v a="$memory" -v b="$other_memory" 'BEGIN { print a / b }')" 0.95 1.05 \
+    "$memory KiB / $other_memory KiB"
+fi
+
+measure "$tool" --repair "$las" -- "$bench/io_floor" "$las" "$new" 34 34
+wall_row "repair 10 M / I/O floor" 1.6
+cpu_row "repair 10 M / I/O floor" 9
+
+measure "$tool" -r "$las"
+row "view the header of 10 M, ms" "$(awk -v time="$wall" 'BEGIN { print time * 1000 }')" 0 10 ""
+measure "$tool" -r "$las" -s 9999999 -n 1 -- "$bench/io_floor" "$las"
+wall_row "view the last of 10 M LAS records / reading" 1.5
+measure "$tool" -b "$pcbin" -s 9999999 -n 1 -- "$bench/io_floor" "$pcbin"
+wall_row "view the last of 10 M pcbin points / reading" 1.5
+
+lines=$out/lines
+measure "$tool" -r "$out/1.las" -n -1 -- "$bench/print_floor" "$out/1.las"
+wall_row "list 1 M LAS records / print floor" 9
+cpu_row "list 1 M LAS records / print floor" 1.5
+rm -f "$out"/*.las "$out"/lines
+exit "$missed"

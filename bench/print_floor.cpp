@@ -1,0 +1,65 @@
+// The least that a listing of LAS records has to do: formats the lines of every record with
+// snprintf and writes them to standard output, with a time text that never changes.
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <unistd.h>
+#include <vector>
+
+#include "las/las_records.h"
+
+namespace {
+
+constexpr const char* kTimeText = "2024-03-05 07:08:09.123";
+constexpr std::size_t kPieceRecords = 32768;
+constexpr std::size_t kOutputSize = std::size_t{64} << 10;
+constexpr std::size_t kLongestLines = 512;
+
+bool writeAll(const char* bytes, std::size_t size) {
+  while (size > 0) {
+    const ssize_t count = ::write(STDOUT_FILENO, bytes, size);
+    if (count < 0 && errno != EINTR) return false;
+    if (count <= 0) continue;
+    bytes += count;
+    size -= static_cast<std::size_t>(count);
+  }
+  return true;
+}
+
+std::size_t formatRecord(char* out, unsigned index, const pontra::LasPointRecord& record) {
+  int size = std::snprintf(out, kLongestLines,
+                           "<I>%s [%s] ------------------points[%u]--------------------\n",
+                           kTimeText, "las_view", index);
+  size += std::snprintf(out + size, kLongestLines - static_cast<std::size_t>(size),
+                        "<I>%s [%s] xyz:[%d, %d, %d] rgbi[%d, %d, %d, %d] timestamp: %.6f\n",
+                        kTimeText, "las_view", record.x, record.y, record.z, record.red,
+                        record.green, record.blue, record.intensity, record.gpsTime);
+  return static_cast<std::size_t>(size);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const int input = argc == 2 ? ::open(argv[1], O_RDONLY | O_CLOEXEC) : -1;
+  if (input < 0 || ::lseek(input, sizeof(pontra::LasHeader), SEEK_SET) < 0) {
+    std::fprintf(stderr, "usage: %s LAS_FILE >LINES\n", argv[0]);
+    return 2;
+  }
+  std::vector<pontra::LasPointRecord> records(kPieceRecords);
+  std::array<char, kOutputSize + kLongestLines> output;
+  std::size_t used = 0;
+  unsigned index = 0;
+  while (true) {
+    // A regular file gives short reads at its end only.
+    const ssize_t count = ::read(input, records.data(), kPieceRecords * sizeof(records[0]));
+    if (count <= 0) break;
+    for (std::size_t i = 0; i < static_cast<std::size_t>(count) / sizeof(records[0]); ++i) {
+      used += formatRecord(output.data() + used, index++, records[i]);
+      if (used < kOutputSize) continue;
+      if (!writeAll(output.data(), used)) return 1;
+      used = 0;
+    }
+  }
+  return writeAll(output.data(), used) ? 0 : 1;
+}
