@@ -67,6 +67,9 @@ if [ -x "$examples/draw_las" ]; then
   town=(512000 5403035 140)
   show "$examples/draw_las" -i demo/before.las -o demo/before.png --zoom "${town[@]}"
   show "$examples/draw_las" -i demo/map.las -o demo/after.png --zoom "${town[@]}"
+  heading "The same of one street, side by side"
+  show "$examples/draw_las" -i demo/before.las demo/map.las -o demo/street.png --width 600 \
+    --zoom 512015 5403012 36
 fi
 
 heading "The files"

@@ -31,7 +31,8 @@ class AsyncTaskQueue {
   AsyncTaskQueue(const AsyncTaskQueue&) = delete;
   AsyncTaskQueue& operator=(const AsyncTaskQueue&) = delete;
 
-  /// Runs the tasks that are still queued, then ends the workers. Not to be called from a task.
+  /// Has the workers, if there are any, run the tasks that are still queued, and ends them. Not to
+  /// be called from a task.
   ~AsyncTaskQueue();
 
   /// Starts `workers` threads. False when one cannot be started; those started before it still run,

@@ -46,6 +46,8 @@ void PcbReader::close() {
   if (file) file->close();
   header.reset();
   block.release();
+  irtStorage->release();
+  rgbStorage->release();
   skippedValues = 0;
 }
 

@@ -18,6 +18,8 @@ namespace modeling_app {
 template <class Cloud>
 class PointStorage : public std::enable_shared_from_this<PointStorage<Cloud>> {
  public:
+  PointStorage() { kept_.reserve(kMostKept); }
+
   /// A new cloud of `pointCount` points, whose values are undetermined but for width and height.
   std::shared_ptr<Cloud> makeCloud(std::size_t pointCount) {
     const auto returnPoints = [storage = this->weak_from_this()](Cloud* cloud) {
@@ -35,6 +37,12 @@ class PointStorage : public std::enable_shared_from_this<PointStorage<Cloud>> {
     cloud->width = static_cast<std::uint32_t>(pointCount);
     cloud->height = pointCount > 0 ? 1 : 0;
     return cloud;
+  }
+
+  /// Gives back the memory that waits for clouds to come.
+  void release() {
+    const std::lock_guard lock(mutex_);
+    kept_.clear();
   }
 
  private:
