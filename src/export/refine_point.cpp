@@ -11,7 +11,7 @@ constexpr float kWarningsPerSecond = 1.0F;
 
 PointRefiner::Rotation PointRefiner::rotation(const Eigen::Matrix3f& matrix) {
   Rotation result;
-  for (int i = 0; i < 3; ++i) result.columns[i] << matrix.col(i), 0;
+  for (int i = 0; i < 3; ++i) result.columns[static_cast<std::size_t>(i)] << matrix.col(i), 0;
   return result;
 }
 

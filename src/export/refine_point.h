@@ -2,6 +2,7 @@
 // does.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 
@@ -34,7 +35,7 @@ class PointRefiner {
 
   /// A rotation as its three columns.
   struct Rotation {
-    Column columns[3];
+    std::array<Column, 3> columns;
 
     Column operator*(const Column& v) const {
       return columns[0] * v[0] + columns[1] * v[1] + columns[2] * v[2];

@@ -1,7 +1,7 @@
 #include "platform/large_memory.h"
 
-#include <cstdint>
 #include <cstdlib>
+#include <memory>
 #include <sys/mman.h>
 
 namespace ferrun {
@@ -20,11 +20,10 @@ LargeMemory allocateLarge(std::size_t size) {
 }
 
 void mapPages(void* memory, std::size_t size) {
-  constexpr std::uintptr_t kPage = 4096;
-  const auto begin = reinterpret_cast<std::uintptr_t>(memory);
-  const std::uintptr_t first = (begin + kPage - 1) / kPage * kPage;
-  const std::uintptr_t end = (begin + size) / kPage * kPage;
-  if (first < end) ::madvise(reinterpret_cast<void*>(first), end - first, MADV_POPULATE_WRITE);
+  constexpr std::size_t kPage = 4096;
+  void* first = memory;
+  if (std::align(kPage, kPage, first, size) != nullptr)
+    ::madvise(first, size / kPage * kPage, MADV_POPULATE_WRITE);
 }
 
 }  // namespace ferrun

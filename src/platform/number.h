@@ -26,8 +26,8 @@ constexpr Integer saturatingTruncate(float value) {
   constexpr Integer kLowest = std::numeric_limits<Integer>::lowest();
   constexpr Integer kHighest = std::numeric_limits<Integer>::max();
   // The highest value need not be a float; one more than it is a power of two, and is.
-  constexpr float kAboveHighest = static_cast<float>(static_cast<std::int64_t>(kHighest) + 1);
-  constexpr float kLow = static_cast<float>(kLowest);
+  constexpr auto kAboveHighest = static_cast<float>(static_cast<std::int64_t>(kHighest) + 1);
+  constexpr auto kLow = static_cast<float>(kLowest);
   if (!(value > kLow)) return value == value ? kLowest : Integer{0};
   return value < kAboveHighest ? static_cast<Integer>(value) : kHighest;
 }

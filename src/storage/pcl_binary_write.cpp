@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "platform/date_time.h"
 #include "platform/trace.h"
@@ -50,7 +51,7 @@ void writePoints(ferrun::File& file, const Cloud& cloud, OnFailure onFailure) {
 
 bool PclBinary::writePcl(std::shared_ptr<PclFrame> frame) {
   if (!frame || !fitsBlock<IrtPointRecord>(frame->cloud.get(), kLargestIrtBlock)) return false;
-  return queueTask([this, frame] {
+  return queueTask([this, frame = std::move(frame)] {
     const Eigen::Quaternionf& q = frame->rotation;
     const Eigen::Vector3f& t = frame->translation;
     writeIrtFrame(
@@ -61,14 +62,14 @@ bool PclBinary::writePcl(std::shared_ptr<PclFrame> frame) {
 
 bool PclBinary::writePcl(std::shared_ptr<norvo::LioResultMsg> msg) {
   if (!msg || !fitsBlock<IrtPointRecord>(msg->cloud.get(), kLargestIrtBlock)) return false;
-  return queueTask([this, msg] {
+  return queueTask([this, msg = std::move(msg)] {
     writeIrtFrame(irtFrameHeader(msg->timestamp, msg->rotation, msg->translation), *msg->cloud);
   });
 }
 
 bool PclBinary::writePcl(std::shared_ptr<norvo::RgbCloud> cloud) {
   if (!fitsBlock<RgbPointRecord>(cloud.get(), kLargestRgbBlock)) return false;
-  return queueTask([this, cloud, now = ferrun::Time::fromEpoch()] {
+  return queueTask([this, cloud = std::move(cloud), now = ferrun::Time::fromEpoch()] {
     PcbFrameHeader frameHeader{};
     frameHeader.format = kRgbFormat;
     frameHeader.timestamp = now.toSec();

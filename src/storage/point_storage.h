@@ -26,7 +26,7 @@ class PointStorage : public std::enable_shared_from_this<PointStorage<Cloud>> {
       if (const auto home = storage.lock()) home->keep(std::move(cloud->points));
       delete cloud;
     };
-    const std::shared_ptr<Cloud> cloud(new Cloud, returnPoints);
+    std::shared_ptr<Cloud> cloud(new Cloud, returnPoints);
     cloud->points = take(pointCount);
     if (cloud->points.capacity() < pointCount) {
       cloud->points.clear();
