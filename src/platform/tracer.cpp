@@ -14,8 +14,8 @@ namespace ferrun {
 namespace {
 
 constexpr std::chrono::milliseconds kGatherTime{20};
-constexpr std::size_t kHighWater = std::size_t{64} << 10;  // gather no longer than this
-constexpr std::size_t kLimit = std::size_t{1} << 20;       // printers wait at this
+constexpr std::size_t kHighWater = std::size_t{256} << 10;  // gather no longer than this
+constexpr std::size_t kLimit = std::size_t{1} << 20;        // printers wait at this
 
 }  // namespace
 
