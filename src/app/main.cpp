@@ -2,7 +2,6 @@
 #include <exception>
 #include <malloc.h>
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "app/help.h"
@@ -28,15 +27,10 @@ std::string textOption(const ArgOption& options, const char* option, const std::
   return options.hasOption(option) > 0 ? options[option][0] : fallback;
 }
 
-/// Says so when a value is no number.
-template <class Number>
-bool takeNumber(const char* option, const std::string& text, const std::optional<Number>& parsed,
-                Number& number) {
-  if (parsed)
-    number = *parsed;
-  else
-    TRACE_ERROR("main", "option %s: bad number(%s)!", option, text.c_str());
-  return parsed.has_value();
+/// Says that an option's value is no number; always false.
+bool badNumber(const char* option, const std::string& text) {
+  TRACE_ERROR("main", "option %s: bad number(%s)!", option, text.c_str());
+  return false;
 }
 
 /// Sets `number` to the first value of an option, when it has one. False, with an error line, when
@@ -44,17 +38,21 @@ bool takeNumber(const char* option, const std::string& text, const std::optional
 bool intOption(const ArgOption& options, const char* option, int& number) {
   if (options.hasOption(option) <= 0) return true;
   const std::string text = options[option][0];
-  return takeNumber(option, text, ferrun::toInt(text), number);
+  const auto value = ferrun::toInt(text);
+  if (!value) return badNumber(option, text);
+  number = *value;
+  return true;
 }
 
 /// Fills the settings of the option offset. False, with an error line, when a value is no number.
 bool offsetOption(const ArgOption& options) {
   g_useOffset = false;
   if (options.hasOption("offset") <= 2) return true;
-  const auto values = options["offset"];
+  const auto texts = options["offset"];
   for (std::size_t axis = 0; axis < g_offset.size(); ++axis) {
-    if (!takeNumber("offset", values[axis], ferrun::toDouble(values[axis]), g_offset[axis]))
-      return false;
+    const auto value = ferrun::toDouble(texts[axis]);
+    if (!value) return badNumber("offset", texts[axis]);
+    g_offset[axis] = *value;
   }
   g_useOffset = true;
   return true;
@@ -68,8 +66,7 @@ bool startTracer(const ArgOption& options) {
   tracer->setLevel(level.value_or(1));
   tracer->addSink(std::make_shared<ferrun::STDSink>());
   tracer->start();
-  int checked = 1;
-  return takeNumber("d", text, level, checked);
+  return level || badNumber("d", text);
 }
 
 /// Asks before a file is overwritten; true for the answers Y and y.

@@ -102,6 +102,31 @@ std::int64_t PclBinary::readBlockBytes(std::uint64_t offset, std::uint64_t size)
   return static_cast<std::int64_t>(done);
 }
 
+/// The frame whose whole block has been read.
+std::shared_ptr<PclFrame> PclBinary::decodeIrtFrame(const PcbFrameHeader& frameHeader) {
+  std::array<float, 4> q;  // copies, since Eigen takes references and packed fields have none
+  std::array<float, 3> t;
+  std::memcpy(q.data(), frameHeader.rotation, sizeof(q));
+  std::memcpy(t.data(), frameHeader.translation, sizeof(t));
+  auto frame = std::make_shared<PclFrame>();
+  frame->timestamp = frameHeader.timestamp;
+  frame->rotation = Eigen::Quaternionf(q[0], q[1], q[2], q[3]);
+  frame->translation = Eigen::Vector3f(t[0], t[1], t[2]);
+  frame->cloud = irtStorage->makeCloud(frameHeader.pointCount);
+  decodeBlock<IrtPointRecord>(block.data(), *frame->cloud);
+  return frame;
+}
+
+std::shared_ptr<PclRGBFrame> PclBinary::decodeRgbFrame(const PcbFrameHeader& frameHeader) {
+  auto frame = std::make_shared<PclRGBFrame>();
+  frame->timestamp = frameHeader.timestamp;
+  frame->cloud = rgbStorage->makeCloud(frameHeader.pointCount);
+  if (skippedValues < frameHeader.pointCount)
+    decodeBlock<RgbPointRecord>(block.data(), *frame->cloud);
+  skippedValues -= std::min<std::uint64_t>(skippedValues, frameHeader.pointCount);
+  return frame;
+}
+
 /// Reads and decodes the block that follows the frame header; null, mostly with a message, when it
 /// is not whole.
 std::shared_ptr<PclFrame> PclBinary::readIrtFrame(const PcbFrameHeader& frameHeader) {
@@ -111,19 +136,7 @@ std::shared_ptr<PclFrame> PclBinary::readIrtFrame(const PcbFrameHeader& frameHea
     if (size <= kLargestIrtBlock) {
       length = readBlockBytes(0, size);
       if (length < 1 && size > 0) return nullptr;  // the data end here
-      if (length == static_cast<std::int64_t>(size)) {
-        auto frame = std::make_shared<PclFrame>();
-        std::array<float, 4> q;  // copies: Eigen takes references, which packed fields must not
-        std::array<float, 3> t;  // be given to
-        std::memcpy(q.data(), frameHeader.rotation, sizeof(q));
-        std::memcpy(t.data(), frameHeader.translation, sizeof(t));
-        frame->timestamp = frameHeader.timestamp;
-        frame->rotation = Eigen::Quaternionf(q[0], q[1], q[2], q[3]);
-        frame->translation = Eigen::Vector3f(t[0], t[1], t[2]);
-        frame->cloud = irtStorage->makeCloud(frameHeader.pointCount);
-        decodeBlock<IrtPointRecord>(block.data(), *frame->cloud);
-        return frame;
-      }
+      if (length == static_cast<std::int64_t>(size)) return decodeIrtFrame(frameHeader);
     }
   } catch (const std::bad_alloc&) {
     // A frame that does not fit into memory is reported like one that is not there.
@@ -149,15 +162,8 @@ std::shared_ptr<PclRGBFrame> PclBinary::readRgbFrame(const PcbFrameHeader& frame
         done += static_cast<std::uint64_t>(length);
       }
       const std::uint64_t rest = size - done;
-      if (readBlockBytes(done, rest) == static_cast<std::int64_t>(rest)) {
-        auto frame = std::make_shared<PclRGBFrame>();
-        frame->timestamp = frameHeader.timestamp;
-        frame->cloud = rgbStorage->makeCloud(frameHeader.pointCount);
-        if (skippedValues < frameHeader.pointCount)
-          decodeBlock<RgbPointRecord>(block.data(), *frame->cloud);
-        skippedValues -= std::min<std::uint64_t>(skippedValues, frameHeader.pointCount);
-        return frame;
-      }
+      if (readBlockBytes(done, rest) == static_cast<std::int64_t>(rest))
+        return decodeRgbFrame(frameHeader);
     }
   } catch (const std::bad_alloc&) {
     // As above.

@@ -65,6 +65,9 @@ class PclBinary {
   unsigned totalPoints() const;
 
  protected:
+  using IrtStorage = PointStorage<norvo::IrtCloud>;
+  using RgbStorage = PointStorage<norvo::RgbCloud>;
+
   bool isOpen() const { return file && file->isOpen() && header; }
 
   std::string name = "PclBinary";  ///< the class in the log lines of this class's operations
@@ -81,17 +84,17 @@ class PclBinary {
   std::condition_variable tasksFinished;      ///< with `mutex`: unfinishedTasks has become 0
   BlockBuffer block;                          ///< of the frame being read
   std::uint64_t skippedValues = 0;            ///< coloured points whose values are not wanted
-  std::shared_ptr<PointStorage<norvo::IrtCloud>>
-      irtStorage =  ///< of the frames that readPcl() returns
-      std::make_shared<PointStorage<norvo::IrtCloud>>();
-  std::shared_ptr<PointStorage<norvo::RgbCloud>> rgbStorage =  ///< of the frames of readPclRGB()
-      std::make_shared<PointStorage<norvo::RgbCloud>>();
+  /// Memory of the clouds that readPcl() and readPclRGB() return.
+  std::shared_ptr<IrtStorage> irtStorage = std::make_shared<IrtStorage>();
+  std::shared_ptr<RgbStorage> rgbStorage = std::make_shared<RgbStorage>();
 
  private:
   bool readFrameHeader(const char* function, PcbFrameHeader& frameHeader);
   std::int64_t readBlockBytes(std::uint64_t offset, std::uint64_t size);
   std::shared_ptr<PclFrame> readIrtFrame(const PcbFrameHeader& frameHeader);
   std::shared_ptr<PclRGBFrame> readRgbFrame(const PcbFrameHeader& frameHeader);
+  std::shared_ptr<PclFrame> decodeIrtFrame(const PcbFrameHeader& frameHeader);
+  std::shared_ptr<PclRGBFrame> decodeRgbFrame(const PcbFrameHeader& frameHeader);
 
   bool queueTask(const std::function<void()>& writeFrame);
   void writeIrtFrame(PcbFrameHeader frameHeader, const norvo::IrtCloud& cloud);
