@@ -92,9 +92,15 @@ check_headers() {
 }
 
 check_pipeline() {
-  run_quietly cmake -S examples/pipeline -B "$work/pipeline" -DCMAKE_PREFIX_PATH="$prefix"
-  run_quietly cmake --build "$work/pipeline"
-  "$work/pipeline/pcbin_pipeline" "$work" || fail "the pipeline example failed"
+  local flags
+  # Also as a caller that is compiled for wider vectors than the library.
+  for flags in '' -march=native; do
+    rm -rf "$work/pipeline"
+    run_quietly cmake -S examples/pipeline -B "$work/pipeline" -DCMAKE_PREFIX_PATH="$prefix" \
+      -DCMAKE_CXX_FLAGS="$flags"
+    run_quietly cmake --build "$work/pipeline"
+    "$work/pipeline/pcbin_pipeline" "$work" || fail "the pipeline example failed ($flags)"
+  done
   # The program reads what the library wrote.
   "$prefix/bin/pcbin_las" -b "$work/colours.pcbin" -n 1 | grep -q 'points\[0\]' ||
     fail "the program does not read the pipeline's file"
