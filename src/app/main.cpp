@@ -114,6 +114,15 @@ int view(const ArgOption& options, const char* option, View viewFile) {
   return 0;
 }
 
+/// Prints what ended the run, if there is still memory to print with.
+void reportException(const std::exception& error) {
+  try {
+    TRACE_ERROR("main", "stopped by an error: %s!", error.what());
+  } catch (const std::bad_alloc&) {
+    std::fputs("pcbin_las: out of memory\n", stderr);
+  }
+}
+
 int run(int argc, char** argv) {
   ArgOption options;
   if (!options.parseArgs(argc, argv)) return kFailure;
@@ -137,12 +146,10 @@ int run(int argc, char** argv) {
 int main(int argc, char** argv) {
   ferrun::secureStandardStreams();
   ferrun::ignoreWriteSignals();
-  mallopt(M_ARENA_MAX,
-          1);  // the tracer's thread takes no memory that would be worth one of its own
   try {
     return run(argc, argv);
   } catch (const std::exception& error) {
-    TRACE_ERROR("main", "stopped by an error: %s!", error.what());
+    reportException(error);
     return kFailure;
   }
 }

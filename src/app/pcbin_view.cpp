@@ -21,7 +21,7 @@ void printPoint(unsigned index, const norvo::PointRGBIST& point) {
 /// Prints the points of all frames from the reader's position on whose number lies in [start, end).
 void printPoints(modeling_app::PclBinary& reader, unsigned start, unsigned end) {
   unsigned counter = 0;
-  reader.skipValues(start);
+  reader.leaveUndecoded(start);
   while (true) {
     const modeling_app::PclRGBFrames frames = reader.readPclRGB(kBatchFrames);
     if (frames.empty()) return;

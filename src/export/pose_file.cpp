@@ -1,5 +1,6 @@
 #include "export/pose_file.h"
 
+#include <new>
 #include <optional>
 
 #include "app/settings.h"
@@ -76,10 +77,19 @@ PoseLine readPoseLine(FieldReader& fields) {
   return line;
 }
 
-/// New records hold no pose.
-void resizePoses(norvo::PGOResultMsg& msg, std::size_t count) {
-  msg.lioPoses.resize(count);
-  msg.pgoPoses.resize(count);
+/// Makes room for poses up to that of `sweep`, new records holding none. False, with an error line,
+/// when there is no memory for them.
+bool makeRoom(norvo::PGOResultMsg& msg, std::size_t sweep, const std::string& pgoPath) {
+  if (sweep < msg.pgoPoses.size()) return true;
+  try {
+    msg.lioPoses.resize(sweep + 1);
+    msg.pgoPoses.resize(sweep + 1);
+    return true;
+  } catch (const std::bad_alloc&) {
+    TRACE_ERROR("pcbin_las", "pgo file(%s): no memory for poses up to sweep %zu!", pgoPath.c_str(),
+                sweep);
+    return false;
+  }
 }
 
 }  // namespace
@@ -93,7 +103,7 @@ bool loadPgoFile(const std::string& pgoPath, norvo::PGOResultMsg& msg) {
     return false;
   }
 
-  resizePoses(msg, 1);
+  if (!makeRoom(msg, 0, pgoPath)) return false;
   std::string text;
   for (unsigned lineNumber = 1; file.readLine(&text) > 0; ++lineNumber) {
     const Fields pieces = ferrun::StrUtil::splitString(text, ",", false);
@@ -107,7 +117,7 @@ bool loadPgoFile(const std::string& pgoPath, norvo::PGOResultMsg& msg) {
       continue;
     }
     const std::size_t sweep = line.pgo.id;
-    if (sweep >= msg.pgoPoses.size()) resizePoses(msg, sweep + 1);
+    if (!makeRoom(msg, sweep, pgoPath)) return false;
     msg.lioPoses[sweep] = line.lio;
     msg.pgoPoses[sweep] = line.pgo;
     msg.offset = line.offset;

@@ -29,5 +29,6 @@ constexpr std::uint32_t kLargestSweepId = 16777215;
 /// is set, and without any data line the offset is g_offset or zero. A file without data lines
 /// gives two lists of one empty record. An empty path gives empty lists.
 ///
-/// False, with an error line, when the file cannot be opened.
+/// False, with an error line, when the file cannot be opened, or its sweep ids need more memory
+/// than there is.
 bool loadPgoFile(const std::string& pgoPath, norvo::PGOResultMsg& msg);

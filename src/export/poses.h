@@ -17,7 +17,7 @@ struct PGOPoseStamped {
   std::uint32_t id = kNoPose;               ///< of the sweep
   Eigen::Vector3f translation{0, 0, 0};     ///< metres
   Eigen::Vector3f aux1{0, 0, 0};            ///< carried, not used here
-  Eigen::Quaternionf rotation{0, 0, 0, 0};  ///< of unit length in a pose that was read
+  Eigen::Quaternionf rotation{0, 0, 0, 0};  ///< taken as it stands, of unit length by right
   Eigen::Vector3f aux2{0, 0, 0};            ///< carried, not used here
 };
 

@@ -21,7 +21,12 @@ bool LasWriter::open(const LasHeader& header, const std::string& path, unsigned 
   buffer_ = ferrun::allocateLarge(capacity_ * sizeof(LasPointRecord));
   records_ = reinterpret_cast<LasPointRecord*>(buffer_.get());
   file_.setWMBuffer(0);  // the records are the buffer
-  if (!buffer_ || !file_.open(path, ferrun::File::kWrite)) return false;
+  if (!buffer_) {
+    TRACE_MEMBER_ERROR(kClassName, "open", "file(%s): no memory for a buffer of %u bytes!",
+                       path.c_str(), bufferSize);
+    return false;
+  }
+  if (!file_.open(path, ferrun::File::kWrite)) return false;
 
   path_ = path;
   header_ = header;

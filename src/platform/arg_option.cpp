@@ -35,19 +35,16 @@ bool ArgOption::parseArgs(int argc, char** argv) {
   std::vector<std::string>* values = nullptr;
   for (int i = 1; i < argc; ++i) {
     const std::string_view word = argv[i];
-    if (!isValue(word)) {
-      const std::string_view name = optionName(word);
-      if (!name.empty()) {
-        values = &options_[std::string(name)];
-        values->clear();
-        continue;
-      }
-    } else if (values != nullptr) {
+    const std::string_view name = optionName(word);
+    if (!name.empty()) {
+      values = &options_[std::string(name)];
+      values->clear();
+    } else if (isValue(word) && values != nullptr) {
       values->emplace_back(word);
-      continue;
+    } else {
+      options_.clear();
+      return false;
     }
-    options_.clear();
-    return false;
   }
   return true;
 }

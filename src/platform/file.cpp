@@ -196,7 +196,7 @@ void File::seek(std::int64_t position) {
   flush();
   begin_ = end_ = 0;
   writeError_ = 0;
-  if (::lseek(descriptor_, position, SEEK_SET) == position) {
+  if (::lseek(descriptor_, position, SEEK_SET) >= 0) {  // devices may answer with another position
     diskPosition_ = position;
     limit_ = reading_ ? 0 : capacity_;
     return;

@@ -1,4 +1,4 @@
-// Files of the operating system: the one place that calls read(2) and write(2).
+// Files of the operating system: the one place that reads and writes them.
 #pragma once
 
 #include <cstddef>

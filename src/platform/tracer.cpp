@@ -14,8 +14,7 @@ namespace ferrun {
 namespace {
 
 constexpr std::chrono::milliseconds kGatherTime{20};
-constexpr std::size_t kHighWater = std::size_t{256} << 10;  // gather no longer than this
-constexpr std::size_t kLimit = std::size_t{1} << 20;        // printers wait at this
+constexpr std::size_t kFull = std::size_t{256} << 10;  // bytes of waiting lines
 
 }  // namespace
 
@@ -36,12 +35,12 @@ void STDSink::write(const char* lines, std::size_t size) {
 }
 
 Tracer::~Tracer() {
-  {
-    const std::lock_guard lock(mutex_);
-    stopping_ = true;
-  }
+  std::unique_lock lock(mutex_);
+  stopping_ = true;
+  lock.unlock();
   wake_.notify_one();
   if (thread_.joinable()) thread_.join();
+  flush();
 }
 
 void Tracer::setLevel(int threshold) {
@@ -59,7 +58,7 @@ void Tracer::start() {
   const std::lock_guard lock(mutex_);
   if (gate_ != kClosed) return;
   try {
-    thread_ = std::thread(&Tracer::deliverLines, this);
+    thread_ = std::thread(&Tracer::deliverInTime, this);
   } catch (const std::system_error&) {
     // No thread to be had: append() then hands every line to the sinks by itself.
   }
@@ -91,43 +90,46 @@ void Tracer::print(int level, const char* format, ...) {
 
 void Tracer::append(const char* line, std::size_t size) {
   std::unique_lock lock(mutex_);
-  if (!thread_.joinable()) {
-    writeToSinks({line, size});
-    return;
-  }
-  delivered_.wait(lock, [this] { return pending_.size() < kLimit; });
-  const std::size_t before = pending_.size();
   pending_.append(line, size);
-  const bool wake = before == 0 || (before < kHighWater && pending_.size() >= kHighWater);
-  lock.unlock();
-  if (wake) wake_.notify_one();
+  if (pending_.size() >= kFull || !thread_.joinable()) {
+    // Whoever fills the buffer writes it out: that costs less than handing it to another processor.
+    deliver(lock);
+  } else if (threadIdle_) {
+    threadIdle_ = false;
+    lock.unlock();
+    wake_.notify_one();
+  }
 }
 
 void Tracer::flush() {
   std::unique_lock lock(mutex_);
-  if (!thread_.joinable()) return;
-  hurry_ = true;
-  wake_.notify_one();
-  delivered_.wait(lock, [this] { return pending_.empty() && !delivering_; });
-  hurry_ = false;
+  deliver(lock);
 }
 
-void Tracer::deliverLines() {
-  std::string lines;
+/// Hands the lines that wait to the sinks, after those that are being handed over. The lock is
+/// given up meanwhile.
+void Tracer::deliver(std::unique_lock<std::mutex>& lock) {
+  delivered_.wait(lock, [this] { return !delivering_; });
+  if (pending_.empty()) return;
+  delivering_ = true;
+  lines_.swap(pending_);
+  lock.unlock();
+  writeToSinks(lines_);
+  lock.lock();
+  lines_.clear();
+  delivering_ = false;
+  delivered_.notify_all();
+}
+
+/// The thread: sees to it that no line waits long.
+void Tracer::deliverInTime() {
   std::unique_lock lock(mutex_);
-  while (true) {
+  while (!stopping_) {
+    threadIdle_ = true;
     wake_.wait(lock, [this] { return !pending_.empty() || stopping_; });
-    if (pending_.empty()) return;
-    wake_.wait_for(lock, kGatherTime,
-                   [this] { return hurry_ || stopping_ || pending_.size() >= kHighWater; });
-    lines.swap(pending_);
-    delivering_ = true;
-    lock.unlock();
-    writeToSinks(lines);
-    lines.clear();
-    lock.lock();
-    delivering_ = false;
-    delivered_.notify_all();
+    threadIdle_ = false;
+    wake_.wait_for(lock, kGatherTime, [this] { return stopping_; });
+    deliver(lock);
   }
 }
 

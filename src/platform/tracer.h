@@ -30,9 +30,9 @@ class STDSink : public TracerSink {
 };
 
 /// Formats lines and hands them to its sinks, whole and in the order in which they were printed.
-/// Lines are gathered in a bounded buffer that a thread of the tracer writes out within some 20 ms;
-/// a printer that runs ahead of the sinks waits. Any thread may print. The library's own messages
-/// go to Singleton<Tracer>: a program that neither adds a sink nor starts it sees none.
+/// Lines are gathered in a bounded buffer, which is written out within some 20 ms by a thread of
+/// the tracer, or as soon as it is full by who fills it. Any thread may print. The library's own
+/// messages go to Singleton<Tracer>: a program that neither adds a sink nor starts it sees none.
 class Tracer {
  public:
   Tracer() = default;
@@ -63,19 +63,21 @@ class Tracer {
 
  private:
   void append(const char* line, std::size_t size);
-  void deliverLines();
+  void deliver(std::unique_lock<std::mutex>& lock);
+  void deliverInTime();
   void writeToSinks(const std::string& lines);
 
   static constexpr int kClosed = INT_MAX;  ///< the gate before start()
 
   std::atomic<int> gate_ = kClosed;  ///< the lowest level that passes
+  std::mutex mutex_;                 ///< guards what follows down to sinkMutex_
   int threshold_ = 1;
-  std::mutex mutex_;                   ///< guards everything below but sinks_
-  std::condition_variable wake_;       ///< the delivery thread waits here
-  std::condition_variable delivered_;  ///< printers and flush() wait here
-  std::string pending_;                ///< whole lines that wait for the delivery thread
-  bool delivering_ = false;            ///< the sinks are being given lines
-  bool hurry_ = false;                 ///< somebody waits in flush()
+  std::condition_variable wake_;       ///< the thread waits here
+  std::condition_variable delivered_;  ///< delivering_ has become false
+  std::string pending_;                ///< whole lines that wait
+  std::string lines_;                  ///< lines that are being handed to the sinks
+  bool delivering_ = false;            ///< lines_ is in use
+  bool threadIdle_ = false;            ///< the thread waits for a first line
   bool stopping_ = false;
   std::mutex sinkMutex_;  ///< guards sinks_ and the calls of their write()
   std::vector<std::shared_ptr<TracerSink>> sinks_;

@@ -3,8 +3,9 @@
 
 #include <cstddef>
 #include <cstdlib>
-#include <memory>
 #include <new>
+
+#include "platform/large_memory.h"
 
 namespace modeling_app {
 
@@ -31,18 +32,14 @@ class BlockBuffer {
     const std::size_t capacity = (doubled + kPage - 1) / kPage * kPage;
     auto* const grown = static_cast<char*>(std::realloc(bytes_.get(), capacity));
     if (grown == nullptr) throw std::bad_alloc();
-    (void)bytes_.release();
+    (void)bytes_.release();  // realloc has taken it
     bytes_.reset(grown);
     capacity_ = capacity;
   }
 
-  struct Free {
-    void operator()(char* bytes) const { std::free(bytes); }
-  };
-
   static constexpr std::size_t kPage = 4096;
 
-  std::unique_ptr<char, Free> bytes_;
+  ferrun::LargeMemory bytes_;
   std::size_t capacity_ = 0;
 };
 

@@ -48,7 +48,7 @@ void PcbReader::close() {
   block.release();
   irtStorage->release();
   rgbStorage->release();
-  skippedValues = 0;
+  undecodedPoints = 0;
 }
 
 }  // namespace modeling_app

@@ -58,7 +58,7 @@ void PcbWriter::close() {
   }
   std::unique_lock lock(mutex);
   // The worker may have taken the last task and not yet locked the mutex.
-  tasksFinished.wait(lock, [this] { return unfinishedTasks == 0; });
+  tasksBegun.wait(lock, [this] { return tasksNotBegun == 0; });
   if (!file) return;
   file->flush();
   if (header) {

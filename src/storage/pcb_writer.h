@@ -18,8 +18,8 @@ class PcbWriter : public PclBinary {
   ~PcbWriter() override;
 
   /// Creates the file at `path`, or empties it. `newBufferSize` is the size of the write buffer in
-  /// bytes. False, with an error line, when the file cannot be made or its header cannot be
-  /// written.
+  /// bytes. False, with an error line, when the file cannot be made. A disk that is full shows when
+  /// the buffer is written out, by an error line.
   bool open(const std::string& path, unsigned newBufferSize) override;
 
   /// Waits until the queue is empty (of other writers' tasks too, when it is shared), asking every

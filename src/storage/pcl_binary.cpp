@@ -73,9 +73,9 @@ PclRGBFrames PclBinary::readPclRGB(unsigned count) {
   return result;
 }
 
-void PclBinary::skipValues(std::uint64_t count) {
+void PclBinary::leaveUndecoded(std::uint64_t count) {
   const std::lock_guard lock(mutex);
-  skippedValues = count;
+  undecodedPoints = count;
 }
 
 /// False at the end of the file, without a message, and for a header that is cut, with one.
@@ -121,9 +121,9 @@ std::shared_ptr<PclRGBFrame> PclBinary::decodeRgbFrame(const PcbFrameHeader& fra
   auto frame = std::make_shared<PclRGBFrame>();
   frame->timestamp = frameHeader.timestamp;
   frame->cloud = rgbStorage->makeCloud(frameHeader.pointCount);
-  if (skippedValues < frameHeader.pointCount)
+  if (undecodedPoints < frameHeader.pointCount)
     decodeBlock<RgbPointRecord>(block.data(), *frame->cloud);
-  skippedValues -= std::min<std::uint64_t>(skippedValues, frameHeader.pointCount);
+  undecodedPoints -= std::min<std::uint64_t>(undecodedPoints, frameHeader.pointCount);
   return frame;
 }
 

@@ -4,7 +4,6 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -42,9 +41,10 @@ class PclBinary {
   virtual PclFrames readPcl(unsigned count);
   virtual PclRGBFrames readPclRGB(unsigned count);
 
-  /// Saves the decoding of points that are only counted: of the next `count` coloured points,
-  /// frames that hold no others are read as ever, but the values of their points are undetermined.
-  void skipValues(std::uint64_t count);
+  /// For callers that only count the next `count` coloured points: of frames that hold no others,
+  /// readPclRGB() then leaves the points undecoded, in clouds of the right size whose values mean
+  /// nothing.
+  void leaveUndecoded(std::uint64_t count);
 
   /// Queues a frame for writing and returns at once; the queue's worker writes it later. Neither
   /// the frame nor its cloud may be changed until close() has returned. True when the frame was
@@ -60,7 +60,7 @@ class PclBinary {
 
   /// The counts of the header, modulo 2^32; while writing, of the frames written so far, so that a
   /// writer whose totalFrames() has reached the frames handed over can be closed without a wait. 0
-  /// when no file is open. Any thread may ask.
+  /// when no file is open. Any thread may ask, though not while the file is opened or closed.
   unsigned totalFrames() const;
   unsigned totalPoints() const;
 
@@ -80,10 +80,10 @@ class PclBinary {
   std::shared_ptr<ferrun::File> file;     ///< made by the first open() and kept
   std::atomic<std::uint64_t> frames = 0;  ///< the header's counts: its packed fields cannot be read
   std::atomic<std::uint64_t> points = 0;  ///< by one thread while another changes them
-  std::atomic<unsigned> unfinishedTasks = 0;  ///< put on the queue and not yet run to their end
-  std::condition_variable tasksFinished;      ///< with `mutex`: unfinishedTasks has become 0
-  BlockBuffer block;                          ///< of the frame being read
-  std::uint64_t skippedValues = 0;            ///< coloured points whose values are not wanted
+  std::atomic<unsigned> tasksNotBegun = 0;  ///< write tasks that do not hold `mutex` yet
+  std::condition_variable tasksBegun;       ///< with `mutex`: tasksNotBegun has become 0
+  BlockBuffer block;                        ///< of the frame being read
+  std::uint64_t undecodedPoints = 0;        ///< coloured points that are only counted
   /// Memory of the clouds that readPcl() and readPclRGB() return.
   std::shared_ptr<IrtStorage> irtStorage = std::make_shared<IrtStorage>();
   std::shared_ptr<RgbStorage> rgbStorage = std::make_shared<RgbStorage>();
@@ -96,7 +96,8 @@ class PclBinary {
   std::shared_ptr<PclFrame> decodeIrtFrame(const PcbFrameHeader& frameHeader);
   std::shared_ptr<PclRGBFrame> decodeRgbFrame(const PcbFrameHeader& frameHeader);
 
-  bool queueTask(const std::function<void()>& writeFrame);
+  template <class WriteFrame>
+  bool queueTask(WriteFrame writeFrame);
   void writeIrtFrame(PcbFrameHeader frameHeader, const norvo::IrtCloud& cloud);
   void writeRgbFrame(PcbFrameHeader frameHeader, const norvo::RgbCloud& cloud);
   void beginFrame(PcbFrameHeader& frameHeader, std::size_t pointCount);

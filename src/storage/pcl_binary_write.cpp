@@ -49,6 +49,27 @@ void writePoints(ferrun::File& file, const Cloud& cloud, OnFailure onFailure) {
 
 }  // namespace
 
+/// Has the worker call `writeFrame` under the lock; false when no file is open for writing, or
+/// there is no memory for the task.
+template <class WriteFrame>
+bool PclBinary::queueTask(WriteFrame writeFrame) {
+  if (!taskQueue || !isOpen()) return false;
+  ++tasksNotBegun;
+  try {
+    taskQueue->putTask(
+        [this, writeFrame = std::move(writeFrame)](const std::string&) {
+          const std::lock_guard lock(mutex);
+          if (--tasksNotBegun == 0) tasksBegun.notify_all();  // close() then waits for the lock
+          writeFrame();
+        },
+        "");
+  } catch (const std::bad_alloc&) {
+    --tasksNotBegun;
+    return false;
+  }
+  return true;
+}
+
 bool PclBinary::writePcl(std::shared_ptr<PclFrame> frame) {
   if (!frame || !fitsBlock<IrtPointRecord>(frame->cloud.get(), kLargestIrtBlock)) return false;
   return queueTask([this, frame = std::move(frame)] {
@@ -75,24 +96,6 @@ bool PclBinary::writePcl(std::shared_ptr<norvo::RgbCloud> cloud) {
     frameHeader.timestamp = now.toSec();
     writeRgbFrame(frameHeader, *cloud);
   });
-}
-
-/// Has the worker call `writeFrame` under the lock; false when no file is open for writing.
-bool PclBinary::queueTask(const std::function<void()>& writeFrame) {
-  if (!taskQueue || !isOpen()) return false;
-  ++unfinishedTasks;
-  const auto task = [this, writeFrame](const std::string&) {
-    const std::lock_guard lock(mutex);
-    if (--unfinishedTasks == 0) tasksFinished.notify_all();  // close() then waits for the lock
-    writeFrame();
-  };
-  try {
-    taskQueue->putTask(task, "");
-  } catch (const std::bad_alloc&) {
-    --unfinishedTasks;
-    return false;
-  }
-  return true;
 }
 
 void PclBinary::beginFrame(PcbFrameHeader& frameHeader, std::size_t pointCount) {

@@ -17,7 +17,6 @@ using test::ToolRun;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::Not;
 
 const std::string kAnyKey = "<C>\033[33m\033[1mpress any key to quit...\033[0m";
 const std::string kQuestion =
@@ -45,12 +44,12 @@ class FrontEnd : public testing::Test {
   test::TempDir dir_;
 };
 
-TEST_F(FrontEnd, EndsSilentlyOnACommandLineItCannotParse) {
-  for (const auto& arguments : {std::vector<std::string>{"stray", "-h"}, {"-h", "---"}}) {
-    const ToolRun result = run(arguments);
-    EXPECT_EQ(result.status, 255);
-    EXPECT_EQ(result.output, "");
-  }
+TEST_F(FrontEnd, EndsOnACommandLineThatItCannotFollow) {
+  EXPECT_EQ(run({"stray", "-h"}).status, 255);
+  EXPECT_EQ(run({"-h", "---"}).output, "");
+  const ToolRun result = run({"-i", "none"});
+  EXPECT_EQ(result.status, 255);
+  EXPECT_THAT(result.lines, ElementsAre("<E>TIME [main,L#] pcbin file(none) not exist!"));
 }
 
 TEST_F(FrontEnd, PrintsNothingButTheUsageTextWhenAsked) {
@@ -88,41 +87,8 @@ TEST_F(FrontEnd, ReportsValuesThatAreNoNumbers) {
                                           c.value + ")!"));
   }
   EXPECT_FALSE(std::filesystem::exists(dir_.path("map.las")));
-
-  EXPECT_EQ(run({"-d", "3", "-v", "x"}).lines.size(), 1U);
-  const ToolRun quiet = run({"-d", "4", "-v", "x"});
-  EXPECT_EQ(quiet.status, 255);
-  EXPECT_EQ(quiet.output, "");
-}
-
-TEST_F(FrontEnd, LooksOnlyAtTheNumbersOfItsMode) {
-  EXPECT_EQ(run({"-s", "x", "-n", "y"}).lines.back(), kAnyKey);
-  EXPECT_EQ(run({"--offset", "x", "y", "z", "-b", "pgo.pcbin"}).status, 0);
-  EXPECT_EQ(run({"-s", "x", "--repair", "none"}).status, 0);
-  EXPECT_THAT(run({"-n", "1 2x", "-s", "1x", "-b", "pgo.pcbin"}).lines.back(),
-              testing::HasSubstr("points[1]"));
-}
-
-TEST_F(FrontEnd, ChoosesOneModeInAFixedOrder) {
-  dir_.write("a.las", test::lasFile(1));
-  const auto lastLine = [this](const std::vector<std::string>& arguments) {
-    const ToolRun result = run(arguments);
-    EXPECT_EQ(result.status, 0);
-    return result.lines.back();
-  };
-  const auto is = [](const std::string& origin) { return testing::HasSubstr("[" + origin + "]"); };
-  EXPECT_THAT(lastLine({"--repair", "a.las", "-r", "a.las", "-b", "pgo.pcbin"}), is("pcbin_view"));
-  EXPECT_THAT(lastLine({"--repair", "a.las", "-r", "a.las", "-b"}), is("las_view"));
-  EXPECT_THAT(lastLine({"--repair", "a.las", "-r", "-b"}), is("las_repair"));
-  EXPECT_EQ(lastLine({"--repair", "-r", "-b"}), kAnyKey);
-}
-
-TEST_F(FrontEnd, EndsWithAFailureWithoutThePcbinFile) {
-  const test::TempDir empty;
-  const ToolRun result = runTool({}, empty.path());
-  EXPECT_EQ(result.status, 255);
-  EXPECT_THAT(result.lines, ElementsAre("<E>TIME [main,L#] pcbin file(pgo.pcbin) not exist!"));
-  EXPECT_TRUE(std::filesystem::is_empty(empty.path()));
+  EXPECT_EQ(run({"-d", "4", "-v", "x"}).output, "");
+  EXPECT_EQ(run({"-s", "x", "-n", "y"}).status, 0) << "numbers of another mode";
 }
 
 TEST_F(FrontEnd, OverwritesOnlyWhenTheAnswerIsY) {
@@ -133,7 +99,6 @@ TEST_F(FrontEnd, OverwritesOnlyWhenTheAnswerIsY) {
     ASSERT_EQ(result.lines.size(), 8U) << answer;
     EXPECT_EQ(result.lines[1], kQuestion);
     EXPECT_THAT(result.lines, Contains(kSuccess));
-    EXPECT_EQ(result.lines.back(), kAnyKey);
     EXPECT_TRUE(converted());
   }
   for (const char* const input : {"yes\n", "N\n", "\nY\n", "YY\n", " \n", ""}) {
@@ -165,20 +130,13 @@ TEST_F(FrontEnd, PutsTheOffsetOptionIntoTheHeader) {
   EXPECT_EQ(offset({"1", "2"}), (std::array{0.0, 0.0, 0.0}));
 }
 
-TEST_F(FrontEnd, WarnsOfAMissingPoseFileAndThenFails) {
-  const ToolRun result = run({"-f", "none.csv"});
-  EXPECT_EQ(result.status, 0);
+TEST_F(FrontEnd, SaysThatAConversionFailed) {
   EXPECT_THAT(
-      result.lines,
+      run({"-f", "none.csv"}).lines,
       ElementsAre("<W>TIME [main,L#] pgo file(none.csv), no pgo records!", opened(1, 2),
                   "<E>TIME [pcbin_las,L#] cannot open pgo file: none.csv!", kFailed, kAnyKey));
   EXPECT_FALSE(std::filesystem::exists(dir_.path("map.las")));
-}
-
-TEST_F(FrontEnd, DoesNotOverwriteItsInput) {
-  const ToolRun result = run({"-o", "pgo.pcbin"}, "Y\n\n");
-  EXPECT_THAT(result.lines, Contains(kFailed));
-  EXPECT_THAT(result.lines, Not(Contains(kSuccess)));
+  EXPECT_THAT(run({"-o", "pgo.pcbin"}, "Y\n\n").lines, Contains(kFailed));
   EXPECT_EQ(test::readFile(dir_.path("pgo.pcbin")), test::rgbFile(1, 2));
 }
 
@@ -215,17 +173,10 @@ TEST_F(FrontEnd, ConvertsASurvey) {
 }
 
 TEST_F(FrontEnd, ShowsNoProgressWhenTheHeaderCountsNoFrames) {
-  dir_.write("empty.pcbin", test::rgbFile(0, 0));
-  EXPECT_THAT(run({"-i", "empty.pcbin"}).lines,
-              ElementsAre(kNoPoses, opened(0, 0),
-                          "<I>TIME [pcbin_las] las write starts, frames: 0, points: 0, "
-                          "pgoResult: 0",
-                          kSuccess, kAnyKey));
-  EXPECT_EQ(test::readFile(dir_.path("map.las")).size(), 227U);
-
   dir_.write("killed.pcbin", test::pcbHeader(0, 0) + test::rgbFile(1, 2).substr(68));
-  EXPECT_THAT(run({"-i", "killed.pcbin"}, "y\n\n").lines,
-              Not(Contains(testing::HasSubstr("progress"))));
+  EXPECT_THAT(run({"-i", "killed.pcbin"}).lines,
+              ElementsAre(kNoPoses, opened(0, 0), testing::EndsWith("pgoResult: 0"),
+                          "<I>TIME [write_las] refine pcl points(2) ok.", kSuccess, kAnyKey));
   EXPECT_TRUE(converted());
 }
 

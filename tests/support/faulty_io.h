@@ -2,7 +2,6 @@
 // that use it link faulty_io.cpp, whose functions take the place of the C library's.
 #pragma once
 
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -13,7 +12,6 @@ struct IoFaults {
   std::size_t longestTransfer = SIZE_MAX;  ///< bytes that a call moves at most
   int everyOther = 0;                      ///< errno of every other call; 0 for none
   std::int64_t end = INT64_MAX;  ///< from this offset on, writes give ENOSPC and reads give EIO
-  std::chrono::microseconds delay{0};  ///< before every call
 };
 
 /// The file at a path has these faults while the object lives; use one at a time.

@@ -11,24 +11,13 @@
 namespace test {
 namespace {
 
-class RecordingSink : public ferrun::TracerSink {
- public:
+struct RecordingSink : ferrun::TracerSink {
   void write(const char* lines, std::size_t size) override {
-    const std::lock_guard lock(mutex_);
-    text_.append(lines, size);
+    const std::lock_guard lock(mutex);
+    text.append(lines, size);
   }
-  void clear() {
-    const std::lock_guard lock(mutex_);
-    text_.clear();
-  }
-  std::string text() {
-    const std::lock_guard lock(mutex_);
-    return text_;
-  }
-
- private:
-  std::mutex mutex_;
-  std::string text_;
+  std::mutex mutex;
+  std::string text;
 };
 
 ferrun::Tracer& tracer() {
@@ -61,16 +50,14 @@ Lines normalizedLines(const std::string& text) {
 
 CapturedLines::CapturedLines() {
   tracer().flush();
-  recordingSink().clear();
+  const std::lock_guard lock(recordingSink().mutex);
+  recordingSink().text.clear();
 }
 
 Lines CapturedLines::lines() const {
-  return normalizedLines(text());
-}
-
-std::string CapturedLines::text() const {
   tracer().flush();
-  return recordingSink().text();
+  const std::lock_guard lock(recordingSink().mutex);
+  return normalizedLines(recordingSink().text);
 }
 
 }  // namespace test

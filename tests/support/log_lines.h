@@ -20,9 +20,6 @@ class CapturedLines {
 
   /// The normalized lines so far.
   Lines lines() const;
-
-  /// The lines so far as they were printed.
-  std::string text() const;
 };
 
 }  // namespace test

@@ -1,37 +1,14 @@
-// Shortages of what the operating system lends.
+// Shortage of memory.
 #pragma once
 
 #include <cstdint>
 #include <cstdlib>
 #include <fstream>
 #include <malloc.h>
-#include <pthread.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 namespace test {
-
-/// No std::thread can be started while the object lives.
-class NoThreads {
- public:
-  NoThreads() {
-    pthread_getattr_default_np(&former_);
-    pthread_attr_t impossible;
-    pthread_getattr_default_np(&impossible);
-    pthread_attr_setstacksize(&impossible, std::size_t{1} << 46);
-    pthread_setattr_default_np(&impossible);
-    pthread_attr_destroy(&impossible);
-  }
-  NoThreads(const NoThreads&) = delete;
-  NoThreads& operator=(const NoThreads&) = delete;
-  ~NoThreads() {
-    pthread_setattr_default_np(&former_);
-    pthread_attr_destroy(&former_);
-  }
-
- private:
-  pthread_attr_t former_;
-};
 
 /// Large blocks are always mapped and unmapped one by one: none is had from memory freed earlier.
 inline const int kLargeBlocksAreMapped = mallopt(M_MMAP_THRESHOLD, 1 << 20);
