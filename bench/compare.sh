@@ -14,7 +14,7 @@ if [ $# -lt 1 ]; then
   sed -n '2,/^set/s/^# \{0,1\}//p' "$0" | sed '$d'
   exit 2
 fi
-tool=$1/src/app/pcbin_las
+tool=$1/bin/pcbin_las
 bench=$1/bench
 work=${2:-$1/bench-data}
 pairs=${3:-7}

@@ -2,9 +2,9 @@
 #include <benchmark/benchmark.h>
 
 #include "bench_time.h"
-#include "export/pose_file.h"
-#include "export/refine_point.h"
-#include "export/write_las.h"
+#include "pcbin_las/export/pose_file.h"
+#include "pcbin_las/export/refine_point.h"
+#include "pcbin_las/export/write_las.h"
 #include "survey.h"
 
 namespace {

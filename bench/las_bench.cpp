@@ -2,7 +2,7 @@
 #include <benchmark/benchmark.h>
 
 #include "bench_time.h"
-#include "las/las_writer.h"
+#include "pcbin_las/las/las_writer.h"
 #include "survey.h"
 
 namespace {

@@ -5,8 +5,8 @@
 
 #include <benchmark/benchmark.h>
 
-#include "platform/date_time.h"
-#include "platform/tracer.h"
+#include "pcbin_las/platform/date_time.h"
+#include "pcbin_las/platform/tracer.h"
 
 namespace {
 

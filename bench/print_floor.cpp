@@ -7,7 +7,7 @@
 #include <unistd.h>
 #include <vector>
 
-#include "las/las_records.h"
+#include "pcbin_las/las/las_records.h"
 
 namespace {
 

@@ -11,9 +11,9 @@
 #include <benchmark/benchmark.h>
 
 #include "bench_time.h"
-#include "storage/pcb_reader.h"
-#include "storage/pcb_writer.h"
-#include "storage/point_codec.h"
+#include "pcbin_las/storage/pcb_reader.h"
+#include "pcbin_las/storage/pcb_writer.h"
+#include "pcbin_las/storage/point_codec.h"
 #include "survey.h"
 
 namespace {

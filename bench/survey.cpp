@@ -8,7 +8,7 @@
 #include <random>
 #include <thread>
 
-#include "storage/pcb_writer.h"
+#include "pcbin_las/storage/pcb_writer.h"
 
 namespace bench {
 namespace {

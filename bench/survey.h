@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "storage/frames.h"
+#include "pcbin_las/storage/frames.h"
 
 namespace bench {
 

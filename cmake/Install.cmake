@@ -43,7 +43,7 @@ install(FILES
     ${PROJECT_BINARY_DIR}/packaging/pcbin_lasConfigVersion.cmake
     cmake/FindPclHeaders.cmake
   DESTINATION ${package_dir} COMPONENT development)
-install(DIRECTORY src/platform src/storage DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/pcbin_las
+install(DIRECTORY src/pcbin_las/platform src/pcbin_las/storage DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/pcbin_las
         COMPONENT development FILES_MATCHING PATTERN "*.h")
 
 # --- Debian packages

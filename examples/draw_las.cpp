@@ -12,8 +12,8 @@
 
 #include "draw_las/drawing.h"
 #include "las_points.h"
-#include "platform/arg_option.h"
-#include "platform/number.h"
+#include "pcbin_las/platform/arg_option.h"
+#include "pcbin_las/platform/number.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 
 #include <Eigen/Core>
 
-#include "las/las_records.h"
-#include "platform/file.h"
+#include "pcbin_las/las/las_records.h"
+#include "pcbin_las/platform/file.h"
 
 /// The points of one file, in their order.
 class LasPoints {

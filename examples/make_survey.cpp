@@ -12,10 +12,10 @@
 #include "make_survey/scanner.h"
 #include "make_survey/survey_files.h"
 #include "make_survey/town.h"
-#include "platform/arg_option.h"
-#include "platform/console.h"
-#include "platform/number.h"
-#include "platform/trace.h"
+#include "pcbin_las/platform/arg_option.h"
+#include "pcbin_las/platform/number.h"
+#include "pcbin_las/platform/process_setup.h"
+#include "pcbin_las/platform/trace_macros.h"
 
 namespace {
 

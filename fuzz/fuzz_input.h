@@ -7,8 +7,8 @@
 #include <memory>
 #include <string>
 
-#include "platform/singleton.h"
-#include "platform/tracer.h"
+#include "pcbin_las/platform/singleton.h"
+#include "pcbin_las/platform/tracer.h"
 #include "support/temp_dir.h"
 
 namespace fuzz {

@@ -1,10 +1,10 @@
 // A LAS file through the repair.
-#include "app/las_repair.h"
+#include "pcbin_las/app/las_repair.h"
 
 #include <filesystem>
 
 #include "fuzz_input.h"
-#include "platform/large_memory.h"
+#include "pcbin_las/platform/large_memory.h"
 
 namespace ferrun {
 namespace {

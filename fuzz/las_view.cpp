@@ -1,10 +1,9 @@
 // A LAS file through the viewer. The first 9 bytes are the verbose level and the range of records,
 // the rest is the file.
-#include "app/las_view.h"
+#include "pcbin_las/app/las_view.h"
 
 #include <cstring>
 
-#include "app/settings.h"
 #include "fuzz_input.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

@@ -2,9 +2,9 @@
 // next 8 bytes are the viewer's range, the rest is the file.
 #include <cstring>
 
-#include "app/pcbin_view.h"
 #include "fuzz_input.h"
-#include "storage/pcb_reader.h"
+#include "pcbin_las/app/pcbin_view.h"
+#include "pcbin_las/storage/pcb_reader.h"
 
 namespace {
 

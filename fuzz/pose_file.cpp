@@ -1,5 +1,5 @@
 // A pose file.
-#include "export/pose_file.h"
+#include "pcbin_las/export/pose_file.h"
 
 #include <sstream>
 

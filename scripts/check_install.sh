@@ -81,8 +81,8 @@ check_headers() {
   local includes=(-isystem /usr/include/eigen3)
   for header in /usr/include/pcl-*; do includes+=(-isystem "$header"); done
   (
-    cd "$prefix/include/pcbin_las"
-    for header in */*.h; do
+    cd "$prefix/include"
+    for header in pcbin_las/*/*.h; do
       # Twice, for a header that forgets its guard.
       printf '#include "%s"\n#include <%s>\n' "$header" "$header" |
         c++ -std=c++20 -Wall -Wextra -Werror -fsyntax-only -I. "${includes[@]}" -x c++ - ||

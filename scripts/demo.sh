@@ -9,7 +9,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 mkdir -p build demo
 log=build/demo.log
 : >"$log"
-tool=build/demo/src/app/pcbin_las
+tool=build/demo/bin/pcbin_las
 examples=build/demo/examples
 
 heading() { printf '\n\033[1m%s\033[0m\n' "$*"; }

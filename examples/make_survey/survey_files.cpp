@@ -3,8 +3,8 @@
 #include <string>
 #include <system_error>
 
-#include "platform/date_time.h"
-#include "platform/str_util.h"
+#include "pcbin_las/platform/str_util.h"
+#include "pcbin_las/platform/thread.h"
 
 namespace {
 

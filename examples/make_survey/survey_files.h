@@ -7,10 +7,10 @@
 #include <memory>
 #include <vector>
 
-#include "las/las_writer.h"
 #include "make_survey/route.h"
 #include "make_survey/scanner.h"
-#include "storage/pcb_writer.h"
+#include "pcbin_las/las/las_writer.h"
+#include "pcbin_las/storage/pcb_writer.h"
 
 /// Writes survey.pcbin, pgo.csv and truth.las sweep by sweep, one frame for each sweep. A few
 /// sweeps are held in memory, however many there are.

@@ -10,11 +10,11 @@
 #include <memory>
 #include <string>
 
-#include "platform/date_time.h"
-#include "platform/singleton.h"
-#include "platform/tracer.h"
-#include "storage/pcb_reader.h"
-#include "storage/pcb_writer.h"
+#include "pcbin_las/platform/singleton.h"
+#include "pcbin_las/platform/thread.h"
+#include "pcbin_las/platform/tracer.h"
+#include "pcbin_las/storage/pcb_reader.h"
+#include "pcbin_las/storage/pcb_writer.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // LAS files that came to harm, and what the repair makes of them.
-#include "app/las_repair.h"
+#include "pcbin_las/app/las_repair.h"
 
 #include <ctime>
 #include <filesystem>

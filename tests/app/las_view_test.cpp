@@ -1,9 +1,8 @@
 // What the LAS viewer lists.
-#include "app/las_view.h"
+#include "pcbin_las/app/las_view.h"
 
 #include <gmock/gmock.h>
 
-#include "app/settings.h"
 #include "support/log_lines.h"
 #include "support/run_tool.h"
 #include "support/temp_dir.h"

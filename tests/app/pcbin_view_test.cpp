@@ -1,5 +1,5 @@
 // What the pcbin viewer lists.
-#include "app/pcbin_view.h"
+#include "pcbin_las/app/pcbin_view.h"
 
 #include <gmock/gmock.h>
 

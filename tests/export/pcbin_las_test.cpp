@@ -1,5 +1,5 @@
 // Whole conversions, and those that must not begin.
-#include "export/pcbin_las.h"
+#include "pcbin_las/export/pcbin_las.h"
 
 #include <filesystem>
 

@@ -1,9 +1,8 @@
 // Pose files as they come from outside, well-formed or not.
-#include "export/pose_file.h"
+#include "pcbin_las/export/pose_file.h"
 
 #include <gmock/gmock.h>
 
-#include "app/settings.h"
 #include "support/log_lines.h"
 #include "support/temp_dir.h"
 

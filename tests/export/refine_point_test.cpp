@@ -1,9 +1,9 @@
 // The movement of points from registration to optimised poses, and the points without a pose.
-#include "export/refine_point.h"
+#include "pcbin_las/export/refine_point.h"
 
 #include <gmock/gmock.h>
 
-#include "platform/date_time.h"
+#include "pcbin_las/platform/thread.h"
 #include "support/log_lines.h"
 
 namespace {

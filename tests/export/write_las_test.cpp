@@ -1,5 +1,5 @@
 // Frames of coloured points as LAS records.
-#include "export/write_las.h"
+#include "pcbin_las/export/write_las.h"
 
 #include <limits>
 #include <tuple>

@@ -1,5 +1,5 @@
 // The bytes of LAS headers and records.
-#include "las/las_records.h"
+#include "pcbin_las/las/las_records.h"
 
 #include <cstring>
 #include <ctime>

@@ -1,5 +1,5 @@
 // LAS files as the writer leaves them on disk, whole or after failures.
-#include "las/las_writer.h"
+#include "pcbin_las/las/las_writer.h"
 
 #include <cerrno>
 

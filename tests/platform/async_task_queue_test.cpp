@@ -1,4 +1,4 @@
-#include "platform/async_task_queue.h"
+#include "pcbin_las/platform/async_task_queue.h"
 
 #include <future>
 #include <stdexcept>

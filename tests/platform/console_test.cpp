@@ -1,11 +1,11 @@
-#include "platform/console.h"
-
 #include <iostream>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
 
-#include "platform/trace.h"
+#include "pcbin_las/platform/console_in.h"
+#include "pcbin_las/platform/process_setup.h"
+#include "pcbin_las/platform/trace_macros.h"
 #include "support/log_lines.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "platform/file.h"
+#include "pcbin_las/platform/file.h"
 
 #include <cerrno>
 

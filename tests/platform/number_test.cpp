@@ -1,4 +1,4 @@
-#include "platform/number.h"
+#include "pcbin_las/platform/number.h"
 
 #include <cfloat>
 #include <climits>

@@ -1,8 +1,8 @@
 // Paths and text.
 #include <gmock/gmock.h>
 
-#include "platform/file_path.h"
-#include "platform/str_util.h"
+#include "pcbin_las/platform/file_path.h"
+#include "pcbin_las/platform/str_util.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "platform/tracer.h"
+#include "pcbin_las/platform/tracer.h"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -7,7 +7,7 @@
 
 #include <gmock/gmock.h>
 
-#include "platform/date_time.h"
+#include "pcbin_las/platform/thread.h"
 #include "support/faulty_io.h"
 #include "support/temp_dir.h"
 

@@ -6,7 +6,7 @@
 
 #include <gmock/gmock.h>
 
-#include "export/pcbin_las.h"
+#include "pcbin_las/export/pcbin_las.h"
 #include "las/las_file_checks.h"
 #include "robustness/sparse_survey.h"
 #include "support/faulty_io.h"

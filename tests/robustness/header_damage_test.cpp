@@ -5,10 +5,10 @@
 
 #include <gmock/gmock.h>
 
-#include "app/las_repair.h"
-#include "app/las_view.h"
-#include "export/pose_file.h"
-#include "storage/pcb_reader.h"
+#include "pcbin_las/app/las_repair.h"
+#include "pcbin_las/app/las_view.h"
+#include "pcbin_las/export/pose_file.h"
+#include "pcbin_las/storage/pcb_reader.h"
 #include "support/log_lines.h"
 #include "support/temp_dir.h"
 

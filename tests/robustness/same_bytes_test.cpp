@@ -3,7 +3,7 @@
 
 #include <gmock/gmock.h>
 
-#include "export/pcbin_las.h"
+#include "pcbin_las/export/pcbin_las.h"
 #include "support/log_lines.h"
 #include "support/temp_dir.h"
 

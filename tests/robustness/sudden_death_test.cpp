@@ -8,9 +8,9 @@
 #include <gmock/gmock.h>
 
 #include "las/las_file_checks.h"
+#include "pcbin_las/storage/pcb_reader.h"
+#include "pcbin_las/storage/pcb_writer.h"
 #include "robustness/sparse_survey.h"
-#include "storage/pcb_reader.h"
-#include "storage/pcb_writer.h"
 #include "support/run_tool.h"
 #include "support/temp_dir.h"
 

@@ -5,9 +5,9 @@
 
 #include <gmock/gmock.h>
 
-#include "platform/trace.h"
-#include "storage/pcb_reader.h"
-#include "storage/pcb_writer.h"
+#include "pcbin_las/platform/trace_macros.h"
+#include "pcbin_las/storage/pcb_reader.h"
+#include "pcbin_las/storage/pcb_writer.h"
 #include "support/log_lines.h"
 #include "support/temp_dir.h"
 

@@ -3,7 +3,7 @@
 
 #include <stdexcept>
 
-#include "storage/pcb_reader.h"
+#include "pcbin_las/storage/pcb_reader.h"
 #include "support/temp_dir.h"
 
 namespace test {

@@ -5,7 +5,7 @@
 
 #include <gmock/gmock.h>
 
-#include "platform/str_util.h"
+#include "pcbin_las/platform/str_util.h"
 #include "storage/open_reader.h"
 #include "support/faulty_io.h"
 #include "support/log_lines.h"

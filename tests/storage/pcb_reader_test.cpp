@@ -1,4 +1,4 @@
-#include "storage/pcb_reader.h"
+#include "pcbin_las/storage/pcb_reader.h"
 
 #include <gmock/gmock.h>
 

@@ -1,12 +1,13 @@
-#include "storage/pcb_writer.h"
+#include "pcbin_las/storage/pcb_writer.h"
 
 #include <future>
 
 #include <gmock/gmock.h>
 
-#include "platform/date_time.h"
-#include "platform/str_util.h"
-#include "storage/pcb_reader.h"
+#include "pcbin_las/platform/epoch_time.h"
+#include "pcbin_las/platform/str_util.h"
+#include "pcbin_las/platform/thread.h"
+#include "pcbin_las/storage/pcb_reader.h"
 #include "support/faulty_io.h"
 #include "support/log_lines.h"
 #include "support/temp_dir.h"

@@ -5,8 +5,8 @@
 #include <regex>
 #include <sstream>
 
-#include "platform/singleton.h"
-#include "platform/tracer.h"
+#include "pcbin_las/platform/singleton.h"
+#include "pcbin_las/platform/tracer.h"
 
 namespace test {
 namespace {

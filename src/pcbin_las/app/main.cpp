@@ -1,0 +1,156 @@
+// The front end: reads the command line, sets up tracing and runs one mode.
+#include <exception>
+#include <malloc.h>
+#include <memory>
+#include <string>
+
+#include "pcbin_las/app/help.h"
+#include "pcbin_las/app/las_repair.h"
+#include "pcbin_las/app/las_view.h"
+#include "pcbin_las/app/pcbin_view.h"
+#include "pcbin_las/export/pcbin_las.h"
+#include "pcbin_las/export/pose_file.h"
+#include "pcbin_las/platform/arg_option.h"
+#include "pcbin_las/platform/console_in.h"
+#include "pcbin_las/platform/file.h"
+#include "pcbin_las/platform/number.h"
+#include "pcbin_las/platform/process_setup.h"
+#include "pcbin_las/platform/trace_macros.h"
+
+namespace {
+
+using ferrun::ArgOption;
+
+constexpr int kFailure = -1;
+
+/// The first value of an option, or `fallback` when there is none.
+std::string textOption(const ArgOption& options, const char* option, const std::string& fallback) {
+  return options.hasOption(option) > 0 ? options[option][0] : fallback;
+}
+
+/// Says that an option's value is no number; always false.
+bool badNumber(const char* option, const std::string& text) {
+  TRACE_ERROR("main", "option %s: bad number(%s)!", option, text.c_str());
+  return false;
+}
+
+/// Sets `number` to the first value of an option, when it has one. False, with an error line, when
+/// that is no number.
+bool intOption(const ArgOption& options, const char* option, int& number) {
+  if (options.hasOption(option) <= 0) return true;
+  const std::string text = options[option][0];
+  const auto value = ferrun::toInt(text);
+  if (!value) return badNumber(option, text);
+  number = *value;
+  return true;
+}
+
+/// Fills the settings of the option offset. False, with an error line, when a value is no number.
+bool offsetOption(const ArgOption& options) {
+  g_useOffset = false;
+  if (options.hasOption("offset") <= 2) return true;
+  const auto texts = options["offset"];
+  for (std::size_t axis = 0; axis < g_offset.size(); ++axis) {
+    const auto value = ferrun::toDouble(texts[axis]);
+    if (!value) return badNumber("offset", texts[axis]);
+    g_offset[axis] = *value;
+  }
+  g_useOffset = true;
+  return true;
+}
+
+/// Sets up the tracer from option d; false, with an error line, when its value is no number.
+bool startTracer(const ArgOption& options) {
+  const std::string text = textOption(options, "d", "1");
+  const auto level = ferrun::toInt(text);
+  ferrun::Tracer* const tracer = ferrun::Singleton<ferrun::Tracer>::getInstance();
+  tracer->setLevel(level.value_or(1));
+  tracer->addSink(std::make_shared<ferrun::STDSink>());
+  tracer->start();
+  return level || badNumber("d", text);
+}
+
+/// Asks before a file is overwritten; true for the answers Y and y.
+bool mayOverwrite(const std::string& lasPath) {
+  TRACE_PROMPT("las file(%s) exist, do you want to overwrite it? Y/N", lasPath.c_str());
+  ferrun::ConsoleIn console;
+  console.waitIn();
+  const auto answer = console.as<std::string>();
+  return answer == "Y" || answer == "y";
+}
+
+int convert(const ArgOption& options) {
+  const std::string pcbinPath = textOption(options, "i", "pgo.pcbin");
+  const std::string lasPath = textOption(options, "o", "map.las");
+  const std::string pgoPath = textOption(options, "f", "");
+  if (!offsetOption(options)) return kFailure;
+
+  if (!ferrun::File::exists(pcbinPath)) {
+    TRACE_ERROR("main", "pcbin file(%s) not exist!", pcbinPath.c_str());
+    return kFailure;
+  }
+  if (pgoPath.empty() || !ferrun::File::exists(pgoPath))
+    TRACE_WARNING("main", "pgo file(%s), no pgo records!", pgoPath.c_str());
+  if (ferrun::File::exists(lasPath) && !mayOverwrite(lasPath)) {
+    TRACE_INFO("main", "quit.");
+    return 0;
+  }
+
+  if (pcbin_las(pcbinPath, pgoPath, lasPath))
+    TRACE_INFO("main", "pcbin to las success.");
+  else
+    TRACE_ERROR("main", "pcbin to las failed!");
+  TRACE_PROMPT("press any key to quit...");
+  ferrun::ConsoleIn().waitIn();
+  return 0;
+}
+
+/// Runs one of the two viewers on the range of options s and n.
+template <class View>
+int view(const ArgOption& options, const char* option, View viewFile) {
+  int start = 0;
+  int nums = 0;
+  if (!intOption(options, "s", start) || !intOption(options, "n", nums)) return kFailure;
+  viewFile(options[option][0], static_cast<unsigned>(start), static_cast<unsigned>(nums));
+  return 0;
+}
+
+/// Prints what ended the run, if there is still memory to print with.
+void reportException(const std::exception& error) {
+  try {
+    TRACE_ERROR("main", "stopped by an error: %s!", error.what());
+  } catch (const std::bad_alloc&) {
+    std::fputs("pcbin_las: out of memory\n", stderr);
+  }
+}
+
+int run(int argc, char** argv) {
+  ArgOption options;
+  if (!options.parseArgs(argc, argv)) return kFailure;
+  if (options.hasOption("h") >= 0 || options.hasOption("help") >= 0) {
+    help(argv[0]);
+    return 0;
+  }
+  if (!startTracer(options) || !intOption(options, "v", g_verbose)) return kFailure;
+
+  if (options.hasOption("b") > 0) return view(options, "b", pcbin_view);
+  if (options.hasOption("r") > 0) return view(options, "r", las_view);
+  if (options.hasOption("repair") > 0) {
+    las_repair(options["repair"][0]);
+    return 0;
+  }
+  return convert(options);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  ferrun::secureStandardStreams();
+  ferrun::ignoreWriteSignals();
+  try {
+    return run(argc, argv);
+  } catch (const std::exception& error) {
+    reportException(error);
+    return kFailure;
+  }
+}

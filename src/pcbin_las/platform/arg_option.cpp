@@ -1,0 +1,62 @@
+#include "pcbin_las/platform/arg_option.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace ferrun {
+namespace {
+
+bool isLetter(char c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
+bool isDigit(char c) {
+  return c >= '0' && c <= '9';
+}
+
+bool isValue(std::string_view word) {
+  return !word.starts_with('-') || word == "-" || isDigit(word[1]) || word[1] == '.';
+}
+
+/// The option's name, or an empty text when `word` is no option word.
+std::string_view optionName(std::string_view word) {
+  if (word.size() == 2 && word[0] == '-' && isLetter(word[1])) return word.substr(1);
+  if (word.size() < 3 || !word.starts_with("--") || !isLetter(word[2])) return {};
+  const std::string_view name = word.substr(2);
+  const bool proper = std::ranges::all_of(
+      name, [](char c) { return isLetter(c) || isDigit(c) || c == '-' || c == '_'; });
+  return proper ? name : std::string_view{};
+}
+
+}  // namespace
+
+bool ArgOption::parseArgs(int argc, char** argv) {
+  options_.clear();
+  std::vector<std::string>* values = nullptr;
+  for (int i = 1; i < argc; ++i) {
+    const std::string_view word = argv[i];
+    const std::string_view name = optionName(word);
+    if (!name.empty()) {
+      values = &options_[std::string(name)];
+      values->clear();
+    } else if (isValue(word) && values != nullptr) {
+      values->emplace_back(word);
+    } else {
+      options_.clear();
+      return false;
+    }
+  }
+  return true;
+}
+
+int ArgOption::hasOption(const std::string& name) const {
+  const auto option = options_.find(name);
+  return option == options_.end() ? -1 : static_cast<int>(option->second.size());
+}
+
+std::vector<std::string> ArgOption::operator[](const std::string& name) const {
+  const auto option = options_.find(name);
+  return option == options_.end() ? std::vector<std::string>{} : option->second;
+}
+
+}  // namespace ferrun

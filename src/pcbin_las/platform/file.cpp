@@ -1,0 +1,224 @@
+#include "pcbin_las/platform/file.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "pcbin_las/platform/trace_macros.h"
+
+namespace ferrun {
+namespace {
+
+const std::string kClassName = "File";
+
+constexpr std::size_t kLargestTransfer = std::size_t{1}
+                                         << 30;  // a system call moves less than 2 GiB
+
+/// A descriptor of the file, or -1 with errno set.
+int openDescriptor(const std::string& name, bool reading) {
+  const int flags = reading ? O_RDONLY : O_WRONLY | O_CREAT | O_TRUNC;
+  int descriptor = -1;
+  do {
+    descriptor = ::open(name.c_str(), flags | O_CLOEXEC, 0666);
+  } while (descriptor < 0 && errno == EINTR);
+
+  struct stat status {};
+  if (descriptor >= 0 && ::fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
+    ::close(descriptor);
+    errno = EISDIR;
+    return -1;
+  }
+  return descriptor;
+}
+
+}  // namespace
+
+bool File::exists(const std::string& name) {
+  struct stat status {};
+  return ::stat(name.c_str(), &status) == 0;
+}
+
+bool File::isSameFile(const std::string& name, const std::string& otherName) {
+  struct stat status {};
+  struct stat other {};
+  return ::stat(name.c_str(), &status) == 0 && ::stat(otherName.c_str(), &other) == 0 &&
+         status.st_dev == other.st_dev && status.st_ino == other.st_ino;
+}
+
+bool File::open(const std::string& name, int mode) {
+  if (isOpen()) return false;
+  name_ = name;
+  reading_ = mode == kRead;
+  capacity_ = reading_ ? kReadBufferSize : writeBufferSize_;
+  limit_ = reading_ ? 0 : capacity_;
+  begin_ = end_ = 0;
+  diskPosition_ = 0;
+  readError_ = writeError_ = 0;
+  buffer_ = allocateLarge(capacity_);
+  descriptor_ = buffer_ ? openDescriptor(name, reading_) : -1;
+  if (descriptor_ >= 0) return true;
+  if (!reading_)
+    TRACE_MEMBER_ERROR(kClassName, "open", "file(%s) cannot be written: %s!", name.c_str(),
+                       std::strerror(buffer_ ? errno : ENOMEM));
+  buffer_.reset();
+  return false;
+}
+
+void File::close() {
+  if (!isOpen()) return;
+  flush();
+  if (::close(descriptor_) != 0 && !reading_ && writeError_ == 0 && errno != EINTR)
+    TRACE_MEMBER_ERROR(kClassName, "close", "file(%s) write error: %s!", name_.c_str(),
+                       std::strerror(errno));
+  descriptor_ = -1;
+  buffer_.reset();
+  limit_ = begin_ = end_ = 0;
+}
+
+int File::readBeyondBuffer(char* destination, int count) {
+  if (!isOpen() || !reading_ || count < 0) return -1;
+  const auto wanted = static_cast<std::size_t>(count);
+  std::size_t done = 0;
+  while (done < wanted) {
+    if (begin_ == end_) {
+      if (wanted - done >= capacity_) {
+        done += readFromDisk(destination + done, wanted - done);
+        break;
+      }
+      if (!fillBuffer()) break;
+    }
+    const std::size_t piece = std::min(wanted - done, end_ - begin_);
+    std::memcpy(destination + done, buffer_.get() + begin_, piece);
+    begin_ += piece;
+    done += piece;
+  }
+  return done == 0 && readError_ != 0 ? -1 : static_cast<int>(done);
+}
+
+int File::readLine(std::string* line) {
+  line->clear();
+  if (!isOpen() || !reading_) return -1;
+  std::size_t consumed = 0;
+  bool ended = false;
+  while (!ended && (begin_ < end_ || fillBuffer())) {
+    const char* const first = buffer_.get() + begin_;
+    const void* const lineBreak = std::memchr(first, '\n', end_ - begin_);
+    ended = lineBreak != nullptr;
+    const std::size_t piece =
+        ended ? static_cast<std::size_t>(static_cast<const char*>(lineBreak) - first)
+              : end_ - begin_;
+    line->append(first, std::min(piece, kLongestLine - line->size()));
+    begin_ += piece + (ended ? 1 : 0);
+    consumed += piece + (ended ? 1 : 0);
+  }
+  if (consumed == 0) return readError_ != 0 ? -1 : 0;
+  return static_cast<int>(std::min<std::size_t>(consumed, INT_MAX));
+}
+
+/// Replaces the buffer's used-up contents; false at the end of the file or on error.
+bool File::fillBuffer() {
+  begin_ = 0;
+  end_ = readFromDisk(buffer_.get(), capacity_);
+  return end_ > 0;
+}
+
+/// Reads until `size` bytes are there or the file ends or fails; returns the number of bytes read.
+std::size_t File::readFromDisk(char* destination, std::size_t size) {
+  std::size_t done = 0;
+  readError_ = 0;
+  while (done < size) {
+    const ssize_t count =
+        ::read(descriptor_, destination + done, std::min(size - done, kLargestTransfer));
+    if (count > 0) {
+      done += static_cast<std::size_t>(count);
+    } else if (count == 0) {
+      break;
+    } else if (errno != EINTR) {
+      readError_ = errno;
+      TRACE_MEMBER_ERROR(kClassName, "readData", "file(%s) read error: %s!", name_.c_str(),
+                         std::strerror(readError_));
+      break;
+    }
+  }
+  diskPosition_ += static_cast<std::int64_t>(done);
+  return done;
+}
+
+int File::writeBeyondBuffer(const char* source, int count) {
+  if (!isOpen() || reading_ || count < 0) {
+    errno = EBADF;
+    return -1;
+  }
+  flush();
+  const auto size = static_cast<std::size_t>(count);
+  if (size >= limit_) return static_cast<int>(writeToDisk(source, size));
+  std::memcpy(buffer_.get(), source, size);
+  end_ = size;
+  return count;
+}
+
+void File::flush() {
+  if (reading_ || end_ == 0) return;
+  writeToDisk(buffer_.get(), end_);
+  end_ = 0;
+}
+
+/// Writes all `size` bytes unless a write fails or has failed; returns the number of bytes written.
+std::size_t File::writeToDisk(const char* source, std::size_t size) {
+  std::size_t done = 0;
+  while (done < size && writeError_ == 0) {
+    const ssize_t count =
+        ::write(descriptor_, source + done, std::min(size - done, kLargestTransfer));
+    if (count > 0) {
+      done += static_cast<std::size_t>(count);
+    } else if (count == 0 || errno != EINTR) {
+      writeError_ = count == 0 ? ENOSPC : errno;
+      limit_ = 0;
+      TRACE_MEMBER_ERROR(kClassName, "writeData", "file(%s) write error: %s!", name_.c_str(),
+                         std::strerror(writeError_));
+    }
+  }
+  diskPosition_ += static_cast<std::int64_t>(done);
+  if (writeError_ != 0) errno = writeError_;
+  return done;
+}
+
+std::int64_t File::pos() const {
+  if (reading_) return diskPosition_ - static_cast<std::int64_t>(end_ - begin_);
+  return diskPosition_ + static_cast<std::int64_t>(end_);
+}
+
+void File::seek(std::int64_t position) {
+  if (!isOpen()) return;
+  flush();
+  begin_ = end_ = 0;
+  writeError_ = 0;
+  if (::lseek(descriptor_, position, SEEK_SET) >= 0) {  // devices may answer with another position
+    diskPosition_ = position;
+    limit_ = reading_ ? 0 : capacity_;
+    return;
+  }
+  writeError_ = errno;
+  limit_ = 0;
+  TRACE_MEMBER_ERROR(kClassName, "seek", "file(%s) seek error: %s!", name_.c_str(),
+                     std::strerror(writeError_));
+}
+
+std::int64_t File::getSize() const {
+  struct stat status {};
+  return isOpen() && ::fstat(descriptor_, &status) == 0 ? status.st_size : -1;
+}
+
+bool File::truncate(std::int64_t size) {
+  flush();
+  int result = -1;
+  do {
+    result = ::ftruncate(descriptor_, size);
+  } while (result != 0 && errno == EINTR);
+  return result == 0;
+}
+
+}  // namespace ferrun
