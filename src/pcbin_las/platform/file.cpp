@@ -16,20 +16,43 @@ namespace {
 
 constexpr std::size_t kLargestTransfer = std::size_t{1} << 30;  // a system call moves < 2 GiB
 
-/// A descriptor of the file, or -1 with errno set.
-int openDescriptor(const std::string& name, bool reading) {
-  const int flags = reading ? O_RDONLY : O_WRONLY | O_CREAT | O_TRUNC;
+/// open(2), continued after interruptions. Returns -1 with errno set on failure.
+int openFile(const std::string& name, int flags) {
   int descriptor = -1;
   do {
     descriptor = ::open(name.c_str(), flags | O_CLOEXEC, 0666);
   } while (descriptor < 0 && errno == EINTR);
+  return descriptor;
+}
 
+/// Closes `descriptor`, reports `reason` through errno, and returns -1.
+int refuse(int descriptor, int reason) {
+  ::close(descriptor);
+  errno = reason;
+  return -1;
+}
+
+/// A descriptor of a file that is no directory, or -1 with errno set.
+int openAny(const std::string& name, int flags) {
+  const int descriptor = openFile(name, flags);
   struct stat status {};
-  if (descriptor >= 0 && ::fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
-    ::close(descriptor);
-    errno = EISDIR;
-    return -1;
-  }
+  if (descriptor >= 0 && ::fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode))
+    return refuse(descriptor, EISDIR);
+  return descriptor;
+}
+
+/// The descriptor of File::openOwn(), or -1 with errno set.
+int openOwnFile(const std::string& name, const std::string& input) {
+  const int descriptor = openFile(name, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK);
+  if (descriptor < 0) return -1;
+  struct stat status {};
+  struct stat other {};
+  if (::fstat(descriptor, &status) != 0) return refuse(descriptor, errno);
+  const bool isInput = ::stat(input.c_str(), &other) == 0 && status.st_dev == other.st_dev &&
+                       status.st_ino == other.st_ino;
+  if (!S_ISREG(status.st_mode) || status.st_nlink != 1 || isInput)
+    return refuse(descriptor, EEXIST);
+  if (::ftruncate(descriptor, 0) != 0) return refuse(descriptor, errno);
   return descriptor;
 }
 
@@ -48,22 +71,36 @@ bool File::isSameFile(const std::string& name, const std::string& otherName) {
 }
 
 bool File::open(const std::string& name, int mode) {
-  if (isOpen() || (mode != kRead && mode != kWrite)) {
+  if (mode != kRead && mode != kWrite) {
     errno = EINVAL;
     return false;
   }
-  reading_ = mode == kRead;
+  const int flags = mode == kRead ? O_RDONLY : O_WRONLY | O_CREAT | O_TRUNC;
+  return openWith(name, mode == kRead, [&] { return openAny(name, flags); });
+}
+
+bool File::openOwn(const std::string& name, const std::string& input) {
+  return openWith(name, false, [&] { return openOwnFile(name, input); });
+}
+
+/// Prepares the buffer and opens the file with `openDescriptor`.
+template <class OpenDescriptor>
+bool File::openWith(const std::string& name, bool reading, OpenDescriptor openDescriptor) {
+  if (isOpen()) {
+    errno = EBUSY;
+    return false;
+  }
+  reading_ = reading;
   capacity_ = reading_ ? kLargestRead : writeBufferSize_;
   nextRead_ = kSmallestRead;
   limit_ = reading_ ? 0 : capacity_;
   begin_ = end_ = 0;
   diskPosition_ = 0;
   readError_ = writeError_ = 0;
-  errno = 0;
   try {
     name_ = name;
     buffer_ = std::make_unique_for_overwrite<char[]>(capacity_);
-    descriptor_ = openDescriptor(name, reading_);
+    descriptor_ = openDescriptor();
   } catch (const std::bad_alloc&) {
     errno = ENOMEM;
   }

@@ -41,6 +41,12 @@ class File final : public IODevice {
   /// opened, is a directory, there is no memory for its buffer, the mode is another one, or a file
   /// is open already. A failure to open for writing also prints an error line with the reason.
   bool open(const std::string& name, int mode) override;
+
+  /// Opens `name` for writing like mode kWrite, but changes no file that is not the caller's own:
+  /// follows no symbolic link, waits for no pipe, and empties the file only if it is a regular file
+  /// with one name and not the file `input`. False, with an error line, otherwise.
+  bool openOwn(const std::string& name, const std::string& input);
+
   void close() override;
   bool isOpen() const override { return descriptor_ >= 0; }
 
@@ -89,6 +95,8 @@ class File final : public IODevice {
   bool truncate(std::int64_t size);
 
  private:
+  template <class OpenDescriptor>
+  bool openWith(const std::string& name, bool reading, OpenDescriptor openDescriptor);
   int readBeyondBuffer(char* destination, int count);
   int writeBeyondBuffer(const char* source, int count);
   bool fillBuffer();
