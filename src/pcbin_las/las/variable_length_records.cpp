@@ -21,12 +21,11 @@ std::string projectedSystemRecord(std::uint16_t epsgCode) {
   std::memcpy(record.header.description, kDescription, sizeof(kDescription));
   record.directoryVersion = 1;
   record.keyRevision = 1;
-  record.numberOfKeys = 4;
-  // The standard wants the keys in ascending order.
+  record.numberOfKeys = 3;
+  // GeoTIFF wants the keys in ascending order.
   record.modelType = {1024, 0, 1, kModelTypeProjected};
   record.projectedSystem = {3072, 0, 1, epsgCode};
   record.linearUnit = {3076, 0, 1, kMetre};
-  record.verticalUnit = {4099, 0, 1, kMetre};
   return {reinterpret_cast<const char*>(&record), sizeof(record)};
 }
 

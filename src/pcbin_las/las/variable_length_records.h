@@ -32,21 +32,22 @@ struct [[gnu::packed]] GeoKey {
 };
 static_assert(sizeof(GeoKey) == 8 && offsetof(GeoKey, value) == 6);
 
-/// The record GeoKeyDirectoryTag for a projected system in metres: 94 bytes as they stand in the
-/// file. The key GTRasterTypeGeoKey is left out, since points are no raster.
+/// The record GeoKeyDirectoryTag for a projected system in metres: 86 bytes as they stand in the
+/// file. Two keys are left out on purpose. GTRasterTypeGeoKey concerns rasters. VerticalUnitsGeoKey
+/// belongs to a vertical system, which nobody has named; with it GDAL sets a system up from its
+/// parts, without it GDAL takes the whole definition of the code.
 struct [[gnu::packed]] ProjectedSystemRecord {
   VariableLengthRecordHeader header;  ///< offset 0
   std::uint16_t directoryVersion;     ///< offset 54: 1
   std::uint16_t keyRevision;          ///< offset 56: 1
   std::uint16_t minorRevision;        ///< offset 58: 0
-  std::uint16_t numberOfKeys;         ///< offset 60: 4
-  GeoKey modelType;                   ///< offset 62: key 1024 = 1, a projected system
-  GeoKey projectedSystem;             ///< offset 70: key 3072 = the EPSG code
-  GeoKey linearUnit;                  ///< offset 78: key 3076 = 9001, x and y in metres
-  GeoKey verticalUnit;                ///< offset 86: key 4099 = 9001, z in metres
+  std::uint16_t numberOfKeys;         ///< offset 60: 3
+  GeoKey modelType;                   ///< offset 62: GTModelTypeGeoKey, a projected system
+  GeoKey projectedSystem;             ///< offset 70: ProjectedCSTypeGeoKey, the EPSG code
+  GeoKey linearUnit;                  ///< offset 78: ProjLinearUnitsGeoKey, the metre
 };
-static_assert(sizeof(ProjectedSystemRecord) == 94 &&
-              offsetof(ProjectedSystemRecord, verticalUnit) == 86);
+static_assert(sizeof(ProjectedSystemRecord) == 86 &&
+              offsetof(ProjectedSystemRecord, linearUnit) == 78);
 
 /// The variable-length record that names the projected system `epsgCode`, 1024 to 32766, in metres:
 /// the bytes to write between header and points.
