@@ -28,7 +28,7 @@ struct Range {
   double high = 0;
   double size() const { return high - low; }
 
-  /// Moves the ends out to those of `outer` that lie at most 10 % of the size away.
+  /// Moves the ends out to those of `outer` that lie at most 5 % of the size away.
   void include(const Range& outer);
 };
 
@@ -62,7 +62,7 @@ class LasInput {
   /// False once a read has failed.
   bool ok() const { return ok_; }
 
-  static constexpr std::uint64_t kSampleSize = 1U << 17;
+  static constexpr std::uint64_t kSampleSize = 1U << 15;
 
  private:
   bool takeHeader(const pontra::LasHeader& header, std::int64_t fileSize);

@@ -15,9 +15,9 @@ Linear chain(const Linear& outer, const Linear& inner) {
 }
 
 /// Written so that NaN becomes 1.
-std::uint64_t heightStep(double value) {
+int heightStep(double value) {
   if (!(value > 1)) return 1;
-  return value < 65535 ? static_cast<std::uint64_t>(value) : 65535;
+  return value < 65535 ? static_cast<int>(value) : 65535;
 }
 
 }  // namespace
@@ -45,23 +45,35 @@ MapRaster::MapRaster(const MapView& view, const LasInput& input)
 }
 
 void MapRaster::add(std::span<const pontra::LasPointRecord> records) {
-  const Linear toColumn = column_;
-  const Linear toRow = row_;
-  const Linear toHeight = height_;
-  const double width = view_.width;
-  const double height = view_.height;
+  for (; records.size() > kBatch; records = records.subspan(kBatch))
+    addBatch(records.first(kBatch));
+  addBatch(records);
+}
+
+/// Works out all cells before it touches any, so that the memory fetches them side by side: this
+/// halves the time for points in random order.
+void MapRaster::addBatch(std::span<const pontra::LasPointRecord> records) {
+  std::array<int, kBatch> indices;
+  std::array<Cell, kBatch> values;
+  std::size_t count = 0;
+  std::uint64_t colourBits = 0;
   for (const pontra::LasPointRecord& record : records) {
     const std::uint64_t colour =
         record.red | std::uint64_t{record.green} << 16 | std::uint64_t{record.blue} << 32;
-    colourBits_ |= colour;
-    const double column = toColumn(record.x);
-    const double row = toRow(record.y);
-    if (!(column >= 0 && column < width && row >= 0 && row < height)) continue;
-    ++count_;
-    Cell& cell = cells_[static_cast<std::size_t>(row) * static_cast<std::size_t>(view_.width) +
-                        static_cast<std::size_t>(column)];
-    cell = std::max(cell, heightStep(toHeight(record.z)) << kHeightBit | colour);
+    colourBits |= colour;
+    const double column = column_(record.x);
+    const double row = row_(record.y);
+    if (!(column >= 0 && column < view_.width && row >= 0 && row < view_.height)) continue;
+    indices[count] = static_cast<int>(row) * view_.width + static_cast<int>(column);
+    __builtin_prefetch(&cells_[static_cast<std::size_t>(indices[count])], 1);
+    values[count++] = static_cast<Cell>(heightStep(height_(record.z))) << kHeightBit | colour;
   }
+  for (std::size_t i = 0; i < count; ++i) {
+    Cell& cell = cells_[static_cast<std::size_t>(indices[i])];
+    cell = std::max(cell, values[i]);
+  }
+  count_ += count;
+  colourBits_ |= colourBits;
 }
 
 /// The mean distance in pixels between filled cells, where there are any.

@@ -35,6 +35,7 @@ class MapRaster {
   std::vector<Colour> colours(const Colour& ground) const;
 
  private:
+  void addBatch(std::span<const pontra::LasPointRecord> records);
   double spacing() const;
   void growOnce(bool diagonally, int filledNeighbours);
   Colour shade(std::size_t cell) const;
@@ -42,6 +43,8 @@ class MapRaster {
   /// Height in bits 48 to 63, 1 to 65535 over the view's heights; blue, green and red below. 0 when
   /// empty. The greater of two cells is that of the higher point.
   using Cell = std::uint64_t;
+
+  static constexpr std::size_t kBatch = 64;  ///< points
 
   MapView view_;
   Linear column_;  ///< from the integers of a record to pixels

@@ -41,7 +41,7 @@ Range heightRange(const std::vector<Position>& positions, const Range& x, const 
 
 Range robustRange(std::vector<double>& values) {
   std::ranges::sort(values);
-  const std::size_t most = values.size() / 5000;  // of a large map's points are dropped at an end
+  const std::size_t most = values.size() / 2000;  // of a large map's points are dropped at an end
   const std::size_t trim = values.size() < 50 ? 0 : std::max<std::size_t>(values.size() / 100, 1);
   std::size_t first = trim;
   std::size_t last = values.size() - 1 - trim;
@@ -52,13 +52,13 @@ Range robustRange(std::vector<double>& values) {
     for (; last + 1 + most < values.size() && values[last + 1] - values[last] <= size() / 2; ++last)
       grown = true;
   }
-  const double near = size() * 0.1;
+  const double near = size() * 0.05;
   return {*std::ranges::lower_bound(values, values[first] - near),
           *std::prev(std::ranges::upper_bound(values, values[last] + near))};
 }
 
 void Range::include(const Range& outer) {
-  const double near = size() * 0.1;
+  const double near = size() * 0.05;
   if (outer.low < low && outer.low >= low - near) low = outer.low;
   if (outer.high > high && outer.high <= high + near) high = outer.high;
 }

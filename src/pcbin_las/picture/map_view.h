@@ -10,7 +10,7 @@ namespace picture {
 
 /// The range of `values`, which are not empty and get sorted, without those far away from the
 /// others. At each end these are at most 1 % of them beyond a gap wider than half the range of the
-/// others, and 0.02 % that lie further out than 10 % of it. Of less than 50 values none is left
+/// others, and 0.05 % that lie further out than 5 % of it. Of less than 50 values none is left
 /// out.
 Range robustRange(std::vector<double>& values);
 
