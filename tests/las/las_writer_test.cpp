@@ -68,6 +68,20 @@ TEST(LasWriter, WritesHeaderAndRecordsByteForByte) {
   EXPECT_TRUE(captured.lines().empty());
 }
 
+TEST(LasWriter, KeepsItsFileWhenOpenedAgain) {
+  const test::TempDir dir;
+  const test::CapturedLines captured;
+  LasWriter writer;
+  ASSERT_TRUE(writer.open(headerWithOffset(), dir.path("a.las"), kFourRecords));
+  writer.writePoint(pointAt(1, 2, 3));
+  EXPECT_FALSE(writer.open(headerWithOffset(), dir.path("b.las"), kFourRecords));
+  EXPECT_TRUE(writer.close());
+  expectWholeLas(test::readFile(dir.path("a.las")), 1);
+  EXPECT_THAT(captured.lines(),
+              testing::ElementsAre("<E>TIME [LasWriter::open,L#] file(" + dir.path("b.las") +
+                                   "): the writer is open for file(" + dir.path("a.las") + ")!"));
+}
+
 TEST(LasWriter, StoresTheNearestStep) {
   const std::pair<double, std::int32_t> cases[] = {
       {0.12345, 123}, {0.1236, 124}, {-1.2346, -1235},           {-0.0004, 0},

@@ -11,11 +11,11 @@ int write_las(std::shared_ptr<pontra::LasWriter> writer,
     TRACE_ERROR("write_las", "frame points is null!");
     return -1;
   }
-  PointRefiner refiner(msg);
+  SweepMotion motion;
   const auto count = static_cast<unsigned>(frame->cloud->points.size());
   for (unsigned i = 0; i < count; ++i) {
     const norvo::PointRGBIST& point = frame->cloud->points[i];
-    const auto position = refiner.refine(point, i);
+    const auto position = refinePoint(point, i, msg, motion);
     if (!position) continue;
     writer->writePoint({.x = position->x(),
                         .y = position->y(),

@@ -15,7 +15,11 @@ constexpr unsigned kLargestBuffer = 1U << 30;  // bytes; one write call takes an
 }  // namespace
 
 bool LasWriter::open(const LasHeader& header, const std::string& path, unsigned bufferSize) {
-  if (file_.isOpen()) return false;
+  if (file_.isOpen()) {
+    TRACE_MEMBER_ERROR(kClassName, "open", "file(%s): the writer is open for file(%s)!",
+                       path.c_str(), path_.c_str());
+    return false;
+  }
   capacity_ =
       std::max<std::size_t>(std::min(bufferSize, kLargestBuffer) / sizeof(LasPointRecord), 1);
   buffer_ = ferrun::allocateLarge(capacity_ * sizeof(LasPointRecord));
@@ -82,11 +86,13 @@ bool LasWriter::writeHeader() {
   const std::array<double, 3> offset = {header_.xOffset, header_.yOffset, header_.zOffset};
   std::array<double, 3> low{};
   std::array<double, 3> high{};
-  for (std::size_t axis = 0; written_ > 0 && axis < 3; ++axis) {
-    // The scale factor may be negative and turn the bounds round.
-    std::tie(low[axis], high[axis]) =
-        std::minmax({writtenBounds_.low[axis] * scale_[axis] + offset[axis],
-                     writtenBounds_.high[axis] * scale_[axis] + offset[axis]});
+  if (written_ > 0) {
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+      // A negative scale factor exchanges the bounds.
+      std::tie(low[axis], high[axis]) =
+          std::minmax({writtenBounds_.low[axis] * scale_[axis] + offset[axis],
+                       writtenBounds_.high[axis] * scale_[axis] + offset[axis]});
+    }
   }
   header_.numberOfPointRecords = written_;
   header_.numberOfPointsByReturn[0] = written_;

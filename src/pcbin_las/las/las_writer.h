@@ -40,8 +40,8 @@ class LasWriter {
 
   /// Creates the file at `path`, or empties it, and writes `header` with count and bounds zero;
   /// scale factors must not be 0. `bufferSize` is the size of the write buffer in bytes. False,
-  /// with the writer closed and an error line, when the file cannot be created or written or there
-  /// is no memory for the buffer.
+  /// with an error line, when the file cannot be created or written, there is no memory for the
+  /// buffer (the writer is closed then), or the writer is open (it stays open for its file).
   bool open(const LasHeader& header, const std::string& path, unsigned bufferSize);
 
   /// Appends one record. Coordinates become the nearest number of scale-factor steps, each offset
