@@ -53,10 +53,16 @@ void printRecord(std::uint32_t index, const LasPointRecord& record) {
   TRACE_INFO("las_view", "pointSourceID: %d", record.pointSourceID);
 }
 
-/// Reads `count` records without looking at them; false when the file ends before.
+/// Passes over `count` records; false when the file ends before. What has no size, a pipe, or is
+/// too short is read.
 bool skipRecords(ferrun::File& file, std::uint32_t count) {
   constexpr std::uint64_t kPieceSize = 1U << 20;
   std::uint64_t left = std::uint64_t{count} * sizeof(LasPointRecord);
+  const std::int64_t end = file.pos() + static_cast<std::int64_t>(left);
+  if (end <= file.getSize()) {
+    file.seek(end);
+    return true;
+  }
   std::vector<char> piece(std::min(left, kPieceSize));
   while (left > 0) {
     const auto size = static_cast<int>(std::min(left, kPieceSize));
