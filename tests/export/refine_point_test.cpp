@@ -75,28 +75,27 @@ TEST(RefinePoint, MovesPointsFromTheOnePoseToTheOther) {
   }
 }
 
-TEST(PointRefiner, KeepsSweepsApart) {
+TEST(RefinePoint, KeepsSweepsApart) {
   const norvo::PGOResultMsg none;  // whose points are only widened
-  EXPECT_EQ(PointRefiner(none).refine(pointAt({0.1F, -1e30F, 3}, 4000000000), 0),
+  EXPECT_EQ(refinePoint(pointAt({0.1F, -1e30F, 3}, 4000000000), 0, none),
             Vector3d(double{0.1F}, double{-1e30F}, 3));
   const norvo::PGOResultMsg msg = posesWithAGap();
-  PointRefiner refiner(msg);
+  SweepMotion motion;
   for (const std::uint32_t sweep : {2U, 0U, 1U, 0U, 2U, 3U, 2U, 0xFFFFFFFFU, 0U}) {
-    const auto refined = refiner.refine(pointAt({5, 5, 5}, sweep), 0);
+    const auto refined = refinePoint(pointAt({5, 5, 5}, sweep), 0, msg, motion);
     ASSERT_EQ(refined.has_value(), sweep == 0 || sweep == 2) << sweep;
     if (!refined) continue;
     EXPECT_EQ(*refined, sweep == 2 ? Vector3d(6, 7, 8) : Vector3d(5, 5, 5));
   }
 }
 
-TEST(PointRefiner, WarnsOfMissingPosesAtMostOnceASecond) {
+TEST(RefinePoint, WarnsOfMissingPosesAtMostOnceASecond) {
   const norvo::PGOResultMsg msg = posesWithAGap();
   const test::CapturedLines captured;
   ferrun::Thread::msleep(1050);  // another test may have used up this second's warnings
-  PointRefiner refiner(msg);
   for (unsigned i = 40; i < 44; ++i) {
-    EXPECT_FALSE(refiner.refine(pointAt({0, 0, 0}, 3), i));
-    EXPECT_FALSE(refiner.refine(pointAt({0, 0, 0}, 1), i));
+    EXPECT_FALSE(refinePoint(pointAt({0, 0, 0}, 3), i, msg));
+    EXPECT_FALSE(refinePoint(pointAt({0, 0, 0}, 1), i, msg));
   }
   EXPECT_THAT(captured.lines(),
               testing::ElementsAre("<W>TIME [write_las,L#] sweepid error(i:40, 3)",

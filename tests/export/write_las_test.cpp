@@ -1,11 +1,13 @@
 // Frames of coloured points as LAS records.
 #include "pcbin_las/export/write_las.h"
 
+#include <cmath>
 #include <limits>
 #include <tuple>
 
 #include <gmock/gmock.h>
 
+#include "pcbin_las/export/refine_point.h"
 #include "support/log_lines.h"
 #include "support/temp_dir.h"
 
@@ -84,6 +86,37 @@ TEST_F(WriteLas, WritesThePointsWithAPoseInTheirOrderAndCountsAll) {
     steps.push_back(at<std::int32_t>(bytes, 34 * k));
   EXPECT_THAT(steps, testing::ElementsAre(1000, 2000, 4000, 5000, 6000, 8000));
   EXPECT_EQ(captured_.lines().back(), "<I>TIME [write_las] refine pcl points(10) ok.");
+}
+
+TEST_F(WriteLas, RefinesManyPointsAsItRefinesEach) {
+  norvo::PGOResultMsg msg;
+  msg.lioPoses.resize(4);
+  msg.pgoPoses.resize(4);
+  for (const std::uint32_t sweep : {0U, 1U, 3U}) {
+    const auto turn = static_cast<float>(sweep);
+    msg.lioPoses[sweep].id = msg.pgoPoses[sweep].id = sweep;
+    msg.lioPoses[sweep].translation = {turn, 2, -3};
+    msg.lioPoses[sweep].rotation = {0.5F, 0.5F, -0.1F, 0.7F};
+    msg.pgoPoses[sweep].translation = {10, turn, 0.5F};
+    msg.pgoPoses[sweep].rotation = {0.9F, 0.1F, 0.3F, turn / 5};
+  }
+  std::vector<norvo::PointRGBIST> points(4000);
+  for (unsigned k = 0; k < points.size(); ++k) {
+    std::tie(points[k].x, points[k].y, points[k].z) =
+        std::tuple(static_cast<float>(k) / 3, static_cast<float>(k % 77), -7.7F);
+    points[k].sweepid = k < 1100 ? 0 : k < 1900 ? k % 3 : k < 3000 ? 3 : k < 3500 ? 2 : 1;
+  }
+  EXPECT_EQ(write_las(writer_, frameOf(points), msg), 0);
+  Bytes expected;
+  for (unsigned k = 0; k < points.size(); ++k) {
+    if (const auto p = refinePoint(points[k], k, msg))
+      for (const double value : {p->x(), p->y(), p->z()})
+        test::append(expected, static_cast<std::int32_t>(std::lrint(value / 0.001)));
+  }
+  Bytes coordinates;
+  const Bytes bytes = records();
+  for (std::size_t k = 0; k < bytes.size(); k += 34) coordinates += bytes.substr(k, 12);
+  EXPECT_EQ(coordinates, expected);
 }
 
 }  // namespace
