@@ -12,7 +12,7 @@ bool LasPoints::open(const std::string& path) {
   if (length != sizeof(header_) || std::memcmp(header_.fileSignature, "LASF", 4) != 0 ||
       header_.pointDataFormatID != 3 ||
       header_.pointDataRecordLength != sizeof(pontra::LasPointRecord)) {
-    std::cerr << path << ": no LAS file of point data record format 3\n";
+    std::cerr << path << ": not a LAS file of point data record format 3\n";
     return false;
   }
   rewind();

@@ -1,5 +1,4 @@
-// Tells how far the points of one LAS file lie from those of another, point by point in the order
-// of the files.
+// Prints the distances between the points of two LAS files, pairing the points in file order.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -23,7 +22,7 @@ int main(int argc, char** argv) {
     const auto expected = truth.next();
     const auto found = map.next();
     if (expected.has_value() != found.has_value()) {
-      std::cerr << "the files hold different numbers of points\n";
+      std::cerr << "the files have different numbers of points\n";
       return 1;
     }
     if (!expected) break;
@@ -34,7 +33,7 @@ int main(int argc, char** argv) {
     ++count;
   }
   if (count == 0) {
-    std::cerr << "the files hold no points\n";
+    std::cerr << "the files have no points\n";
     return 1;
   }
   std::printf("%llu points, distances: root mean square %.6f m, worst %.6f m\n", count,

@@ -9,22 +9,22 @@
 #include "pcbin_las/las/las_records.h"
 #include "pcbin_las/platform/file.h"
 
-/// The points of one file, in their order.
+/// A LAS file open for reading.
 class LasPoints {
  public:
-  /// Opens the file at `path`. False, with a line on standard error, when it cannot be read or is
-  /// another kind of file.
+  /// Opens the file at `path`. False, with a line on standard error, when it cannot be read or has
+  /// another format.
   bool open(const std::string& path);
 
-  /// The next record; nothing when as many were read as the header announces or the file ends.
+  /// The next record; nothing after the number of records in the header, or at the end of the file.
   std::optional<pontra::LasPointRecord> next();
 
-  /// Stands before the first record again.
+  /// Goes back to the first record.
   void rewind();
 
   const pontra::LasHeader& header() const { return header_; }
 
-  /// Where a record's point lies: metres, without the header's offset.
+  /// The point's coordinates in metres, without the header's offset.
   Eigen::Vector3d position(const pontra::LasPointRecord& record) const {
     return {record.x * header_.xScaleFactor, record.y * header_.yScaleFactor,
             record.z * header_.zScaleFactor};

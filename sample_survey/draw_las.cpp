@@ -1,5 +1,5 @@
-// Draws LAS files as a PNG picture, seen from above or from the side. Where points lie dense, as on
-// walls, the picture is brighter.
+// Draws LAS files as a PNG picture, from above or from the side. Pixels with more points, such as
+// walls, are brighter.
 #include <algorithm>
 #include <cstdint>
 #include <iostream>
@@ -10,7 +10,7 @@
 #include <Eigen/Core>
 #include <png.h>
 
-#include "draw_las/drawing.h"
+#include "drawing.h"
 #include "las_points.h"
 #include "pcbin_las/platform/arg_option.h"
 #include "pcbin_las/platform/number.h"
@@ -24,11 +24,12 @@ using Eigen::Vector3f;
 constexpr const char* kUsage =
     "draw_las -i <map.las> [<another.las> ...] -o <picture.png> [--side] [--white]\n"
     "         [--width <pixels>] [--zoom <x> <y> <size>] [-h]\n\n"
-    "Several files are drawn side by side, all of the same place. --side looks north instead of\n"
-    "down, --white draws on white. --width is that of one drawing, 1000 unless told otherwise.\n"
-    "--zoom draws the square of this size around a place, in the files' coordinates (metres); "
-    "with\n"
-    "--side, y is the height.\n";
+    "Draws several files side by side with the same extent. --side looks north instead of down,\n"
+    "--white draws on white. --width is the width of one drawing (default: 1000). --zoom draws "
+    "the\n"
+    "square of this size around a point, in the files' coordinates (metres); with --side, y is "
+    "the\n"
+    "height.\n";
 
 constexpr int kGap = 10;  // pixels between two drawings
 
@@ -39,10 +40,10 @@ struct Look {
   std::optional<Vector3d> square;  ///< x and y of its centre, its size
 };
 
-/// The part of the world that is drawn.
+/// The drawn area and its pixels.
 struct View {
-  int across;           ///< the axis that is drawn from left to right
-  int up;               ///< the axis that is drawn upward
+  int across;           ///< the axis from left to right
+  int up;               ///< the axis from bottom to top
   Vector2d topLeft;     ///< metres
   double pixelSize;     ///< metres
   Eigen::Array2i size;  ///< pixels
@@ -53,7 +54,7 @@ struct View {
   }
 };
 
-/// Where most of the points are: the lowest and highest coordinates but for a few stray ones.
+/// The lowest and highest coordinate along an axis, without outliers.
 bool mainExtent(std::vector<LasPoints>& files, int axis, double& low, double& high) {
   constexpr int kStride = 37;
   std::vector<double> sample;
@@ -65,9 +66,9 @@ bool mainExtent(std::vector<LasPoints>& files, int axis, double& low, double& hi
   }
   if (sample.empty()) return false;
   std::ranges::sort(sample);
-  const std::size_t stray = sample.size() / 250;
-  low = sample[stray];
-  high = sample[sample.size() - 1 - stray];
+  const std::size_t outliers = sample.size() / 250;
+  low = sample[outliers];
+  high = sample[sample.size() - 1 - outliers];
   return true;
 }
 
@@ -93,7 +94,7 @@ std::optional<View> chooseView(std::vector<LasPoints>& files, const Look& look) 
   return view;
 }
 
-std::vector<Vector3f> draw(LasPoints& file, const View& view, const Vector3f& ground) {
+std::vector<Vector3f> draw(LasPoints& file, const View& view, const Vector3f& background) {
   Drawing drawing(view.size);
   std::uint16_t highest = 0;
   file.rewind();
@@ -104,22 +105,22 @@ std::vector<Vector3f> draw(LasPoints& file, const View& view, const Vector3f& gr
     highest = std::max({highest, red, green, blue});
     drawing.add(view.pixel(file.position(*record) + file.offset()), Vector3f(red, green, blue));
   }
-  return drawing.colours(highest > 255 ? 65535 : 255, ground);  // 8-bit colours, or 16-bit ones
+  return drawing.colours(highest > 255 ? 65535 : 255, background);  // 8-bit or 16-bit colours
 }
 
 bool drawAll(std::vector<LasPoints>& files, const Look& look, const std::string& path) {
   const auto view = chooseView(files, look);
   if (!view) {
-    std::cerr << "there are no points to draw\n";
+    std::cerr << "the files have no points\n";
     return false;
   }
-  const Vector3f ground = look.white ? Vector3f(255, 255, 255) : Vector3f(16, 18, 24);
+  const Vector3f background = look.white ? Vector3f(255, 255, 255) : Vector3f(16, 18, 24);
   const auto width = static_cast<std::size_t>(view->size.x());
   const auto height = static_cast<std::size_t>(view->size.y());
   const std::size_t pictureWidth = files.size() * (width + kGap) - kGap;
   std::vector<std::uint8_t> bytes(pictureWidth * height * 3, 255);
   for (std::size_t i = 0; i < files.size(); ++i) {
-    const auto colours = draw(files[i], *view, ground);
+    const auto colours = draw(files[i], *view, background);
     for (std::size_t pixel = 0; pixel < colours.size(); ++pixel) {
       const std::size_t column = i * (width + kGap) + pixel % width;
       for (int channel = 0; channel < 3; ++channel)

@@ -1,4 +1,4 @@
-// A picture of points: every pixel takes the mean colour of what falls on it.
+// A picture of points: each pixel has the mean colour of its points.
 #pragma once
 
 #include <algorithm>
@@ -8,13 +8,13 @@
 
 #include <Eigen/Core>
 
-/// The colours that fell on the pixels of one drawing.
+/// The summed colours of the pixels of one drawing.
 class Drawing {
  public:
   explicit Drawing(const Eigen::Array2i& size)
       : size_(size), sums_(static_cast<std::size_t>(size.prod()), Eigen::Vector4f::Zero()) {}
 
-  /// Spreads a point over the four pixels around it; points outside are left out.
+  /// Adds a point to the four nearest pixels, bilinearly weighted. Points outside are ignored.
   void add(const Eigen::Vector2d& pixel, const Eigen::Vector3f& colour) {
     if (!(pixel.minCoeff() > -1 && pixel.x() < size_.x() && pixel.y() < size_.y())) return;
     const Eigen::Vector2d corner = pixel.array().floor();
@@ -27,29 +27,29 @@ class Drawing {
     addTo(column + 1, row + 1, colour, part.x() * part.y());
   }
 
-  /// The pixels from the top left on, each channel from 0 to 255 and somewhat beyond, when the
-  /// colours of points go up to `whitest`. The fewer points a pixel has, the more `ground` shows.
-  std::vector<Eigen::Vector3f> colours(float whitest, const Eigen::Vector3f& ground) const {
+  /// The pixels, row by row from the top left. A point colour of `white` becomes 255 times a gain,
+  /// so that channels can exceed 255. Pixels with few points are blended with `background`.
+  std::vector<Eigen::Vector3f> colours(float white, const Eigen::Vector3f& background) const {
     float weights = 0;
-    float touched = 0;
+    float covered = 0;
     for (const auto& sum : sums_) {
       weights += std::min(sum.w(), 20.0F);
-      touched += sum.w() > 0 ? 1.0F : 0.0F;
+      covered += sum.w() > 0 ? 1.0F : 0.0F;
     }
-    const float usual = weights / std::max(touched, 1.0F);
+    const float meanWeight = weights / std::max(covered, 1.0F);
     std::vector<Eigen::Vector3f> result;
     result.reserve(sums_.size());
     for (const auto& sum : sums_) {
-      const float cover = 1 - std::exp(-sum.w() / usual);
+      const float cover = 1 - std::exp(-sum.w() / meanWeight);
       const Eigen::Vector3f colour =
-          sum.head<3>() * (kGain * 255 / whitest / std::max(sum.w(), 1e-9F));
-      result.push_back(ground + std::sqrt(cover) * (colour - ground));
+          sum.head<3>() * (kGain * 255 / white / std::max(sum.w(), 1e-9F));
+      result.emplace_back(background + std::sqrt(cover) * (colour - background));
     }
     return result;
   }
 
  private:
-  static constexpr float kGain = 1.25F;  ///< of the colours: walls in the shade are dark
+  static constexpr float kGain = 1.25F;  ///< brightens walls in the shade
 
   void addTo(std::int64_t column, std::int64_t row, const Eigen::Vector3f& colour, double weight) {
     if (column < 0 || column >= size_.x() || row < 0 || row >= size_.y()) return;
