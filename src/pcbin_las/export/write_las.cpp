@@ -6,7 +6,7 @@
 
 int write_las(std::shared_ptr<pontra::LasWriter> writer,
               const std::shared_ptr<modeling_app::PclRGBFrame>& frame,
-              const norvo::PGOResultMsg& msg) {
+              const norvo::PGOResultMsg& msg, bool announce) {
   if (!frame->cloud) {
     TRACE_ERROR("write_las", "frame points is null!");
     return -1;
@@ -26,6 +26,6 @@ int write_las(std::shared_ptr<pontra::LasWriter> writer,
                         .intensity = ferrun::saturatingTruncate<std::uint16_t>(point.intensity),
                         .gpsTime = point.timestamp});
   }
-  TRACE_INFO("write_las", "refine pcl points(%u) ok.", count);
+  if (announce) TRACE_INFO("write_las", "refine pcl points(%u) ok.", count);
   return 0;
 }

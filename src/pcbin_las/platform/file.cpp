@@ -57,6 +57,7 @@ bool File::open(const std::string& name, int mode) {
   begin_ = end_ = 0;
   diskPosition_ = 0;
   readError_ = writeError_ = 0;
+  readFailed_ = false;
   buffer_ = allocateLarge(capacity_);
   descriptor_ = buffer_ ? openDescriptor(name, reading_) : -1;
   if (descriptor_ >= 0) return true;
@@ -138,6 +139,7 @@ std::size_t File::readFromDisk(char* destination, std::size_t size) {
       break;
     } else if (errno != EINTR) {
       readError_ = errno;
+      readFailed_ = true;
       TRACE_MEMBER_ERROR(kClassName, "readData", "file(%s) read error: %s!", name_.c_str(),
                          std::strerror(readError_));
       break;

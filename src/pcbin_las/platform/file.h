@@ -54,6 +54,10 @@ class File final : public IODevice {
   /// line longer than kLongestLine the rest is read and dropped.
   int readLine(std::string* line);
 
+  /// Whether a read has failed since the file was opened. Text that was read before the failure may
+  /// have been handed out as a shorter count or line.
+  bool readFailed() const { return readFailed_; }
+
   int writeData(const char* source, int count) override {
     if (count < 0 || static_cast<std::size_t>(count) > limit_ - end_)
       return writeBeyondBuffer(source, count);
@@ -86,6 +90,7 @@ class File final : public IODevice {
   std::string name_;
   int descriptor_ = -1;
   bool reading_ = true;
+  bool readFailed_ = false;
   int readError_ = 0;   ///< errno of the last read, 0 when it succeeded
   int writeError_ = 0;  ///< errno of the write that failed, until the next seek
   LargeMemory buffer_;

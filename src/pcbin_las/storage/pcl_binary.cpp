@@ -36,16 +36,19 @@ unsigned PclBinary::totalPoints() const {
 PclFrames PclBinary::readPcl(unsigned count) {
   const std::lock_guard lock(mutex);
   PclFrames result;
+  readEnd_ = ReadEnd::kEndOfFile;
   if (!isOpen()) return result;
   PcbFrameHeader frameHeader{};
   while (result.size() < count && readFrameHeader("readPcl", frameHeader)) {
     if (frameHeader.format != kIrtFormat) {
       TRACE_MEMBER_ERROR(name, "readPcl", "pcl frame[%u] format(%u) error!", frameHeader.frameIndex,
                          frameHeader.format);
+      readEnd_ = ReadEnd::kDamage;
       break;
     }
     auto frame = readIrtFrame(frameHeader);
     if (!frame) break;
+    readEnd_ = ReadEnd::kEndOfFile;
     result.push_back(std::move(frame));
   }
   return result;
@@ -54,6 +57,7 @@ PclFrames PclBinary::readPcl(unsigned count) {
 PclRGBFrames PclBinary::readPclRGB(unsigned count) {
   const std::lock_guard lock(mutex);
   PclRGBFrames result;
+  readEnd_ = ReadEnd::kEndOfFile;
   if (!isOpen()) return result;
   PcbFrameHeader frameHeader{};
   while (result.size() < count && readFrameHeader("readPclRGB", frameHeader)) {
@@ -64,10 +68,12 @@ PclRGBFrames PclBinary::readPclRGB(unsigned count) {
           frameHeader.frameIndex, frameHeader.format, static_cast<unsigned>(position),
           ferrun::StrUtil::hexView(reinterpret_cast<const char*>(&frameHeader), sizeof(frameHeader))
               .c_str());
+      readEnd_ = ReadEnd::kDamage;
       break;
     }
     auto frame = readRgbFrame(frameHeader);
     if (!frame) break;
+    readEnd_ = ReadEnd::kEndOfFile;
     result.push_back(std::move(frame));
   }
   return result;
@@ -81,8 +87,9 @@ void PclBinary::leaveUndecoded(std::uint64_t count) {
 /// False at the end of the file, without a message, and for a header that is cut, with one.
 bool PclBinary::readFrameHeader(const char* function, PcbFrameHeader& frameHeader) {
   const int length = file->readData(reinterpret_cast<char*>(&frameHeader), sizeof(frameHeader));
-  if (length < 1) return false;
   if (length == sizeof(frameHeader)) return true;
+  if (length != 0) readEnd_ = file->readFailed() ? ReadEnd::kReadError : ReadEnd::kDamage;
+  if (length < 1) return false;
   TRACE_MEMBER_ERROR(name, function, "file(%s) broken, cannot read header!", fileName.c_str());
   return false;
 }
@@ -132,15 +139,19 @@ std::shared_ptr<PclRGBFrame> PclBinary::decodeRgbFrame(const PcbFrameHeader& fra
 std::shared_ptr<PclFrame> PclBinary::readIrtFrame(const PcbFrameHeader& frameHeader) {
   const std::uint64_t size = std::uint64_t{frameHeader.pointCount} * sizeof(IrtPointRecord);
   std::int64_t length = 0;
+  readEnd_ = ReadEnd::kDamage;
   try {
     if (size <= kLargestIrtBlock) {
       length = readBlockBytes(0, size);
+      if (length < 0) readEnd_ = ReadEnd::kReadError;
       if (length < 1 && size > 0) return nullptr;  // the data end here
       if (length == static_cast<std::int64_t>(size)) return decodeIrtFrame(frameHeader);
     }
   } catch (const std::bad_alloc&) {
     // A frame that does not fit into memory is reported like one that is not there.
+    readEnd_ = ReadEnd::kNoMemory;
   }
+  if (file->readFailed()) readEnd_ = ReadEnd::kReadError;
   TRACE_MEMBER_ERROR(name, "readPcl",
                      "file(%s) read msg data error, len: %lld, chunk size: %llu, pointnums: %u!",
                      fileName.c_str(), static_cast<long long>(length),
@@ -151,6 +162,7 @@ std::shared_ptr<PclFrame> PclBinary::readIrtFrame(const PcbFrameHeader& frameHea
 std::shared_ptr<PclRGBFrame> PclBinary::readRgbFrame(const PcbFrameHeader& frameHeader) {
   const std::uint64_t size = std::uint64_t{frameHeader.pointCount} * sizeof(RgbPointRecord);
   std::uint64_t done = 0;
+  readEnd_ = ReadEnd::kDamage;
   try {
     if (size <= kLargestRgbBlock) {
       for (std::uint64_t piece = 0; piece < size / kPieceSize; ++piece) {
@@ -166,8 +178,9 @@ std::shared_ptr<PclRGBFrame> PclBinary::readRgbFrame(const PcbFrameHeader& frame
         return decodeRgbFrame(frameHeader);
     }
   } catch (const std::bad_alloc&) {
-    // As above.
+    readEnd_ = ReadEnd::kNoMemory;
   }
+  if (file->readFailed()) readEnd_ = ReadEnd::kReadError;
   TRACE_MEMBER_ERROR(name, "readPclRGB",
                      "file(%s) read error, len: %llu, total size: %llu, points: %u!",
                      fileName.c_str(), static_cast<unsigned long long>(done),

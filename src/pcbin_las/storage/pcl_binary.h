@@ -17,6 +17,14 @@
 
 namespace modeling_app {
 
+/// Why reading frames has ended, the worse the later.
+enum class ReadEnd {
+  kEndOfFile,  ///< the file ends behind a frame, or all frames asked for were read
+  kDamage,     ///< a frame that is cut, of another format, or larger than a frame can be
+  kNoMemory,   ///< a frame does not fit into memory
+  kReadError,  ///< the system reported an error
+};
+
 /// A pcbin file that is being read (PcbReader) or written (PcbWriter), frame after frame: there is
 /// no way to jump to a frame. Operations print an error line where they fail and throw nothing.
 ///
@@ -57,6 +65,13 @@ class PclBinary {
   virtual bool writePcl(std::shared_ptr<PclFrame> frame);
   virtual bool writePcl(std::shared_ptr<norvo::LioResultMsg> msg);
   virtual bool writePcl(std::shared_ptr<norvo::RgbCloud> cloud);
+
+  /// Why the last readPcl() or readPclRGB() call returned fewer frames than it was asked for.
+  ReadEnd readEnd() const { return readEnd_; }
+
+  /// The counts of the header in full; 0 when no file is open.
+  std::uint64_t announcedFrames() const { return isOpen() ? frames.load() : 0; }
+  std::uint64_t announcedPoints() const { return isOpen() ? points.load() : 0; }
 
   /// The counts of the header, modulo 2^32; while writing, of the frames written so far, so that a
   /// writer whose totalFrames() has reached the frames handed over can be closed without a wait. 0
@@ -101,6 +116,8 @@ class PclBinary {
   void writeIrtFrame(PcbFrameHeader frameHeader, const norvo::IrtCloud& cloud);
   void writeRgbFrame(PcbFrameHeader frameHeader, const norvo::RgbCloud& cloud);
   void beginFrame(PcbFrameHeader& frameHeader, std::size_t pointCount);
+
+  ReadEnd readEnd_ = ReadEnd::kEndOfFile;
 };
 
 }  // namespace modeling_app
