@@ -1,4 +1,5 @@
 // The front end: reads the command line, sets up tracing and runs one mode.
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <malloc.h>
@@ -6,6 +7,7 @@
 #include <string>
 #include <unistd.h>
 
+#include "pcbin_las/app/batch.h"
 #include "pcbin_las/app/help.h"
 #include "pcbin_las/app/las_repair.h"
 #include "pcbin_las/app/las_view.h"
@@ -18,6 +20,7 @@
 #include "pcbin_las/platform/file.h"
 #include "pcbin_las/platform/number.h"
 #include "pcbin_las/platform/process_setup.h"
+#include "pcbin_las/platform/stop_signals.h"
 #include "pcbin_las/platform/str_util.h"
 #include "pcbin_las/platform/trace_macros.h"
 
@@ -72,15 +75,31 @@ bool offsetOption(const ArgOption& options) {
   return true;
 }
 
-/// Sets up the tracer from option d; false, with an error line, when its value is no number.
-bool startTracer(const ArgOption& options) {
+/// Sets up the tracer from option d; false, with an error line, when its value is no number. Beside
+/// --batch, error lines always reach the sink, which is stored in `batchSink`.
+bool startTracer(const ArgOption& options, std::shared_ptr<BatchSink>& batchSink) {
   const std::string text = textOption(options, "d", "1");
-  const auto level = ferrun::toInt(text);
+  const auto number = ferrun::toInt(text);
+  const int level = number.value_or(1);
   ferrun::Tracer* const tracer = ferrun::Singleton<ferrun::Tracer>::getInstance();
-  tracer->setLevel(level.value_or(1));
-  tracer->addSink(std::make_shared<ferrun::STDSink>());
+  if (options.hasOption("batch") >= 0) {
+    batchSink = std::make_shared<BatchSink>(level);
+    tracer->setLevel(std::min(level, ferrun::kLevelError));
+    tracer->addSink(batchSink);
+  } else {
+    tracer->setLevel(level);
+    tracer->addSink(std::make_shared<ferrun::STDSink>());
+  }
+  const ferrun::StopSignalsBlocked blocked;  // they are for the main thread, not for the tracer's
   tracer->start();
-  return level || badNumber("d", text);
+  return number || badNumber("d", text);
+}
+
+/// Says so when an option is given whose library this build lacks.
+bool isMissing(const ArgOption& options) {
+  if (options.hasOption("summary") < 0 || hasSummary()) return false;
+  TRACE_ERROR("main", "this build has no option --summary, it was made without nlohmann-json!");
+  return true;
 }
 
 /// Asks before a file is overwritten; true for the answers Y and y.
@@ -92,11 +111,14 @@ bool mayOverwrite(const std::string& lasPath) {
   return answer == "Y" || answer == "y";
 }
 
-int convert(const ArgOption& options) {
+int convert(const ArgOption& options, BatchSink* batchSink) {
   const std::string pcbinPath = textOption(options, "i", "pgo.pcbin");
   const std::string lasPath = textOption(options, "o", "map.las");
   const std::string pgoPath = textOption(options, "f", "");
   if (!offsetOption(options)) return kFailure;
+  if (batchSink != nullptr)
+    return batch_convert({pcbinPath, pgoPath, lasPath, textOption(options, "summary", "")},
+                         *batchSink);
 
   if (!ferrun::File::exists(pcbinPath)) {
     TRACE_ERROR("main", "pcbin file(%s) not exist!", pcbinPath.c_str());
@@ -152,11 +174,13 @@ int run(int argc, char** argv) {
     help(argv[0]);
     return 0;
   }
-  if (!startTracer(options)) return kFailure;
+  std::shared_ptr<BatchSink> batchSink;
+  if (!startTracer(options, batchSink)) return kFailure;
   if (const auto fault = cli::findFault(options)) {
     TRACE_ERROR("main", "%s!", fault->c_str());
     return kFailure;
   }
+  if (isMissing(options)) return kFailure;
   if (options.hasOption("version") >= 0) {
     cli::printVersion();
     return 0;
@@ -178,7 +202,7 @@ int run(int argc, char** argv) {
     case cli::kConvert:
       break;
   }
-  return convert(options);
+  return convert(options, batchSink.get());
 }
 
 }  // namespace

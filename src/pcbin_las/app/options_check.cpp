@@ -159,8 +159,8 @@ std::optional<std::string> explainRejection(const ArgOption& options, int argc, 
     return StrUtil::format("word(%s) before the first option", shown.c_str());
   const std::string name = word.substr(0, word.find('='));
   if (name.size() < word.size() && name.starts_with("--") && findOption(name.substr(2)) != nullptr)
-    return StrUtil::format("option %s cannot be given with a value after '='(%s)",
-                           name.c_str(), shown.c_str());
+    return StrUtil::format("option %s cannot be given with a value after '='(%s)", name.c_str(),
+                           shown.c_str());
   return StrUtil::format("word(%s) is neither an option nor a value", shown.c_str());
 }
 
