@@ -61,10 +61,12 @@ bool File::open(const std::string& name, int mode) {
   buffer_ = allocateLarge(capacity_);
   descriptor_ = buffer_ ? openDescriptor(name, reading_) : -1;
   if (descriptor_ >= 0) return true;
+  const int error = buffer_ ? errno : ENOMEM;
   if (!reading_)
     TRACE_MEMBER_ERROR(kClassName, "open", "file(%s) cannot be written: %s!", name.c_str(),
-                       std::strerror(buffer_ ? errno : ENOMEM));
+                       std::strerror(error));
   buffer_.reset();
+  errno = error;
   return false;
 }
 

@@ -35,8 +35,8 @@ class File final : public IODevice {
   ~File() override { close(); }
 
   /// Opens the file `name` in mode kRead or kWrite. False when it cannot be opened, is a directory,
-  /// or a file is open already; a failure to open for writing also prints an error line with the
-  /// reason.
+  /// or a file is open already; errno then tells why. A failure to open for writing also prints an
+  /// error line with the reason.
   bool open(const std::string& name, int mode) override;
   void close() override;
   bool isOpen() const override { return descriptor_ >= 0; }

@@ -1,5 +1,8 @@
 #include "pcbin_las/storage/pcb_reader.h"
 
+#include <cerrno>
+#include <cstring>
+
 #include "pcbin_las/platform/trace_macros.h"
 
 namespace modeling_app {
@@ -17,6 +20,8 @@ bool PcbReader::open(const std::string& path, unsigned newBufferSize) {
   }
   fileName = path;
   if (!file->open(fileName, ferrun::File::kRead)) {
+    TRACE_MEMBER_ERROR(className, "open", "file(%s) cannot be read: %s!", fileName.c_str(),
+                       std::strerror(errno));
     TRACE_MEMBER_ERROR(className, "open", "open file(%s) error!", fileName.c_str());
     return false;
   }
