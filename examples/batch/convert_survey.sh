@@ -1,20 +1,44 @@
-#!/bin/sh
-# Converts the survey in one directory: survey.pcbin and pgo.csv become map.las, what the program says goes
-# to convert.log. The exit status is 0 only when the whole survey was converted, for the program's own tells
-# little.
+#!/usr/bin/env bash
+# Converts the survey in one directory: survey.pcbin and pgo.csv (where there is one) become map.las, with
+# the counts in summary.json and all messages in convert.log. Prints one line, with the first error or
+# warning of a survey that is not complete. The exit status is that of pcbin_las --batch: 0 everything
+# written, 1 something missing, 2 nothing written; or 0 for a survey that is skipped.
 #
-#   convert_survey.sh DIRECTORY
+#   convert_survey.sh [--skip-done] DIRECTORY
+#
+# With --skip-done, a survey is skipped whose map.las is complete and newer than its inputs.
 set -u
-directory=${1:?usage: convert_survey.sh DIRECTORY}
+skip_done=
+if [ "${1-}" = --skip-done ]; then
+  skip_done=yes
+  shift
+fi
+directory=${1:?usage: convert_survey.sh [--skip-done] DIRECTORY}
+name=$directory
+case $directory in -*) directory=./$directory ;; esac # is no option then
+pcbin=$directory/survey.pcbin
+poses=$directory/pgo.csv
+las=$directory/map.las
 log=$directory/convert.log
 
-# The line "y" answers the question whether an old map.las may be overwritten, or else the closing prompt.
-echo y | "${PCBIN_LAS:-pcbin_las}" -i "$directory/survey.pcbin" -f "$directory/pgo.csv" \
-  -o "$directory/map.las" > "$log"
-
-if grep -q 'pcbin to las success' "$log" && ! grep -q '^<E>' "$log"; then
-  echo "$directory: converted"
-else
-  echo "$directory: failed, see $log" >&2
-  exit 1
+if [ ! -e "$pcbin" ]; then
+  echo "$name: no survey.pcbin, passed over"
+  exit 0
 fi
+if [ -n "$skip_done" ] && [ "$las" -nt "$pcbin" ] && { [ ! -e "$poses" ] || [ "$las" -nt "$poses" ]; } &&
+  grep -q '^ *"status": 0,' "$directory/summary.json" 2> /dev/null; then
+  echo "$name: done before"
+  exit 0
+fi
+
+set -- --batch -i "$pcbin" -o "$las" --summary "$directory/summary.json"
+if [ -e "$poses" ]; then set -- "$@" -f "$poses"; fi
+"${PCBIN_LAS:-pcbin_las}" "$@" > "$log"
+status=$?
+reason=$(grep -m 1 '^<E>' "$log" || grep -m 1 '^<W>' "$log" || echo "see $log")
+case $status in
+  0) echo "$name: converted" ;;
+  1) echo "$name: incomplete: $reason" ;;
+  *) echo "$name: failed: $reason" ;;
+esac
+exit $status

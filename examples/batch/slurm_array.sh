@@ -2,11 +2,24 @@
 #SBATCH --job-name=pcbin_las
 #SBATCH --cpus-per-task=1
 #SBATCH --mem=256M
-# One task of a Slurm array: converts the survey whose directory stands on line SLURM_ARRAY_TASK_ID, from 1,
-# of the file surveys.txt.
+# A Slurm array that converts the surveys whose directories stand in the file surveys.txt, one a line. The
+# surveys are dealt to the tasks in turn, so that a thousand tasks do for any number of them: by default Slurm
+# takes no array index above 1000.
 #
-#   sbatch --array=1-"$(wc -l < surveys.txt)" slurm_array.sh
-set -eu
-directory=$(sed -n "${SLURM_ARRAY_TASK_ID}p" surveys.txt)
-# Slurm runs a copy of this script: the other one is looked for where the job was submitted.
-exec "${SLURM_SUBMIT_DIR:-.}/convert_survey.sh" "$directory"
+#   find surveys -mindepth 1 -maxdepth 1 -type d > surveys.txt
+#   surveys=$(wc -l < surveys.txt)
+#   sbatch --array=1-$((surveys < 1000 ? surveys : 1000)) slurm_array.sh
+#
+# A task converts all its surveys, whatever becomes of one of them, and fails when one is not complete. Array
+# indices must begin with 1. Submit it from the directory that holds the scripts and surveys.txt.
+set -u
+cd "${SLURM_SUBMIT_DIR:-.}" || exit 2
+mine=$(awk -v task="$SLURM_ARRAY_TASK_ID" -v tasks="$SLURM_ARRAY_TASK_COUNT" \
+  'NR % tasks == task % tasks' surveys.txt)
+status=0
+while IFS= read -r directory; do
+  ./convert_survey.sh --skip-done "$directory" || status=1
+done << END
+$mine
+END
+exit $status

@@ -141,4 +141,51 @@ TEST_F(PoseFile, TakesNumbersWithBlanksBeforeAndTextBehind) {
   EXPECT_THAT(captured_.lines(), IsEmpty());
 }
 
+TEST_F(PoseFile, PassesOverAByteOrderMark) {
+  EXPECT_THAT(ids(load("\xEF\xBB\xBF" + identityLine(0))), ElementsAre(0));
+  EXPECT_THAT(ids(load("\xEF\xBB\xBF#\n" + identityLine(0))), ElementsAre(0));
+  EXPECT_THAT(captured_.lines(), IsEmpty());
+}
+
+TEST_F(PoseFile, ReadStrictlyCountsEveryDamagedLine) {
+  const std::string good = kNumberedLine + "\n";
+  const std::string reason = "<W>TIME [pcbin_las,L#] pgo file(PATH) gives no pose: ";
+  const struct {
+    std::string text;
+    bool hasPose;
+    std::uint64_t skipped;
+    std::string lastLine;  // without the path
+  } cases[] = {
+      {good + "\r\n \n#\n", true, 0, ""},
+      {withField(27, "27 \t\r"), true, 0, ""},
+      {"\xEF\xBB\xBFtime,id\n" + good, true, 0, ""},
+      {"#\n\ntime,id\nx\n" + good, true, 1, "line 4 skipped, it has 1 fields, not 28!"},
+      {good + "time,id\n", true, 1, "line 2 skipped, it has 2 fields, not 28!"},
+      {withField(1, "2.0") + good, true, 1, "line 1 skipped, column 1 is not a valid number(2.0)!"},
+      {good + withField(27, "1;2"), true, 1,
+       "line 2 skipped, column 27 is not a valid number(1;2)!"},
+      {good + withField(0, std::string("1\0", 2)), true, 1,
+       "line 2 skipped, column 0 is not a valid number(1\\x00)!"},
+      {"", false, 0, reason + "it has no line with numbers!"},
+      {"time,id\n", false, 0, reason + "its first line has 2 fields, not 28!"},
+      {"x\n1\t2\n", false, 1, reason + "its first line has 1 fields, not 28!"},
+      {"1,5,0,2,5,1,0,1,0,1,0,1,0,1,0,1,0,1,0,1,0,1,0,1,0,1,0,1,0,1,0\n", false, 1,
+       reason + "its numbers have decimal commas, but ',' separates fields!"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.text);
+    norvo::PGOResultMsg msg;
+    std::uint64_t skipped = 99;
+    const std::string path = dir_.write("pgo.csv", c.text);
+    EXPECT_TRUE(loadPgoFileStrictly(path, msg, skipped));
+    EXPECT_EQ(skipped, c.skipped);
+    EXPECT_EQ(msg.pgoPoses.size() > 1, c.hasPose);
+    if (c.lastLine.empty()) continue;
+    std::string line = captured_.lines().back();
+    if (const std::size_t at = line.find(path); at != std::string::npos)
+      line.replace(at, path.size(), "PATH");
+    EXPECT_THAT(line, testing::EndsWith(c.lastLine));
+  }
+}
+
 }  // namespace

@@ -109,6 +109,7 @@ TEST(PcbReader, RefusesWhatIsNoPcbinFileAndSaysWhy) {
     EXPECT_FALSE(PcbReader().open(name, 0));
   EXPECT_THAT(log.lines(),
               ElementsAre(error + "file() not exists!", error + "file(/none) not exists!",
+                          error + "file(" + directory.path() + ") cannot be read: Is a directory!",
                           error + "open file(" + directory.path() + ") error!"));
 }
 

@@ -1,12 +1,17 @@
 // The front end: reads the command line, sets up tracing and runs one mode.
+#include <algorithm>
+#include <cstdio>
 #include <exception>
 #include <malloc.h>
 #include <memory>
 #include <string>
+#include <unistd.h>
 
+#include "pcbin_las/app/batch.h"
 #include "pcbin_las/app/help.h"
 #include "pcbin_las/app/las_repair.h"
 #include "pcbin_las/app/las_view.h"
+#include "pcbin_las/app/options.h"
 #include "pcbin_las/app/pcbin_view.h"
 #include "pcbin_las/export/pcbin_las.h"
 #include "pcbin_las/export/pose_file.h"
@@ -15,11 +20,14 @@
 #include "pcbin_las/platform/file.h"
 #include "pcbin_las/platform/number.h"
 #include "pcbin_las/platform/process_setup.h"
+#include "pcbin_las/platform/stop_signals.h"
+#include "pcbin_las/platform/str_util.h"
 #include "pcbin_las/platform/trace_macros.h"
 
 namespace {
 
 using ferrun::ArgOption;
+using ferrun::StrUtil;
 
 constexpr int kFailure = -1;
 
@@ -45,29 +53,53 @@ bool intOption(const ArgOption& options, const char* option, int& number) {
   return true;
 }
 
-/// Fills the settings of the option offset. False, with an error line, when a value is no number.
+/// Fills the settings of the option offset. Warns of too few values and of characters behind a
+/// number. False, with an error line, when a value is no number.
 bool offsetOption(const ArgOption& options) {
   g_useOffset = false;
-  if (options.hasOption("offset") <= 2) return true;
+  const int count = options.hasOption("offset");
+  if (count >= 0 && count <= 2)
+    TRACE_WARNING("main", "option offset ignored: it has %d of 3 values!", count);
+  if (count <= 2) return true;
   const auto texts = options["offset"];
   for (std::size_t axis = 0; axis < g_offset.size(); ++axis) {
-    const auto value = ferrun::toDouble(texts[axis]);
+    std::size_t end = 0;
+    const auto value = ferrun::toDouble(texts[axis], &end);
     if (!value) return badNumber("offset", texts[axis]);
     g_offset[axis] = *value;
+    if (end < texts[axis].size())
+      TRACE_WARNING("main", "option offset: %s is taken as %.15g!",
+                    StrUtil::printable(texts[axis]).c_str(), *value);
   }
   g_useOffset = true;
   return true;
 }
 
-/// Sets up the tracer from option d; false, with an error line, when its value is no number.
-bool startTracer(const ArgOption& options) {
+/// Sets up the tracer from option d; false, with an error line, when its value is no number. Beside
+/// --batch, error lines always reach the sink, which is stored in `batchSink`.
+bool startTracer(const ArgOption& options, std::shared_ptr<BatchSink>& batchSink) {
   const std::string text = textOption(options, "d", "1");
-  const auto level = ferrun::toInt(text);
+  const auto number = ferrun::toInt(text);
+  const int level = number.value_or(1);
   ferrun::Tracer* const tracer = ferrun::Singleton<ferrun::Tracer>::getInstance();
-  tracer->setLevel(level.value_or(1));
-  tracer->addSink(std::make_shared<ferrun::STDSink>());
+  if (options.hasOption("batch") >= 0) {
+    batchSink = std::make_shared<BatchSink>(level);
+    tracer->setLevel(std::min(level, ferrun::kLevelError));
+    tracer->addSink(batchSink);
+  } else {
+    tracer->setLevel(level);
+    tracer->addSink(std::make_shared<ferrun::STDSink>());
+  }
+  const ferrun::StopSignalsBlocked blocked;  // they are for the main thread, not for the tracer's
   tracer->start();
-  return level || badNumber("d", text);
+  return number || badNumber("d", text);
+}
+
+/// Says so when an option is given whose library this build lacks.
+bool isMissing(const ArgOption& options) {
+  if (options.hasOption("summary") < 0 || hasSummary()) return false;
+  TRACE_ERROR("main", "this build has no option --summary, it was made without nlohmann-json!");
+  return true;
 }
 
 /// Asks before a file is overwritten; true for the answers Y and y.
@@ -79,11 +111,14 @@ bool mayOverwrite(const std::string& lasPath) {
   return answer == "Y" || answer == "y";
 }
 
-int convert(const ArgOption& options) {
+int convert(const ArgOption& options, BatchSink* batchSink) {
   const std::string pcbinPath = textOption(options, "i", "pgo.pcbin");
   const std::string lasPath = textOption(options, "o", "map.las");
   const std::string pgoPath = textOption(options, "f", "");
   if (!offsetOption(options)) return kFailure;
+  if (batchSink != nullptr)
+    return batch_convert({pcbinPath, pgoPath, lasPath, textOption(options, "summary", "")},
+                         *batchSink);
 
   if (!ferrun::File::exists(pcbinPath)) {
     TRACE_ERROR("main", "pcbin file(%s) not exist!", pcbinPath.c_str());
@@ -124,22 +159,50 @@ void reportException(const std::exception& error) {
   }
 }
 
+/// A command line that cannot be parsed: says why where that is wanted.
+int refuse(const ArgOption& options, int argc, char** argv) {
+  const bool toPerson = isatty(STDERR_FILENO) == 1;
+  if (const auto reason = cli::explainRejection(options, argc, argv, toPerson))
+    std::fprintf(stderr, "pcbin_las: %s!\n", reason->c_str());
+  return kFailure;
+}
+
 int run(int argc, char** argv) {
   ArgOption options;
-  if (!options.parseArgs(argc, argv)) return kFailure;
+  if (!options.parseArgs(argc, argv)) return refuse(options, argc, argv);
   if (options.hasOption("h") >= 0 || options.hasOption("help") >= 0) {
     help(argv[0]);
     return 0;
   }
-  if (!startTracer(options) || !intOption(options, "v", g_verbose)) return kFailure;
-
-  if (options.hasOption("b") > 0) return view(options, "b", pcbin_view);
-  if (options.hasOption("r") > 0) return view(options, "r", las_view);
-  if (options.hasOption("repair") > 0) {
-    las_repair(options["repair"][0]);
+  std::shared_ptr<BatchSink> batchSink;
+  if (!startTracer(options, batchSink)) return kFailure;
+  if (const auto fault = cli::findFault(options)) {
+    TRACE_ERROR("main", "%s!", fault->c_str());
+    return kFailure;
+  }
+  if (isMissing(options)) return kFailure;
+  if (options.hasOption("version") >= 0) {
+    cli::printVersion();
     return 0;
   }
-  return convert(options);
+  if (options.hasOption("options") >= 0) {
+    cli::printOptions();
+    return 0;
+  }
+  if (!intOption(options, "v", g_verbose)) return kFailure;
+
+  switch (cli::chosenMode(options)) {
+    case cli::kViewPcbin:
+      return view(options, "b", pcbin_view);
+    case cli::kViewLas:
+      return view(options, "r", las_view);
+    case cli::kRepair:
+      las_repair(options["repair"][0]);
+      return 0;
+    case cli::kConvert:
+      break;
+  }
+  return convert(options, batchSink.get());
 }
 
 }  // namespace

@@ -3,9 +3,15 @@
 
 #include <string>
 
-/// Writes the points of the pcbin file at `pcbinPath`, refined by the pose file at `pgoPath` (none
-/// when that is empty), as the LAS file `lasPath`, which is created or overwritten; prints
-/// progress. True when all three could be opened. False, with an error line and no LAS file
-/// touched, when one could not, or when `lasPath` names one of the inputs.
+#include "pcbin_las/export/conversion.h"
+
+/// Writes the points of the pcbin file, refined by the pose file, as the LAS file; prints progress.
+/// `result` is filled as far as the conversion comes. True when all three files could be opened.
+/// False, with an error line, when one could not, or when the LAS file names one of the inputs: no
+/// LAS file is touched then. False too when an unattended conversion finds that the pose file
+/// cannot be read to its end.
+bool convertSurvey(const Conversion& conversion, ConversionResult& result);
+
+/// The same for a conversion with a person at the console, of which no result is wanted.
 bool pcbin_las(const std::string& pcbinPath, const std::string& pgoPath,
                const std::string& lasPath);

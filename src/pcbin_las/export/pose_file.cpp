@@ -1,8 +1,14 @@
 #include "pcbin_las/export/pose_file.h"
 
+#include <algorithm>
+#include <cstring>
 #include <new>
-#include <optional>
+#include <string_view>
 
+#include "pcbin_las/export/pose_diagnosis.h"
+#include "pcbin_las/export/pose_line.h"
+#include "pcbin_las/platform/available_memory.h"
+#include "pcbin_las/platform/escape.h"
 #include "pcbin_las/platform/file.h"
 #include "pcbin_las/platform/number.h"
 #include "pcbin_las/platform/str_util.h"
@@ -12,114 +18,162 @@ namespace {
 
 using Fields = std::vector<std::string>;
 
-constexpr std::size_t kFieldCount = 28;
+constexpr std::size_t kLongestField = 64;  ///< characters of a field that a message shows
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+constexpr std::uint64_t kMostWarnings = 10;
+constexpr std::size_t kMostRecords =
+    4194304;  ///< without a warning: 116 hours at ten sweeps a second
 
-/// The numbers of one data line.
-struct PoseLine {
-  norvo::PGOPoseStamped lio;
-  norvo::PGOPoseStamped pgo;
-  Eigen::Vector3d offset{0, 0, 0};
-};
-
-/// Converts the fields of one data line, and remembers the first that is no number.
-class FieldReader {
+/// Loads one file.
+class Loader {
  public:
-  explicit FieldReader(const Fields& fields) : fields_(fields) {}
+  Loader(const std::string& pgoPath, norvo::PGOResultMsg& msg, bool strict)
+      : pgoPath_(pgoPath), msg_(msg), strict_(strict) {}
 
-  double real(std::size_t column) { return take(column, ferrun::toDouble(fields_[column])); }
-
-  std::uint32_t sweepId(std::size_t column) {
-    auto id = ferrun::toUnsignedLong(fields_[column]);
-    if (id && *id > kLargestSweepId) id.reset();
-    return static_cast<std::uint32_t>(take(column, id));
-  }
-
-  Eigen::Vector3f vector(std::size_t column) {
-    return {single(column), single(column + 1), single(column + 2)};
-  }
-
-  /// A quaternion written w, x, y, z.
-  Eigen::Quaternionf quaternion(std::size_t column) {
-    return {single(column), single(column + 1), single(column + 2), single(column + 3)};
-  }
-
-  std::optional<std::size_t> badColumn() const { return badColumn_; }
+  bool load();
+  std::uint64_t skipped() const { return skipped_; }
 
  private:
-  float single(std::size_t column) { return take(column, ferrun::toFloat(fields_[column])); }
+  bool takeLine(const std::string& text);
+  bool isPassedOver(const std::string& text, const Fields& pieces);
+  void skip(const std::string& text, const std::string& reason);
+  bool makeRoom(std::size_t sweep);
+  bool hasMemoryFor(std::size_t sweep);
 
-  template <class Number>
-  Number take(std::size_t column, const std::optional<Number>& number) {
-    if (!number && !badColumn_) badColumn_ = column;
-    return number.value_or(Number{});
-  }
-
-  const Fields& fields_;
-  std::optional<std::size_t> badColumn_;
+  const std::string& pgoPath_;
+  norvo::PGOResultMsg& msg_;
+  bool strict_;
+  unsigned lineNumber_ = 0;
+  std::uint64_t taken_ = 0;
+  std::uint64_t skipped_ = 0;
+  bool warnedOfMemory_ = false;
+  std::string title_;
+  std::string firstSkipped_;
 };
 
-PoseLine readPoseLine(FieldReader& fields) {
-  PoseLine line;
-  line.lio.timestamp = line.pgo.timestamp = fields.real(0);
-  line.lio.id = line.pgo.id = fields.sweepId(1);
-  if (g_useOffset)
-    line.offset = {g_offset[0], g_offset[1], g_offset[2]};
-  else
-    line.offset = {fields.real(2), fields.real(3), fields.real(4)};
-  line.lio.translation = fields.vector(5);
-  line.lio.aux1 = fields.vector(8);
-  line.lio.rotation = fields.quaternion(11);
-  line.pgo.translation = fields.vector(15);
-  line.pgo.aux1 = fields.vector(18);
-  line.pgo.rotation = fields.quaternion(21);
-  line.pgo.aux2 = fields.vector(25);
-  return line;
-}
-
-/// Makes room for poses up to that of `sweep`, new records holding none. False, with an error line,
-/// when there is no memory for them.
-bool makeRoom(norvo::PGOResultMsg& msg, std::size_t sweep, const std::string& pgoPath) {
-  if (sweep < msg.pgoPoses.size()) return true;
-  try {
-    msg.lioPoses.resize(sweep + 1);
-    msg.pgoPoses.resize(sweep + 1);
-    return true;
-  } catch (const std::bad_alloc&) {
-    TRACE_ERROR("pcbin_las", "pgo file(%s): no memory for poses up to sweep %zu!", pgoPath.c_str(),
-                sweep);
+bool Loader::load() {
+  ferrun::File file;
+  if (!file.open(pgoPath_, ferrun::File::kRead)) {
+    TRACE_ERROR("pcbin_las", "cannot open pgo file: %s!", pgoPath_.c_str());
     return false;
   }
+  if (!makeRoom(0)) return false;
+  std::string text;
+  while (file.readLine(&text) > 0) {
+    ++lineNumber_;
+    if (lineNumber_ == 1 && text.starts_with(kByteOrderMark)) text.erase(0, kByteOrderMark.size());
+    if (!takeLine(text)) return false;
+  }
+  if (file.readError() != 0) {
+    TRACE_ERROR("pcbin_las", "pgo file(%s) cannot be read to its end: %s!", pgoPath_.c_str(),
+                std::strerror(file.readError()));
+    return false;
+  }
+  if (skipped_ > kMostWarnings)
+    TRACE_WARNING("pcbin_las", "pgo file(%s): %llu lines skipped in all!", pgoPath_.c_str(),
+                  static_cast<unsigned long long>(skipped_));
+  if (strict_ && taken_ == 0)
+    TRACE_WARNING("pcbin_las", "pgo file(%s) gives no pose: %s!", pgoPath_.c_str(),
+                  whyNoPose(firstSkipped_.empty() ? title_ : firstSkipped_).c_str());
+  return true;
+}
+
+/// False, with an error line, when there is no memory for the pose.
+bool Loader::takeLine(const std::string& text) {
+  const Fields pieces = ferrun::StrUtil::splitString(text, ",", false);
+  if (isPassedOver(text, pieces)) return true;
+  if (pieces.size() != kPoseFields) {
+    skip(text, ferrun::StrUtil::format("it has %zu fields, not 28", pieces.size()));
+    return true;
+  }
+  PoseLine line;
+  if (const auto column = readPoseLine(pieces, strict_, line)) {
+    const std::string field = ferrun::escapeControls(pieces[*column].substr(0, kLongestField));
+    skip(text,
+         ferrun::StrUtil::format("column %zu is not a valid number(%s)", *column, field.c_str()));
+    return true;
+  }
+  const std::size_t sweep = line.pgo.id;
+  if (!makeRoom(sweep)) return false;
+  msg_.lioPoses[sweep] = line.lio;
+  msg_.pgoPoses[sweep] = line.pgo;
+  msg_.offset = line.offset;
+  ++taken_;
+  return true;
+}
+
+/// Whether a line is passed over without a message.
+bool Loader::isPassedOver(const std::string& text, const Fields& pieces) {
+  if (pieces[0].starts_with('#')) return true;
+  if (!strict_) return pieces.size() != kPoseFields;
+  if (text.find_first_not_of(" \t\r") == std::string::npos) return true;
+  if (taken_ > 0 || skipped_ > 0 || !title_.empty() || text.find('\0') != std::string::npos ||
+      ferrun::toDouble(pieces[0]))
+    return false;
+  title_ = text;
+  return true;
+}
+
+void Loader::skip(const std::string& text, const std::string& reason) {
+  if (skipped_ == 0) firstSkipped_ = text;
+  ++skipped_;
+  if (skipped_ <= kMostWarnings)
+    TRACE_WARNING("pcbin_las", "pgo file(%s) line %u skipped, %s!", pgoPath_.c_str(), lineNumber_,
+                  reason.c_str());
+}
+
+/// Makes room for poses up to that of `sweep`; new records hold no pose. False, with an error line,
+/// when there is no memory for them.
+bool Loader::makeRoom(std::size_t sweep) {
+  if (sweep < msg_.pgoPoses.size()) return true;
+  try {
+    if (hasMemoryFor(sweep)) {
+      msg_.lioPoses.resize(sweep + 1);
+      msg_.pgoPoses.resize(sweep + 1);
+      return true;
+    }
+  } catch (const std::bad_alloc&) {
+  }
+  TRACE_ERROR("pcbin_las", "pgo file(%s): no memory for poses up to sweep %zu!", pgoPath_.c_str(),
+              sweep);
+  return false;
+}
+
+/// Whether long lists can grow to hold the poses of `sweep`. An allocation alone does not tell: the
+/// system grants more memory than it has, and kills the process when that is used. Prints one
+/// warning.
+bool Loader::hasMemoryFor(std::size_t sweep) {
+  const std::size_t size = msg_.pgoPoses.size();
+  if (sweep < kMostRecords || sweep < msg_.pgoPoses.capacity()) return true;
+  const std::size_t newSize = std::max(sweep + 1, 2 * size);
+  // Two lists, and while they grow the old ones beside the new.
+  const std::uint64_t needed = 2 * (size + newSize) * sizeof(norvo::PGOPoseStamped);
+  if (!warnedOfMemory_)
+    TRACE_WARNING("pcbin_las", "pgo file(%s) line %u: sweep id %zu needs %llu MiB of memory!",
+                  pgoPath_.c_str(), lineNumber_, sweep,
+                  static_cast<unsigned long long>(needed >> 20));
+  warnedOfMemory_ = true;
+  return needed <= ferrun::availableMemory();
+}
+
+bool load(const std::string& pgoPath, norvo::PGOResultMsg& msg, bool strict,
+          std::uint64_t& skipped) {
+  if (g_useOffset) msg.offset = {g_offset[0], g_offset[1], g_offset[2]};
+  if (pgoPath.empty()) return true;
+  Loader loader(pgoPath, msg, strict);
+  const bool loaded = loader.load();
+  skipped = loader.skipped();
+  return loaded;
 }
 
 }  // namespace
 
 bool loadPgoFile(const std::string& pgoPath, norvo::PGOResultMsg& msg) {
-  if (g_useOffset) msg.offset = {g_offset[0], g_offset[1], g_offset[2]};
-  if (pgoPath.empty()) return true;
-  ferrun::File file;
-  if (!file.open(pgoPath, ferrun::File::kRead)) {
-    TRACE_ERROR("pcbin_las", "cannot open pgo file: %s!", pgoPath.c_str());
-    return false;
-  }
+  std::uint64_t skipped = 0;
+  return load(pgoPath, msg, false, skipped);
+}
 
-  if (!makeRoom(msg, 0, pgoPath)) return false;
-  std::string text;
-  for (unsigned lineNumber = 1; file.readLine(&text) > 0; ++lineNumber) {
-    const Fields pieces = ferrun::StrUtil::splitString(text, ",", false);
-    if (pieces.size() != kFieldCount || pieces[0].starts_with('#')) continue;
-    FieldReader fields(pieces);
-    const PoseLine line = readPoseLine(fields);
-    if (const auto column = fields.badColumn()) {
-      TRACE_WARNING("pcbin_las",
-                    "pgo file(%s) line %u skipped, column %zu is not a valid number(%s)!",
-                    pgoPath.c_str(), lineNumber, *column, pieces[*column].c_str());
-      continue;
-    }
-    const std::size_t sweep = line.pgo.id;
-    if (!makeRoom(msg, sweep, pgoPath)) return false;
-    msg.lioPoses[sweep] = line.lio;
-    msg.pgoPoses[sweep] = line.pgo;
-    msg.offset = line.offset;
-  }
-  return true;
+bool loadPgoFileStrictly(const std::string& pgoPath, norvo::PGOResultMsg& msg,
+                         std::uint64_t& skipped) {
+  return load(pgoPath, msg, true, skipped);
 }

@@ -66,7 +66,7 @@ void refineBlock(std::span<const norvo::PointRGBIST> points, unsigned i,
 
 int write_las(std::shared_ptr<pontra::LasWriter> writer,
               const std::shared_ptr<modeling_app::PclRGBFrame>& frame,
-              const norvo::PGOResultMsg& msg) {
+              const norvo::PGOResultMsg& msg, bool announce) {
   if (!frame->cloud) {
     TRACE_ERROR("write_las", "frame points is null!");
     return -1;
@@ -90,6 +90,7 @@ int write_las(std::shared_ptr<pontra::LasWriter> writer,
           .gpsTime = point.timestamp};
     });
   }
-  TRACE_INFO("write_las", "refine pcl points(%u) ok.", static_cast<unsigned>(points.size()));
+  if (announce)
+    TRACE_INFO("write_las", "refine pcl points(%u) ok.", static_cast<unsigned>(points.size()));
   return 0;
 }

@@ -91,6 +91,18 @@ class LasWriter {
   /// failed or the writer is not open.
   bool close();
 
+  /// Points that writePoint() has taken, whether or not they are on disk yet.
+  std::uint64_t accepted() const { return std::uint64_t{written_} + used_; }
+
+  /// Points that writePoint() has refused for their coordinates or for the count.
+  std::uint64_t refused() const { return refused_; }
+
+  /// Whether a write has failed since the file was opened.
+  bool failed() const { return failed_; }
+
+  /// The header as it stands on disk: count and bounds of the records there.
+  const LasHeader& header() const { return header_; }
+
  private:
   /// The lowest and highest X, Y and Z of some records, in steps.
   struct StepBounds {

@@ -31,32 +31,39 @@ std::string_view optionName(std::string_view word) {
 }  // namespace
 
 bool ArgOption::parseArgs(int argc, char** argv) {
-  options_.clear();
-  std::vector<std::string>* values = nullptr;
+  occurrences_.clear();
+  rejectedWord_.clear();
   for (int i = 1; i < argc; ++i) {
     const std::string_view word = argv[i];
     const std::string_view name = optionName(word);
     if (!name.empty()) {
-      values = &options_[std::string(name)];
-      values->clear();
-    } else if (isValue(word) && values != nullptr) {
-      values->emplace_back(word);
+      occurrences_.push_back({std::string(name), {}});
+    } else if (isValue(word) && !occurrences_.empty()) {
+      occurrences_.back().values.emplace_back(word);
     } else {
-      options_.clear();
+      occurrences_.clear();
+      rejectedWord_ = word;
       return false;
     }
   }
   return true;
 }
 
+/// The occurrence of an option that stands, or null.
+const ArgOption::Occurrence* ArgOption::last(const std::string& name) const {
+  const auto found = std::find_if(occurrences_.rbegin(), occurrences_.rend(),
+                                  [&](const Occurrence& o) { return o.name == name; });
+  return found == occurrences_.rend() ? nullptr : &*found;
+}
+
 int ArgOption::hasOption(const std::string& name) const {
-  const auto option = options_.find(name);
-  return option == options_.end() ? -1 : static_cast<int>(option->second.size());
+  const Occurrence* const option = last(name);
+  return option == nullptr ? -1 : static_cast<int>(option->values.size());
 }
 
 std::vector<std::string> ArgOption::operator[](const std::string& name) const {
-  const auto option = options_.find(name);
-  return option == options_.end() ? std::vector<std::string>{} : option->second;
+  const Occurrence* const option = last(name);
+  return option == nullptr ? std::vector<std::string>{} : option->values;
 }
 
 }  // namespace ferrun

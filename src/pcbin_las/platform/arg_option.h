@@ -1,7 +1,6 @@
 // The command line as a table of options.
 #pragma once
 
-#include <map>
 #include <string>
 #include <vector>
 
@@ -13,10 +12,22 @@ namespace ferrun {
 /// included.
 class ArgOption {
  public:
+  /// One option word and the values that follow it.
+  struct Occurrence {
+    std::string name;  ///< without dashes
+    std::vector<std::string> values;
+  };
+
   /// Reads the words after the program name. False, with an empty table, when a value stands before
   /// the first option word or a word begins with a dash but is neither an option word nor a value.
   /// Of an option that is repeated the last one stands.
   bool parseArgs(int argc, char** argv);
+
+  /// All options in the order of the command line, repeated ones included.
+  const std::vector<Occurrence>& occurrences() const { return occurrences_; }
+
+  /// The word at which parseArgs() has failed; empty when it succeeded.
+  const std::string& rejectedWord() const { return rejectedWord_; }
 
   /// The number of values of the option `name` (without dashes), or -1 when it was not given.
   int hasOption(const std::string& name) const;
@@ -25,7 +36,10 @@ class ArgOption {
   std::vector<std::string> operator[](const std::string& name) const;
 
  private:
-  std::map<std::string, std::vector<std::string>> options_;
+  const Occurrence* last(const std::string& name) const;
+
+  std::vector<Occurrence> occurrences_;
+  std::string rejectedWord_;
 };
 
 }  // namespace ferrun

@@ -145,7 +145,7 @@ int File::readBeyondBuffer(char* destination, int count) {
     begin_ += piece;
     done += piece;
   }
-  return done == 0 && readError_ != 0 ? -1 : static_cast<int>(done);
+  return done == 0 && lastReadFailed_ ? -1 : static_cast<int>(done);
 }
 
 int File::readLine(std::string* line) {
@@ -164,7 +164,7 @@ int File::readLine(std::string* line) {
     begin_ += piece + (ended ? 1 : 0);
     consumed += piece + (ended ? 1 : 0);
   }
-  if (consumed == 0) return readError_ != 0 ? -1 : 0;
+  if (consumed == 0) return lastReadFailed_ ? -1 : 0;
   return static_cast<int>(std::min<std::size_t>(consumed, INT_MAX));
 }
 
@@ -179,7 +179,7 @@ bool File::fillBuffer() {
 /// Reads until `size` bytes are there or the file ends or fails; returns the number of bytes read.
 std::size_t File::readFromDisk(char* destination, std::size_t size) {
   std::size_t done = 0;
-  readError_ = 0;
+  lastReadFailed_ = false;
   while (done < size) {
     const ssize_t count =
         ::read(descriptor_, destination + done, std::min(size - done, kLargestTransfer));
@@ -189,6 +189,7 @@ std::size_t File::readFromDisk(char* destination, std::size_t size) {
       break;
     } else if (errno != EINTR) {
       readError_ = errno;
+      lastReadFailed_ = true;
       TRACE_MEMBER_ERROR("File", "readData", "file(%s) read error: %s!", name_.c_str(),
                          std::strerror(readError_));
       break;

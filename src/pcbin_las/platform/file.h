@@ -85,7 +85,7 @@ class File final : public IODevice {
   /// Whether the open file is a regular file: it has a size, and seek() works.
   bool isRegular() const;
 
-  /// errno of the last read, 0 when it succeeded.
+  /// errno of the last read that failed, 0 when none has failed since open().
   int readError() const { return readError_; }
 
   /// errno of the write or seek that failed, 0 when none has failed since open() or seek().
@@ -117,6 +117,7 @@ class File final : public IODevice {
   int descriptor_ = -1;
   bool reading_ = true;
   int readError_ = 0;
+  bool lastReadFailed_ = false;
   int writeError_ = 0;
   std::unique_ptr<char[]> buffer_;
   std::size_t capacity_ = 0;  ///< size of buffer_

@@ -1,6 +1,7 @@
 // Numbers from text and from other numbers, without undefined cases.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <optional>
@@ -12,11 +13,12 @@ namespace ferrun {
 /// Text to number by the rules of std::stoi, std::stoul, std::stof and std::stod: leading white
 /// space is skipped, what follows the number is ignored, integers are decimal. Nothing when there
 /// is no number, when it is out of range, or when it is not finite. A real number too small for its
-/// type is what it rounds to.
-std::optional<int> toInt(const std::string& text);
-std::optional<unsigned long> toUnsignedLong(const std::string& text);
-std::optional<float> toFloat(const std::string& text);
-std::optional<double> toDouble(const std::string& text);
+/// type is what it rounds to. `end`, when not null, is set to the index of the first character
+/// behind the number and the blanks that follow it.
+std::optional<int> toInt(const std::string& text, std::size_t* end = nullptr);
+std::optional<unsigned long> toUnsignedLong(const std::string& text, std::size_t* end = nullptr);
+std::optional<float> toFloat(const std::string& text, std::size_t* end = nullptr);
+std::optional<double> toDouble(const std::string& text, std::size_t* end = nullptr);
 
 /// A real number as an integer of at most 32 bits: truncated toward zero, held at the ends of the
 /// integer's range, and 0 for NaN. The same on every machine, where a bare cast is not.

@@ -1,5 +1,7 @@
 #include "pcbin_las/storage/pcb_reader.h"
 
+#include <cerrno>
+#include <cstring>
 #include <new>
 
 #include "pcbin_las/platform/byte_image.h"
@@ -34,6 +36,8 @@ bool PcbReader::openFile(const std::string& path) {
   }
   fileName = path;
   if (file->open(fileName, ferrun::File::kRead)) return true;
+  TRACE_MEMBER_ERROR(className.c_str(), "open", "file(%s) cannot be read: %s!", fileName.c_str(),
+                     std::strerror(errno));
   TRACE_MEMBER_ERROR(className.c_str(), "open", "open file(%s) error!", fileName.c_str());
   return false;
 }

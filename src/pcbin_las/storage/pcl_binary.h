@@ -19,7 +19,7 @@
 
 namespace modeling_app {
 
-/// Why a read call returned.
+/// Why a read call returned, the worse the later.
 enum class ReadEnd {
   kComplete,   ///< the frames asked for were read, or their clouds would pass 1 GiB together
   kEndOfFile,  ///< the data end after a whole frame, or no file is open
@@ -98,6 +98,10 @@ class PclBinary {
   /// ended. 0 when no file is open. Any thread may call these, but not during open() or close().
   unsigned totalFrames() const;
   unsigned totalPoints() const;
+
+  /// The counts of the header in full; 0 when no file is open.
+  std::uint64_t announcedFrames() const { return isOpen() ? frames.load() : 0; }
+  std::uint64_t announcedPoints() const { return isOpen() ? points.load() : 0; }
 
  protected:
   bool isOpen() const { return file && file->isOpen() && header; }

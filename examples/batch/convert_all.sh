@@ -1,0 +1,29 @@
+#!/bin/sh
+# Converts the surveys in the directories of a folder, several at a time (as many as there are processors
+# unless told otherwise). Files in the folder, and directories without a survey.pcbin, are passed over. Prints
+# a line for each survey and how many there were. The exit status is 1 when one is not complete.
+#
+#   convert_all.sh [--skip-done] FOLDER [JOBS]
+set -u
+option=
+if [ "${1-}" = --skip-done ]; then
+  option=$1
+  shift
+fi
+folder=${1:?usage: convert_all.sh [--skip-done] FOLDER [JOBS]}
+jobs=${2:-$(nproc)}
+case $folder in -*) folder=./$folder ;; esac # is no option then
+
+find -H "$folder" -mindepth 1 -maxdepth 1 -type d -print0 | sort -z |
+  xargs -0 -r -P "$jobs" -n 1 "$(dirname "$0")/convert_survey.sh" ${option:+"$option"} |
+  awk '
+    { print; fflush() }
+    /: converted$/ { converted++ }
+    /: done before$/ { skipped++ }
+    /: incomplete: / { incomplete++ }
+    /: failed: / { failed++ }
+    END {
+      printf "%d converted, %d done before, %d incomplete, %d failed\n",
+        converted, skipped, incomplete, failed
+      exit incomplete + failed > 0
+    }'

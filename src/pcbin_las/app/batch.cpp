@@ -1,0 +1,154 @@
+#include "pcbin_las/app/batch.h"
+
+#include <algorithm>
+#include <chrono>
+#include <exception>
+#include <sys/stat.h>
+
+#include "pcbin_las/export/pcbin_las.h"
+#include "pcbin_las/platform/file.h"
+#include "pcbin_las/platform/file_links.h"
+#include "pcbin_las/platform/staged_file.h"
+#include "pcbin_las/platform/stop_signals.h"
+#include "pcbin_las/platform/trace_macros.h"
+#include "pcbin_las/storage/pcb_format.h"
+
+namespace {
+
+using modeling_app::ReadEnd;
+using ull = unsigned long long;
+
+/// Says so when an output would take the place of another file of the run. A summary that would is
+/// given up.
+bool hasNameClash(BatchFiles& files) {
+  const auto clash = [](const char* kind, const std::string& output, const char* otherKind,
+                        const std::string& other) {
+    if (output.empty() || other.empty() || !ferrun::leadToSameFile(output, other)) return false;
+    TRACE_ERROR("batch", "%s file(%s) is the %s file(%s), choose another output!", kind,
+                output.c_str(), otherKind, other.c_str());
+    return true;
+  };
+  const bool lasClash = clash("las", files.lasPath, "input", files.pcbinPath) ||
+                        clash("las", files.lasPath, "input", files.pgoPath);
+  const bool summaryClash = clash("summary", files.summaryPath, "input", files.pcbinPath) ||
+                            clash("summary", files.summaryPath, "input", files.pgoPath) ||
+                            clash("summary", files.summaryPath, "las", files.lasPath);
+  if (summaryClash) files.summaryPath.clear();
+  return lasClash || summaryClash;
+}
+
+/// Draws the progress by the bytes read: the header of an unclosed recording tells no counts.
+std::function<void(const ConversionResult&)> progressOf(const std::string& pcbinPath,
+                                                        ProgressBar& bar) {
+  struct stat status {};
+  const bool known = stat(pcbinPath.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+  const double size = known ? static_cast<double>(status.st_size) : 0;
+  return [&bar, size](const ConversionResult& result) {
+    const std::uint64_t bytes = sizeof(modeling_app::PcbHeader) +
+                                result.framesFound * sizeof(modeling_app::PcbFrameHeader) +
+                                result.read * sizeof(modeling_app::RgbPointRecord);
+    bar.update(size > 0 ? static_cast<double>(bytes) / size : 0, result.read);
+  };
+}
+
+/// Whether the machine has failed, or no point is left: no LAS file is published then.
+bool isUseless(const BatchFiles& files, const ConversionResult& result) {
+  if (result.readEnd == ReadEnd::kReadError)
+    TRACE_ERROR("batch", "pcbin file(%s) cannot be read to its end!", files.pcbinPath.c_str());
+  else if (result.readEnd == ReadEnd::kNoMemory)
+    TRACE_ERROR("batch", "pcbin file(%s): no memory for a frame!", files.pcbinPath.c_str());
+  else if (result.writeFailed)
+    TRACE_ERROR("batch", "las file(%s) cannot be written!", files.lasPath.c_str());
+  else if (result.written == 0)
+    TRACE_ERROR("batch", "no point to write!");
+  else
+    return false;
+  return true;
+}
+
+/// Compares what was found with what the pcbin header announces, with a warning where that differs;
+/// true when something is missing.
+bool fallsShort(const ConversionResult& result) {
+  if (result.framesAnnounced == 0 && result.pointsAnnounced == 0) {
+    TRACE_WARNING("batch", "the header announces no frames: the recording was not closed!");
+    return false;
+  }
+  if (result.framesFound != result.framesAnnounced || result.read != result.pointsAnnounced)
+    TRACE_WARNING("batch",
+                  "the header announces %llu frames and %llu points, the file holds %llu and %llu!",
+                  ull{result.framesAnnounced}, ull{result.pointsAnnounced}, ull{result.framesFound},
+                  ull{result.read});
+  return result.framesFound < result.framesAnnounced || result.read < result.pointsAnnounced;
+}
+
+BatchStatus judge(const ConversionResult& result) {
+  if (result.noPose > 0)
+    TRACE_WARNING("batch", "%llu points left out, their sweeps have no pose!", ull{result.noPose});
+  const bool complete = !fallsShort(result) && result.readEnd == ReadEnd::kEndOfFile &&
+                        result.noPose == 0 && result.refused == 0 && result.poseLinesSkipped == 0 &&
+                        result.written == result.read;
+  return complete ? kEverythingWritten : kSomethingMissing;
+}
+
+BatchStatus convert(const BatchFiles& files, ConversionResult& result, ProgressBar& bar) {
+  if (!ferrun::File::exists(files.pcbinPath)) {
+    TRACE_ERROR("main", "pcbin file(%s) not exist!", files.pcbinPath.c_str());
+    return kNothingWritten;
+  }
+  if (files.pgoPath.empty() || !ferrun::File::exists(files.pgoPath))
+    TRACE_WARNING("main", "pgo file(%s), no pgo records!", files.pgoPath.c_str());
+
+  ferrun::StagedFile las;
+  if (!las.create(files.lasPath)) return kNothingWritten;
+  Conversion conversion;
+  conversion.pcbinPath = files.pcbinPath;
+  conversion.pgoPath = files.pgoPath;
+  conversion.lasPath = las.temporaryName();
+  conversion.unattended = true;
+  conversion.progress = progressOf(files.pcbinPath, bar);
+  const bool converted = convertSurvey(conversion, result);
+  bar.erase();
+  if (!converted || isUseless(files, result)) return kNothingWritten;
+  const BatchStatus status = judge(result);
+  return las.publish() ? status : kNothingWritten;
+}
+
+/// The same, with an error line for what the standard library throws and for the outcome.
+BatchStatus convertOrExplain(const BatchFiles& files, ConversionResult& result, ProgressBar& bar) {
+  BatchStatus status = kNothingWritten;
+  try {
+    status = convert(files, result, bar);
+  } catch (const std::exception& error) {
+    bar.erase();
+    TRACE_ERROR("batch", "stopped by an error: %s!", error.what());
+  }
+  if (status == kEverythingWritten) {
+    TRACE_INFO("main", "pcbin to las success.");
+  } else if (status == kSomethingMissing) {
+    TRACE_WARNING("main", "pcbin to las done, but not everything was written!");
+  } else {
+    TRACE_ERROR("main", "pcbin to las failed!");
+    result.written = 0;
+  }
+  return status;
+}
+
+}  // namespace
+
+BatchStatus batch_convert(const BatchFiles& namedFiles, BatchSink& sink) {
+  const auto start = std::chrono::steady_clock::now();
+  ferrun::handleStopSignals();
+  BatchFiles files = namedFiles;
+  BatchOutcome outcome;
+  if (!hasNameClash(files))
+    outcome.status = convertOrExplain(files, outcome.result, sink.progressBar());
+  ferrun::Tracer* const tracer = ferrun::Singleton<ferrun::Tracer>::getInstance();
+  tracer->flush();
+  outcome.firstError = sink.firstError();
+  outcome.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  if (!files.summaryPath.empty() && !writeSummary(files, outcome))
+    outcome.status = std::max(outcome.status, kSomethingMissing);
+  tracer->flush();
+  printLastLine(outcome);
+  return outcome.status;
+}

@@ -1,0 +1,43 @@
+// What a run with --batch tells at its end.
+#pragma once
+
+#include <string>
+
+#include "pcbin_las/export/conversion.h"
+
+/// The files of a run with --batch, as they were named on the command line.
+struct BatchFiles {
+  std::string pcbinPath;
+  std::string pgoPath;  ///< empty for none
+  std::string lasPath;
+  std::string summaryPath;  ///< empty for none
+};
+
+/// Exit statuses of a run with --batch.
+enum BatchStatus : int {
+  kEverythingWritten = 0,  ///< every point of the pcbin file is in the LAS file
+  kSomethingMissing = 1,   ///< the LAS file was written, without some points, or with lines of the
+                           ///< pose file left out; or the summary is missing
+  kNothingWritten = 2,     ///< the LAS file is as it was
+};
+
+/// How a run with --batch ended.
+struct BatchOutcome {
+  BatchStatus status = kNothingWritten;
+  ConversionResult result;  ///< `written` and the bounds are 0 when no LAS file was written
+  double seconds = 0;       ///< that the run took
+  std::string firstError;   ///< the first error line; empty for none
+};
+
+/// Whether this build can write summaries.
+bool hasSummary();
+
+/// Writes the outcome as a JSON file, whole or not at all. False, with an error line, when that is
+/// not possible.
+bool writeSummary(const BatchFiles& files, const BatchOutcome& outcome);
+
+/// Writes the last line of the run to standard output:
+///
+///   batch: status=0 read=… written=… no_pose=… refused=… pose_lines_skipped=…
+///   frames=FOUND/ANNOUNCED points=FOUND/ANNOUNCED
+void printLastLine(const BatchOutcome& outcome);

@@ -1,0 +1,59 @@
+// The options of the command line, and the checks that go beyond parsing it.
+#pragma once
+
+#include <optional>
+#include <span>
+#include <string>
+
+#include "pcbin_las/platform/arg_option.h"
+
+namespace cli {
+
+/// The modes of the program, as bits.
+enum Mode : unsigned { kConvert = 1, kViewPcbin = 2, kViewLas = 4, kRepair = 8 };
+constexpr unsigned kViews = kViewPcbin | kViewLas;
+constexpr unsigned kAllModes = kConvert | kViews | kRepair;
+
+/// What the values of an option are.
+enum class ValueType { kText, kInteger, kReal };
+
+/// One option. `--options`, the checks and the suggestion for an unknown option are made from
+/// these.
+struct Option {
+  const char* name;         ///< without dashes
+  const char* values;       ///< one word for each value, as the manual page shows them; or ""
+  ValueType type;           ///< of the values
+  unsigned modes;           ///< where the option has a meaning, as bits of Mode
+  bool strict;              ///< when it is given, the whole command line is checked strictly
+  const char* needs;        ///< the option without which it has no meaning in the modes in which
+                            ///< that one has a meaning; or null
+  const char* description;  ///< one line
+};
+
+/// All options, in the order of the manual page.
+std::span<const Option> allOptions();
+
+/// The mode that the options choose: b before r before repair, each when it has a value; or else
+/// the conversion.
+Mode chosenMode(const ferrun::ArgOption& options);
+
+/// What is wrong with a command line that could be parsed, as a text without a full stop; nothing
+/// when it is accepted. An unknown option is always wrong. When an option marked `strict` is given,
+/// each option must have exactly its number of values, numbers must end where the value ends, a
+/// repeated option must repeat its values, and each such option must have a meaning in the chosen
+/// mode and beside the other options.
+std::optional<std::string> findFault(const ferrun::ArgOption& options);
+
+/// What was not understood of a command line that could not be parsed. Nothing when that is to stay
+/// unsaid: `toPerson` is false and no option marked `strict` is on the line. "--name=value" counts
+/// as the option `name`.
+std::optional<std::string> explainRejection(const ferrun::ArgOption& options, int argc, char** argv,
+                                            bool toPerson);
+
+/// Prints one line for each option on standard output.
+void printOptions();
+
+/// Prints the program's name and version on standard output.
+void printVersion();
+
+}  // namespace cli

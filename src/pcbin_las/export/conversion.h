@@ -1,0 +1,40 @@
+// What a conversion is asked for, and what came of it.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "pcbin_las/storage/pcl_binary.h"
+
+/// What came of a conversion, or how far it has come.
+struct ConversionResult {
+  std::uint64_t read = 0;     ///< points of the frames read
+  std::uint64_t written = 0;  ///< points in the LAS file; counted when that is closed
+  std::uint64_t noPose = 0;   ///< points left out because the pose file has no pose of their sweep
+  std::uint64_t refused = 0;  ///< points left out because the LAS file cannot hold them
+  std::uint64_t poseLinesSkipped = 0;  ///< damaged lines of the pose file
+  std::uint64_t framesFound = 0;
+  std::uint64_t framesAnnounced = 0;  ///< by the pcbin header, like the points
+  std::uint64_t pointsAnnounced = 0;
+  modeling_app::ReadEnd readEnd = modeling_app::ReadEnd::kEndOfFile;  ///< the worst of all reads
+  bool writeFailed = false;
+  std::array<double, 3> offset = {};  ///< x, y, z as in the LAS header, like the bounds
+  std::array<double, 3> low = {};
+  std::array<double, 3> high = {};
+};
+
+/// What a conversion is asked for.
+struct Conversion {
+  std::string pcbinPath;
+  std::string pgoPath;  ///< empty for none
+  std::string lasPath;  ///< created or overwritten
+
+  /// Pose lines are read strictly, no line is printed for each frame, and the conversion ends at a
+  /// failed write, a failed read and a lack of memory.
+  bool unattended = false;
+
+  /// Called after every few frames with the counts so far, unless empty.
+  std::function<void(const ConversionResult&)> progress;
+};

@@ -1,0 +1,33 @@
+#include "pcbin_las/export/pose_diagnosis.h"
+
+#include <algorithm>
+
+#include "pcbin_las/platform/str_util.h"
+
+namespace {
+
+constexpr std::ptrdiff_t kFieldCount = 28;
+
+bool isUtf16(const std::string& line) {
+  return line.starts_with("\xFF\xFE") || line.starts_with("\xFE\xFF") ||
+         line.find('\0') != std::string::npos;
+}
+
+}  // namespace
+
+std::string whyNoPose(const std::string& line) {
+  if (line.empty()) return "it has no line with numbers";
+  if (isUtf16(line)) return "it is UTF-16 text; save it as plain text or UTF-8";
+  const auto semicolons = std::ranges::count(line, ';');
+  const auto commas = std::ranges::count(line, ',');
+  if (semicolons >= kFieldCount - 1 || (semicolons > 0 && semicolons >= commas))
+    return commas > 0 ? "its fields are separated by ';' and its numbers have decimal commas"
+                      : "its fields are separated by ';', not by ','";
+  // Whole numbers have no comma, so that there are between 28 and 56 pieces.
+  const bool hasPoint = line.find('.') != std::string::npos;
+  if (!hasPoint && commas >= kFieldCount && commas < 2 * kFieldCount)
+    return "its numbers have decimal commas, but ',' separates fields";
+  if (commas + 1 != kFieldCount)
+    return ferrun::StrUtil::format("its first line has %zd fields, not 28", commas + 1);
+  return "its fields are no plain numbers";
+}

@@ -1,0 +1,67 @@
+// Output files that appear whole under their names, or not at all.
+#pragma once
+
+#include <string>
+#include <sys/stat.h>
+
+#include "pcbin_las/platform/stop_signals.h"
+
+namespace ferrun {
+
+/// A file that is written under a temporary name and then takes the place of its target.
+///
+/// The temporary file stands beside the target and is named ".NAME.XXXXXXXXXXXXXXXX.part": NAME is
+/// the target's name, cut where the whole would be too long, and the X are random hexadecimal
+/// digits. It is created exclusively and locked with flock(2) while the object holds it. Files of
+/// that form whose lock is free were left by killed runs; create() removes them.
+///
+/// For use by one thread. Once handleStopSignals() was called, a signal that ends the process
+/// removes the temporary file.
+class StagedFile {
+ public:
+  StagedFile() = default;
+  StagedFile(const StagedFile&) = delete;
+  StagedFile& operator=(const StagedFile&) = delete;
+
+  /// Removes a temporary file that was not published.
+  ~StagedFile() { discard(); }
+
+  /// Creates the temporary file for `target`. Of a symbolic link, the file that it leads to is the
+  /// target. The temporary file has the target's mode and, where that is permitted, its owner and
+  /// group; without a target, those of any new file. False, with an error line and no file left,
+  /// when the target exists but is no regular file or may not be written, or when the file cannot
+  /// be created. A warning names leftovers that cannot be locked or removed.
+  bool create(const std::string& target);
+
+  /// The temporary file, to be opened and written by this name; empty when there is none.
+  const std::string& temporaryName() const { return temporary_; }
+
+  /// Forces the temporary file to the disk, renames it to the target, and forces the directory to
+  /// the disk. False, with an error line, the temporary file removed and the target as it was, when
+  /// the target could not be replaced. A directory that cannot be forced to the disk gives only a
+  /// warning.
+  bool publish();
+
+  /// Removes the temporary file, if there is one.
+  void discard();
+
+ private:
+  bool checkTarget(const std::string& name);
+  bool createExclusively();
+  bool holdsName() const;
+  bool takeOverMode() const;
+  void syncDirectory() const;
+  void close();
+  bool fail(const char* action, int error);
+
+  std::string target_;  ///< links followed
+  std::string directory_;
+  std::string prefix_;  ///< of the temporary name without the directory: ".NAME."
+  std::string temporary_;
+  int descriptor_ = -1;  ///< of the temporary file; holds the lock
+  bool exists_ = false;  ///< the target
+  struct stat targetStatus_ {};
+  RemovedOnStop onStop_;
+};
+
+}  // namespace ferrun
