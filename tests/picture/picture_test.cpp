@@ -57,7 +57,7 @@ Bytes las(const std::vector<Bytes>& points) {
 /// A lawn of 60 m by 40 m with a point every 0.2 m.
 std::vector<Bytes> lawn() {
   std::vector<Bytes> points;
-  points.reserve(300 * 200);
+  points.reserve(60'000);
   for (int row = 0; row < 200; ++row) {
     for (int column = 0; column < 300; ++column)
       points.push_back(point(column * 0.2, row * 0.2, 0, kGreen));

@@ -21,7 +21,7 @@ bool fail(const std::string& path, const char* reason) {
   return false;
 }
 
-/// Writes the picture and closes the stream. Null when that succeeds, otherwise the reason.
+/// Writes the picture and closes the stream. Returns why that failed, or an empty text.
 std::string encode(const Canvas& canvas, std::FILE* stream) {
   png_image image{};
   image.version = PNG_IMAGE_VERSION;
