@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Checks what `cmake --install` puts in place, as a user of the installed files would: installs to a
 # prefix, moves the prefix, and then runs the program, reads the man page, completes a command line,
-# compiles each header alone and builds and runs examples/pipeline against the CMake package.
+# compiles each header alone and builds and runs examples/recorder against the CMake package.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 # shellcheck source=scripts/lib/install_packages.sh
@@ -91,19 +91,21 @@ check_headers() {
   )
 }
 
-check_pipeline() {
-  local flags
-  # Also as a caller that is compiled for wider vectors than the library.
+check_recorder() {
+  local flags build=$work/recorder read
+  # The library must also work with a caller that is compiled for wider vectors.
   for flags in '' -march=native; do
-    rm -rf "$work/pipeline"
-    run_quietly cmake -S examples/pipeline -B "$work/pipeline" -DCMAKE_PREFIX_PATH="$prefix" \
+    rm -rf "$build"
+    run_quietly cmake -S examples/recorder -B "$build" -DCMAKE_PREFIX_PATH="$prefix" \
       -DCMAKE_CXX_FLAGS="$flags"
-    run_quietly cmake --build "$work/pipeline"
-    "$work/pipeline/pcbin_pipeline" "$work" || fail "the pipeline example failed ($flags)"
+    run_quietly cmake --build "$build"
+    "$build/write_pcbin" "$build/survey.pcbin" || fail "write_pcbin failed ($flags)"
+    read=$("$build/read_pcbin" "$build/survey.pcbin") || fail "read_pcbin failed ($flags): $read"
+    [[ $read == *": 25 frames, 50000 points, last point (19.990, 24.000, 0.000) of sweep 24 "* ]] ||
+      fail "read_pcbin does not read what write_pcbin wrote ($flags): $read"
   done
-  # The program reads what the library wrote.
-  "$prefix/bin/pcbin_las" -b "$work/colours.pcbin" -n 1 | grep -q 'points\[0\]' ||
-    fail "the program does not read the pipeline's file"
+  "$prefix/bin/pcbin_las" -b "$build/survey.pcbin" -n 1 | grep -q 'points\[0\]' ||
+    fail "the program does not read the file of write_pcbin"
 }
 
 echo "Building and installing ..."
@@ -114,5 +116,5 @@ check_program
 check_man_page
 check_completion
 check_headers
-check_pipeline
+check_recorder
 echo "check_install: all is well"

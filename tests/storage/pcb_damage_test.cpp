@@ -159,22 +159,26 @@ TEST(PcbDamage, FalsePointCountTakesNoMemory) {
   EXPECT_LT(peakMemory() - before, 150'000) << "kilobytes";
 }
 
-TEST(PcbDamage, FrameThatDoesNotFitInMemoryIsAReadError) {
-  constexpr long kPoints = 400'000;
+TEST(PcbDamage, FrameThatDoesNotFitInMemoryIsReportedAndCanBeReadLater) {
+  constexpr std::uint32_t kPoints = 400'000;
   for (const bool lidar : {false, true}) {
     const std::uint32_t format = lidar ? 6 : 10;
-    OpenReader reader(test::pcbHeader(0, 0) + test::frameHeader(format, 0, 0, kPoints));
-    std::filesystem::resize_file(reader.path, 116 + kPoints * 4 * format);
+    OpenReader reader(test::pcbHeader(0, 0) + frameOfTwo(lidar, 0) +
+                      test::frameHeader(format, 1, 0, kPoints));
+    std::filesystem::resize_file(reader.path,
+                                 std::filesystem::file_size(reader.path) + kPoints * 4 * format);
     for (int succeeding = 0;; ++succeeding) {
       const CapturedLines log;
       allocationsBeforeFailure = succeeding;
       const auto sizes = reader.frameSizes(lidar);
       const bool failed = allocationsBeforeFailure.exchange(INT_MAX) < 0;
       if (!failed && succeeding == 0) GTEST_SKIP() << "sanitizers have their own malloc";
-      EXPECT_THAT(sizes, SizeIs(failed ? 0 : 1));
       if (!failed) break;
+      EXPECT_THAT(sizes, ElementsAre(2));
+      EXPECT_EQ(reader.lastReadEnd(), modeling_app::ReadEnd::kNoMemory);
       EXPECT_THAT(log.lines(),
-                  ElementsAre(testing::ContainsRegex("read (msg data )?error, len: .* 400000!")));
+                  ElementsAre(testing::HasSubstr(") no memory for a frame of 400000 points!")));
+      EXPECT_THAT(reader.frameSizes(lidar), ElementsAre(kPoints));
       reader.close();
       ASSERT_TRUE(reader.open(reader.path, 0));
     }
