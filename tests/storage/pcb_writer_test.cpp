@@ -237,6 +237,7 @@ TEST(PcbWriter, KeepsTheFramesBeforeTheDiskWasFull) {
     EXPECT_EQ(std::tuple(status.error, status.frames, status.points), std::tuple(ENOSPC, 1, 3));
     EXPECT_EQ(test::readFile(a.path).size(), kEnd);
     EXPECT_EQ(header(a.path), test::pcbHeader(3, 9)) << "the counts of the frames handed over";
+    EXPECT_THAT(test::OpenReader(test::readFile(a.path)).frameSizes(false), ElementsAre(3));
   }
 }
 
