@@ -26,11 +26,11 @@ void refinePoints(benchmark::State& state) {
   const auto run = static_cast<std::uint32_t>(state.range(0));
   for (std::uint32_t i = 0; i < bench::kFramePoints; ++i)
     cloud->points[i].sweepid = i / run % kSweeps;
-  PointRefiner refiner(poses);
+  SweepMotion motion;
   for ([[maybe_unused]] const auto step : state) {
     unsigned i = 0;
     for (const norvo::PointRGBIST& point : cloud->points)
-      benchmark::DoNotOptimize(refiner.refine(point, i++));
+      benchmark::DoNotOptimize(refinePoint(point, i++, poses, motion));
   }
   bench::reportPerItem(state, "per_point", state.iterations() * std::int64_t{bench::kFramePoints});
 }

@@ -43,7 +43,7 @@ class Drawing {
       const float cover = 1 - std::exp(-sum.w() / meanWeight);
       const Eigen::Vector3f colour =
           sum.head<3>() * (kGain * 255 / white / std::max(sum.w(), 1e-9F));
-      result.push_back(background + std::sqrt(cover) * (colour - background));
+      result.emplace_back(background + std::sqrt(cover) * (colour - background));
     }
     return result;
   }

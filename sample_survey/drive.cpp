@@ -41,7 +41,7 @@ Isometry3d truePose(double distance) {
 Drive::Drive(unsigned sweeps) : step_(2 * kOneWay / sweeps), poses_{truePose(0), truePose(0)} {}
 
 SweepPoses Drive::next() {
-  const SweepPoses poses = poses_;
+  SweepPoses poses = poses_;
   distance_ += step_;
   poses_.optimised = truePose(distance_);
   const double walk = std::sqrt(step_);

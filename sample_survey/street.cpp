@@ -61,18 +61,21 @@ std::vector<Box> buildStreet() {
   std::vector<Box> boxes;
   Random random(7);
   for (const double side : {1.0, -1.0}) {
-    for (double x = -25; x < kStreetLength + 25; x += random.uniform(2, 5)) {
+    double x = -25;
+    while (x < kStreetLength + 25) {
       const Vector3d size(random.uniform(8, 14), random.uniform(8, 10), random.uniform(5.5, 11));
       const double y = side * (random.uniform(10, 12.5) + size.y() / 2);
       boxes.push_back(box(x + size.x() / 2, y, 0, size, choose(kWalls, random)));
       boxes.push_back(box(x + size.x() / 2, side * 8.3, 0, {size.x() - 3, 0.6, 1}, kHedge));
-      x += size.x();
+      x += size.x() + random.uniform(2, 5);
     }
-    for (double x = 5; x < kStreetLength; x += 26)
-      boxes.push_back(box(x, side * 6, 0, {0.2, 0.2, 6}, kMetal));
-    for (double x = random.uniform(0, 8); x < kStreetLength; x += random.uniform(6.5, 18)) {
+    for (int lamp = 0; lamp < 5; ++lamp)
+      boxes.push_back(box(5 + 26 * lamp, side * 6, 0, {0.2, 0.2, 6}, kMetal));
+    x = random.uniform(0, 8);
+    while (x < kStreetLength) {
       boxes.push_back(box(x, side * 4.2, 0.25, {4.4, 1.8, 0.8}, choose(kCars, random)));
       boxes.push_back(box(x, side * 4.2, 1.05, {2.2, 1.6, 0.5}, kGlass));
+      x += random.uniform(6.5, 18);
     }
   }
   return boxes;

@@ -1,17 +1,40 @@
 // Frames of coloured points as LAS records.
 #include "pcbin_las/export/write_las.h"
 
+#include <cmath>
 #include <limits>
 #include <tuple>
 
 #include <gmock/gmock.h>
 
+#include "pcbin_las/export/refine_point.h"
 #include "support/log_lines.h"
 #include "support/temp_dir.h"
 
 namespace {
 
-TEST(WriteLas, WritesThePointsWithAPoseInTheirOrder) {
+class WriteLas : public testing::Test {
+ protected:
+  WriteLas() {
+    pontra::LasHeader header;
+    pontra::LasHeaderInit(&header, pontra::kPointFormat3);
+    EXPECT_TRUE(writer_->open(header, dir_.path("map.las"), 1000));
+    frame_->cloud = std::make_shared<norvo::RgbCloud>();
+  }
+
+  /// The bytes of the records written.
+  test::Bytes records() {
+    writer_->close();
+    return test::readFile(dir_.path("map.las")).substr(227);
+  }
+
+  test::TempDir dir_;
+  test::CapturedLines captured_;
+  std::shared_ptr<pontra::LasWriter> writer_ = std::make_shared<pontra::LasWriter>();
+  std::shared_ptr<modeling_app::PclRGBFrame> frame_ = std::make_shared<modeling_app::PclRGBFrame>();
+};
+
+TEST_F(WriteLas, WritesThePointsWithAPoseInTheirOrder) {
   constexpr float kInfinity = std::numeric_limits<float>::infinity();
   constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
   // Sweep, intensity, and the intensity of the record, -1 for no record.
@@ -26,12 +49,10 @@ TEST(WriteLas, WritesThePointsWithAPoseInTheirOrder) {
   for (const std::uint32_t sweep : {0U, 2U})
     msg.lioPoses[sweep].id = msg.pgoPoses[sweep].id = sweep;
   msg.pgoPoses[2].translation = {0, 0, 1};
-  const auto frame = std::make_shared<modeling_app::PclRGBFrame>();
-  frame->cloud = std::make_shared<norvo::RgbCloud>();
   test::Bytes expected;
   for (const auto& [sweep, intensity, stored] : rows) {
-    norvo::PointRGBIST& point = frame->cloud->points.emplace_back();
-    const double time = 1700000000.123456 + static_cast<double>(frame->cloud->points.size());
+    norvo::PointRGBIST& point = frame_->cloud->points.emplace_back();
+    const double time = 1700000000.123456 + static_cast<double>(frame_->cloud->points.size());
     std::tie(point.x, point.y, point.z) = std::tuple(1.0F, -1.5F, 0.002F);
     std::tie(point.r, point.g, point.b, point.a) = std::tuple(255, 128, 1, 77);
     std::tie(point.intensity, point.timestamp, point.sweepid) = std::tuple(intensity, time, sweep);
@@ -40,18 +61,44 @@ TEST(WriteLas, WritesThePointsWithAPoseInTheirOrder) {
                                    static_cast<std::uint16_t>(stored), 255, 128, 1, time});
   }
 
-  const test::TempDir dir;
-  const test::CapturedLines captured;
-  const auto writer = std::make_shared<pontra::LasWriter>();
-  pontra::LasHeader header;
-  pontra::LasHeaderInit(&header, pontra::kPointFormat3);
-  ASSERT_TRUE(writer->open(header, dir.path("map.las"), 1000));
-  EXPECT_EQ(write_las(writer, frame, msg), 0);
-  EXPECT_EQ(captured.lines().back(), "<I>TIME [write_las] refine pcl points(11) ok.");
-  EXPECT_EQ(write_las(writer, std::make_shared<modeling_app::PclRGBFrame>(), msg), -1);
-  EXPECT_EQ(captured.lines().back(), "<E>TIME [write_las,L#] frame points is null!");
-  writer->close();
-  EXPECT_EQ(test::readFile(dir.path("map.las")).substr(227), expected);
+  EXPECT_EQ(write_las(writer_, frame_, msg), 0);
+  EXPECT_EQ(captured_.lines().back(), "<I>TIME [write_las] refine pcl points(11) ok.");
+  frame_->cloud = nullptr;
+  EXPECT_EQ(write_las(writer_, frame_, msg), -1);
+  EXPECT_EQ(captured_.lines().back(), "<E>TIME [write_las,L#] frame points is null!");
+  EXPECT_EQ(records(), expected);
+}
+
+TEST_F(WriteLas, RefinesAllPointsOfAFrameLikeOnePoint) {
+  norvo::PGOResultMsg msg;
+  msg.lioPoses.resize(4);
+  msg.pgoPoses.resize(4);
+  for (const std::uint32_t sweep : {0U, 1U, 3U}) {
+    const auto turn = static_cast<float>(sweep);
+    msg.lioPoses[sweep].id = msg.pgoPoses[sweep].id = sweep;
+    msg.lioPoses[sweep].translation = {turn, 2, -3};
+    msg.lioPoses[sweep].rotation = {0.5F, 0.5F, -0.1F, 0.7F};
+    msg.pgoPoses[sweep].translation = {10, turn, 0.5F};
+    msg.pgoPoses[sweep].rotation = {0.9F, 0.1F, 0.3F, turn / 5};
+  }
+  auto& points = frame_->cloud->points;
+  points.resize(4000);
+  for (unsigned k = 0; k < points.size(); ++k) {
+    std::tie(points[k].x, points[k].y, points[k].z) =
+        std::tuple(static_cast<float>(k) / 3, static_cast<float>(k % 77), -7.7F);
+    points[k].sweepid = k < 1100 ? 0 : k < 1900 ? k % 3 : k < 3000 ? 3 : k < 3500 ? 2 : 1;
+  }
+  EXPECT_EQ(write_las(writer_, frame_, msg), 0);
+  test::Bytes expected;
+  for (unsigned k = 0; k < points.size(); ++k) {
+    if (const auto p = refinePoint(points[k], k, msg))
+      for (const double value : {p->x(), p->y(), p->z()})
+        test::append(expected, static_cast<std::int32_t>(std::lrint(value / 0.001)));
+  }
+  test::Bytes coordinates;
+  const test::Bytes bytes = records();
+  for (std::size_t k = 0; k < bytes.size(); k += 34) coordinates += bytes.substr(k, 12);
+  EXPECT_EQ(coordinates, expected);
 }
 
 }  // namespace

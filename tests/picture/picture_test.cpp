@@ -7,6 +7,7 @@
 #include <csignal>
 #include <limits>
 #include <map>
+#include <numeric>
 #include <sys/resource.h>
 
 #include <gmock/gmock.h>
@@ -24,7 +25,6 @@ using picture::Colour;
 using picture::heightColour;
 using picture::kMargin;
 using test::Bytes;
-using test::LasRecord;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::SizeIs;
@@ -57,8 +57,11 @@ Bytes las(const std::vector<Bytes>& points) {
 /// A lawn of 60 m by 40 m with a point every 0.2 m.
 std::vector<Bytes> lawn() {
   std::vector<Bytes> points;
-  for (int i = 0; i < 300 * 200; ++i)
-    points.push_back(point(i % 300 * 0.2, i / 300 * 0.2, 0, kGreen));
+  points.reserve(300 * 200);
+  for (int row = 0; row < 200; ++row) {
+    for (int column = 0; column < 300; ++column)
+      points.push_back(point(column * 0.2, row * 0.2, 0, kGreen));
+  }
   return points;
 }
 
@@ -68,7 +71,8 @@ struct Image {
   std::vector<Colour> pixels;
 
   const Colour& at(int x, int y) const {
-    return pixels.at(static_cast<std::size_t>(y * width + x));
+    return pixels.at(static_cast<std::size_t>(y) * static_cast<std::size_t>(width) +
+                     static_cast<std::size_t>(x));
   }
   std::ptrdiff_t count(const Colour& colour) const { return std::ranges::count(pixels, colour); }
   /// Where the pixels of this colour lie on average, in parts of the image.
@@ -77,8 +81,9 @@ struct Image {
     double y = 0;
     for (std::size_t i = 0; i < pixels.size(); ++i) {
       if (pixels[i] != colour) continue;
+      const auto row = i / static_cast<std::size_t>(width);
       x += static_cast<double>(i % static_cast<std::size_t>(width));
-      y += static_cast<double>(i / static_cast<std::size_t>(width));
+      y += static_cast<double>(row);
     }
     const auto number = static_cast<double>(count(colour));
     return {x / number / width, y / number / height};
@@ -150,6 +155,7 @@ TEST_F(Picture, ShowsHeightsWhenAllColoursAreZero) {
 
 TEST_F(Picture, DrawsTenPointsAsDotsThatCanBeSeen) {
   std::vector<Bytes> points;
+  points.reserve(10);
   for (int i = 0; i < 10; ++i)
     points.push_back(point(i * i, i % 3 * 20, 0, {static_cast<std::uint8_t>(100 + i), 0, 9}));
   const Image image = drawn(las(points));
@@ -264,8 +270,8 @@ TEST_F(Picture, LeavesNothingBehindWhenReadingOrWritingFails) {
 }
 
 TEST(RobustRange, LeavesOutFewValuesFarAway) {
-  std::vector<double> values;
-  for (int i = 0; i < 10'000; ++i) values.push_back(i);
+  std::vector<double> values(10'000);
+  std::iota(values.begin(), values.end(), 0);
   const auto range = [&](const std::vector<double>& more) {
     std::vector<double> all = values;
     all.insert(all.end(), more.begin(), more.end());

@@ -1,5 +1,8 @@
 #include "pcbin_las/export/pcbin_las.h"
 
+#include <algorithm>
+#include <cstdint>
+#include <filesystem>
 #include <memory>
 
 #include "pcbin_las/export/pose_file.h"
@@ -8,6 +11,7 @@
 #include "pcbin_las/platform/file.h"
 #include "pcbin_las/platform/rate.h"
 #include "pcbin_las/platform/trace_macros.h"
+#include "pcbin_las/storage/pcb_format.h"
 #include "pcbin_las/storage/pcb_reader.h"
 
 namespace {
@@ -24,6 +28,15 @@ bool isInput(const std::string& lasPath, const std::string& pcbinPath, const std
     return true;
   }
   return false;
+}
+
+/// The points that a pcbin file holds by its header, or at most by its size; 0 for what has no
+/// size.
+std::uint64_t expectedPoints(const std::string& pcbinPath, unsigned announced) {
+  std::error_code error;
+  const std::uintmax_t size = std::filesystem::file_size(pcbinPath, error);
+  return error ? 0
+               : std::min<std::uintmax_t>(announced, size / sizeof(modeling_app::RgbPointRecord));
 }
 
 void reportProgress(unsigned framesDone, unsigned totalFrames) {
@@ -57,6 +70,7 @@ bool pcbin_las(const std::string& pcbinPath, const std::string& pgoPath,
     TRACE_ERROR("pcbin_las", "open las writer error!");
     return false;
   }
+  writer->expectPoints(expectedPoints(pcbinPath, reader->totalPoints()));
 
   TRACE_INFO("pcbin_las", "las write starts, frames: %u, points: %u, pgoResult: %u",
              reader->totalFrames(), reader->totalPoints(),

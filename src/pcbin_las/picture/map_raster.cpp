@@ -31,7 +31,7 @@ Colour heightColour(double part) {
   Colour colour{};
   for (std::size_t i = 0; i < colour.size(); ++i)
     colour[i] = static_cast<std::uint8_t>(
-        std::lerp(kStops[stop][i], kStops[stop + 1][i], position - stop) + 0.5);
+        std::lround(std::lerp(kStops[stop][i], kStops[stop + 1][i], position - stop)));
   return colour;
 }
 

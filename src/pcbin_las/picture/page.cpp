@@ -43,9 +43,9 @@ void writeRight(Canvas& page, int y, const std::string& text) {
 void drawMap(Canvas& page, const MapRaster& raster, const MapView& view) {
   page.fill(kMargin - 1, kMargin - 1, view.width + 2, view.height + 2, kFrame);
   const std::vector<Colour> pixels = raster.colours(kGround);
+  auto pixel = pixels.begin();
   for (int y = 0; y < view.height; ++y) {
-    for (int x = 0; x < view.width; ++x)
-      page.set(kMargin + x, kMargin + y, pixels[static_cast<std::size_t>(y * view.width + x)]);
+    for (int x = 0; x < view.width; ++x) page.set(kMargin + x, kMargin + y, *pixel++);
   }
 }
 

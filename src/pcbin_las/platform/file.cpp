@@ -289,4 +289,12 @@ bool File::truncate(std::int64_t size) {
   return result == 0;
 }
 
+bool File::reserve(std::int64_t end) {
+  int result = -1;
+  do {
+    result = ::fallocate(descriptor_, FALLOC_FL_KEEP_SIZE, diskPosition_, end - diskPosition_);
+  } while (result != 0 && errno == EINTR);
+  return result == 0;
+}
+
 }  // namespace ferrun

@@ -94,6 +94,11 @@ class File final : public IODevice {
   /// Cuts a file open for writing to `size` bytes; the current position stays. False on failure.
   bool truncate(std::int64_t size);
 
+  /// Reserves disk space for the bytes from the end of those written so far to offset `end`. The
+  /// size of the file stays; truncate() frees what was not needed. False when the file system
+  /// refuses or cannot.
+  bool reserve(std::int64_t end);
+
  private:
   template <class OpenDescriptor>
   bool openWith(const std::string& name, bool reading, OpenDescriptor openDescriptor);
