@@ -132,7 +132,7 @@ TEST(LasWriter, WritesManyPointsAsItWritesEach) {
   EXPECT_THAT(captured.lines(), testing::Each(testing::HasSubstr(" 3 points ")));
 }
 
-TEST(LasWriter, RefusesWhatDoesNotFitAndSaysHowMany) {
+TEST(LasWriter, RefusesCoordinatesThatDoNotFitAndReportsTheirNumber) {
   const test::TempDir dir;
   const test::CapturedLines captured;
   LasWriter writer;
@@ -154,7 +154,20 @@ TEST(LasWriter, RefusesWhatDoesNotFitAndSaysHowMany) {
                   testing::HasSubstr(dir.path("a.las")), testing::HasSubstr(" 18 points "))));
 }
 
-TEST(LasWriter, KeepsTheFileOnDiskWholeWhileWriting) {
+TEST(LasWriter, WritesOneFileAfterAnotherWithAnyBufferSizeAndScaleFactor) {
+  const test::TempDir dir;
+  LasWriter writer;
+  for (const unsigned bufferSize : {0U, 33U, kFourRecords}) {
+    pontra::LasHeader header = headerWithOffset();
+    header.yScaleFactor = -0.002;
+    ASSERT_TRUE(writer.open(header, dir.path("a.las"), bufferSize));
+    for (int n = 0; n < 5; ++n) EXPECT_TRUE(writer.writePoint(pointAt(n, n, n)));
+    EXPECT_TRUE(writer.close());
+    expectWholeLas(test::readFile(dir.path("a.las")), 5);
+  }
+}
+
+TEST(LasWriter, UpdatesTheHeaderOnDiskWithEachBuffer) {
   const test::TempDir dir;
   {
     LasWriter writer;
@@ -195,7 +208,7 @@ TEST(LasWriter, FreesTheDiskSpaceThatItReservedInVain) {
   expectWholeLas(test::readFile(dir.path("a.las")), 10);
 }
 
-TEST(LasWriter, LeavesWholeRecordsAndATrueHeaderAfterAFailedWrite) {
+TEST(LasWriter, LeavesWholeRecordsAndAValidHeaderAfterAFailedWrite) {
   const test::TempDir dir;
   const std::string path = dir.path("a.las");
   for (std::size_t end = 227; end < 227 + 34 * 10; end += 17) {
