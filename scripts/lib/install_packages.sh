@@ -32,7 +32,7 @@ install_packages() {
     apt-get install -y --no-install-recommends "${missing[@]}"
 }
 
-# The options that make CMake use make where there is no ninja, one a line.
+# The options that make CMake use ninja where it is installed, one a line.
 generator_options() {
-  if ! command -v ninja >/dev/null; then printf '%s\n' -G 'Unix Makefiles'; fi
+  if command -v ninja >/dev/null; then printf '%s\n' -G Ninja; fi
 }

@@ -9,6 +9,8 @@
 #include <thread>
 #include <vector>
 
+#include "pcbin_las/platform/api.h"
+
 namespace ferrun {
 
 /// Wishes about how the workers of a queue are scheduled. Of the last one alone something is made.
@@ -22,7 +24,7 @@ struct SchedParam {
 
 /// A named queue of tasks that worker threads run. With one worker, tasks run one at a time in the
 /// order in which they were put. Any thread may put tasks.
-class AsyncTaskQueue {
+class PCBIN_API AsyncTaskQueue {
  public:
   using Task = std::function<void(const std::string&)>;
 

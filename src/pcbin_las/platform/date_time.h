@@ -3,10 +3,12 @@
 
 #include <string>
 
+#include "pcbin_las/platform/api.h"
+
 namespace ferrun {
 
 /// A broken-down local calendar time.
-class DateTime {
+class PCBIN_API DateTime {
  public:
   /// Now, in the local time zone.
   static DateTime getDateTime();

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <string>
 
+#include "pcbin_las/platform/api.h"
 #include "pcbin_las/platform/io_device.h"
 #include "pcbin_las/platform/large_memory.h"
 
@@ -16,7 +17,7 @@ namespace ferrun {
 /// A write that fails (a full disk, say) prints one error line with the file's name and the
 /// system's reason. Later writes then fail with the same errno and change nothing, so that no gap
 /// opens in the file, until seek() chooses a new position.
-class File final : public IODevice {
+class PCBIN_API File final : public IODevice {
  public:
   static constexpr int kRead = 0;   ///< an existing file, from its start
   static constexpr int kWrite = 4;  ///< a new file, or an existing one that is emptied

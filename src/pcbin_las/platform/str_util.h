@@ -4,9 +4,11 @@
 #include <string>
 #include <vector>
 
+#include "pcbin_las/platform/api.h"
+
 namespace ferrun {
 
-class StrUtil {
+class PCBIN_API StrUtil {
  public:
   /// The pieces of `text` between occurrences of `separator` (not empty), in order; n occurrences
   /// give n + 1 pieces. Empty pieces are left out when `skipEmpty` is set.

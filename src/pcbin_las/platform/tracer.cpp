@@ -18,6 +18,12 @@ constexpr std::size_t kFull = std::size_t{256} << 10;  // bytes of waiting lines
 
 }  // namespace
 
+template <>
+Tracer* Singleton<Tracer>::getInstance() {
+  static Tracer instance;
+  return &instance;
+}
+
 void STDSink::write(const char* lines, std::size_t size) {
   while (size > 0) {
     const ssize_t written = ::write(STDOUT_FILENO, lines, size);

@@ -11,10 +11,13 @@
 #include <thread>
 #include <vector>
 
+#include "pcbin_las/platform/api.h"
+#include "pcbin_las/platform/singleton.h"
+
 namespace ferrun {
 
 /// A destination of finished lines.
-class TracerSink {
+class PCBIN_API TracerSink {
  public:
   virtual ~TracerSink() = default;
 
@@ -24,7 +27,7 @@ class TracerSink {
 };
 
 /// Writes lines to standard output.
-class STDSink : public TracerSink {
+class PCBIN_API STDSink : public TracerSink {
  public:
   void write(const char* lines, std::size_t size) override;
 };
@@ -33,7 +36,7 @@ class STDSink : public TracerSink {
 /// Lines are gathered in a bounded buffer, which is written out within some 20 ms by a thread of
 /// the tracer, or as soon as it is full by who fills it. Any thread may print. The library's own
 /// messages go to Singleton<Tracer>: a program that neither adds a sink nor starts it sees none.
-class Tracer {
+class PCBIN_API Tracer {
  public:
   Tracer() = default;
   Tracer(const Tracer&) = delete;
@@ -83,5 +86,10 @@ class Tracer {
   std::vector<std::shared_ptr<TracerSink>> sinks_;
   std::thread thread_;
 };
+
+/// The tracer of the process. Defined in the library, so that a program and the shared libraries
+/// that it loads have the same one.
+template <>
+PCBIN_API Tracer* Singleton<Tracer>::getInstance();
 
 }  // namespace ferrun

@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "pcbin_las/platform/api.h"
+
 namespace modeling_app {
 
 static_assert(std::endian::native == std::endian::little,

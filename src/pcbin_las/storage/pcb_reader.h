@@ -1,13 +1,14 @@
 // Reads pcbin files.
 #pragma once
 
+#include "pcbin_las/platform/api.h"
 #include "pcbin_las/storage/pcl_binary.h"
 
 namespace modeling_app {
 
 /// Opens a pcbin file, checks its header and hands out its frames through readPclRGB() and
 /// readPcl().
-class PcbReader : public PclBinary {
+class PCBIN_API PcbReader : public PclBinary {
  public:
   /// Closes the file.
   ~PcbReader() override;

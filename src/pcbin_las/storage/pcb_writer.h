@@ -1,6 +1,7 @@
 // Writes pcbin files.
 #pragma once
 
+#include "pcbin_las/platform/api.h"
 #include "pcbin_las/storage/pcl_binary.h"
 
 namespace modeling_app {
@@ -8,7 +9,7 @@ namespace modeling_app {
 /// Creates a pcbin file and appends the frames that writePcl() queues. The file's header is written
 /// by open(), with zero counts, and again by close() with the final ones. A write that fails is
 /// told by log lines alone; the frames that reached the disk can be read all the same.
-class PcbWriter : public PclBinary {
+class PCBIN_API PcbWriter : public PclBinary {
  public:
   /// A writer whose frames go through `queue`, which must be running with one worker to keep their
   /// order, or through a queue of its own when that is null.

@@ -8,6 +8,7 @@
 #include <mutex>
 #include <string>
 
+#include "pcbin_las/platform/api.h"
 #include "pcbin_las/platform/async_task_queue.h"
 #include "pcbin_las/platform/file.h"
 #include "pcbin_las/storage/block_buffer.h"
@@ -22,7 +23,7 @@ namespace modeling_app {
 ///
 /// One thread opens and closes an object. Meanwhile several may read, or several may write; each
 /// read call and each frame written is whole.
-class PclBinary {
+class PCBIN_API PclBinary {
  public:
   PclBinary() = default;
   PclBinary(const PclBinary&) = delete;
