@@ -12,6 +12,7 @@ string(REGEX REPLACE "\n([^ \n])" "\n  \\1" changes "${changes}")
 file(WRITE ${PROJECT_BINARY_DIR}/packaging/changes "${changes}")
 execute_process(COMMAND fmt -t -w 78 ${PROJECT_BINARY_DIR}/packaging/changes OUTPUT_VARIABLE changes
                 COMMAND_ERROR_IS_FATAL ANY)
+string(REGEX REPLACE "\n([^ \n])" "\n    \\1" changes "${changes}")
 string(STRIP "${changes}" changes)
 string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
 
