@@ -1,10 +1,10 @@
-// The steps between a frame and its LAS points, and the pose file.
+// Refines points, converts frames to LAS records and loads pose files.
 #include <benchmark/benchmark.h>
 
-#include "bench_time.h"
 #include "pcbin_las/export/pose_file.h"
 #include "pcbin_las/export/refine_point.h"
 #include "pcbin_las/export/write_las.h"
+#include "per_item.h"
 #include "survey.h"
 
 namespace {
@@ -19,7 +19,7 @@ norvo::PGOResultMsg somePoses() {
   return poses;
 }
 
-/// Points that stand in `run`s of one sweep.
+/// Refines points in runs of `run` points of the same sweep.
 void refinePoints(benchmark::State& state) {
   const norvo::PGOResultMsg poses = somePoses();
   const auto cloud = bench::sweepCloud(0, bench::kFramePoints);

@@ -230,13 +230,16 @@ check_exports() {
   done
 }
 
-check_examples() {
-  run_quietly cmake -S examples/pipeline -B "$work/pipeline" -DCMAKE_PREFIX_PATH="$prefix"
-  run_quietly cmake --build "$work/pipeline"
-  "$work/pipeline/pcbin_pipeline" "$work" || fail "the pipeline example failed"
-  # The program reads what the library wrote.
-  "$prefix/bin/pcbin_las" -b "$work/colours.pcbin" -n 1 | grep -q 'points\[0\]' ||
-    fail "the program does not read the pipeline's file"
+check_recorder() {
+  local build=$work/recorder read
+  run_quietly cmake -S examples/recorder -B "$build" -DCMAKE_PREFIX_PATH="$prefix"
+  run_quietly cmake --build "$build"
+  "$build/write_pcbin" "$build/survey.pcbin" || fail "write_pcbin failed"
+  read=$("$build/read_pcbin" "$build/survey.pcbin") || fail "read_pcbin failed: $read"
+  [[ $read == *": 25 frames, 50000 points, last point (19.990, 24.000, 0.000) of sweep 24 "* ]] ||
+    fail "read_pcbin does not read what write_pcbin wrote: $read"
+  "$prefix/bin/pcbin_las" -b "$build/survey.pcbin" -n 1 | grep -q 'points\[0\]' ||
+    fail "the program does not read the file of write_pcbin"
 }
 
 echo "Building and installing ..."
@@ -247,7 +250,7 @@ check_program
 check_man_page
 check_completion
 check_headers
-check_examples
+check_recorder
 write_caller
 check_caller
 check_pkg_config

@@ -74,7 +74,7 @@ check_purge() {
 }
 
 machine=$(dpkg --print-architecture)
-caller=examples/pipeline
+caller=examples/recorder
 echo "Building the packages twice ..."
 check_same_bytes
 check_with_lintian

@@ -130,7 +130,7 @@ TEST_F(PoseFile, SkipsALineWithABadFieldAndSaysWhere) {
     EXPECT_THAT(captured.lines(),
                 ElementsAre("<W>TIME [pcbin_las,L#] pgo file(" + dir_.path("pgo.csv") +
                             ") line 4 skipped, column " + std::to_string(column) +
-                            " is not a valid number(" + field + ")!"));
+                            " is not a valid number(" + (field == "\r" ? "\\x0D" : field) + ")!"));
   }
 }
 

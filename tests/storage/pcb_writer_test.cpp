@@ -1,6 +1,8 @@
 #include "pcbin_las/storage/pcb_writer.h"
 
+#include <cerrno>
 #include <future>
+#include <tuple>
 
 #include <gmock/gmock.h>
 
@@ -204,7 +206,10 @@ TEST(PcbWriter, RefusesFilesAndFramesItCannotWrite) {
           "<E>TIME [File::open,L#] " + file + "/b) cannot be written: Not a directory!",
           "<E>TIME [PcbWriter::open,L#] open " + file + "/b) error!",
           "<E>TIME [File::writeData,L#] " + file + ") write error: No space left on device!",
-          "<E>TIME [PcbWriter::open,L#] " + file + ") write header error, len: 20!"));
+          "<E>TIME [PcbWriter::open,L#] " + file + ") write header error, len: 20!",
+          "<E>TIME [PcbWriter::close,L#] " + file +
+              ") is incomplete, 0 of 0 frames and 0 of 0 points are on disk: No space left on "
+              "device!"));
 }
 
 TEST(PcbWriter, KeepsTheFramesThatReachedAFullDisk) {
@@ -228,8 +233,12 @@ TEST(PcbWriter, KeepsTheFramesThatReachedAFullDisk) {
     EXPECT_EQ(std::count(lines.begin(), lines.end(), error), 1) << buffer;
     if (buffer == 0) {
       EXPECT_THAT(lines, ElementsAre(error, warning("1", "10"), warning("1", "0"),
-                                     warning("2", "0"), warning("2", "0"), warning("2", "0")));
+                                     warning("2", "0"), warning("2", "0"), warning("2", "0"),
+                                     testing::HasSubstr("is incomplete, 1 of 3 frames and 3 of 9 "
+                                                        "points are on disk: No space")));
     }
+    const modeling_app::WriteStatus status = a.writer.writeStatus();
+    EXPECT_EQ(std::tuple(status.error, status.frames, status.points), std::tuple(ENOSPC, 1, 3));
     EXPECT_EQ(test::readFile(a.path).size(), kEnd);
     EXPECT_EQ(header(a.path), test::pcbHeader(3, 9)) << "the counts of the frames handed over";
     PcbReader reader;

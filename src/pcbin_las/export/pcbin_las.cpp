@@ -12,9 +12,7 @@
 
 namespace {
 
-constexpr unsigned kReadBufferSize = 4194304;
 constexpr unsigned kWriteBufferSize = 33554432;
-constexpr unsigned kBatchFrames = 10;
 constexpr float kProgressLinesPerSecond = 0.5F;
 
 /// Says so when the output would destroy one of the inputs.
@@ -41,7 +39,7 @@ void reportProgress(unsigned framesDone, unsigned totalFrames) {
 bool pcbin_las(const std::string& pcbinPath, const std::string& pgoPath,
                const std::string& lasPath) {
   const auto reader = std::make_shared<modeling_app::PcbReader>();
-  if (!reader->open(pcbinPath, kReadBufferSize)) {
+  if (!reader->open(pcbinPath, modeling_app::PclBinary::kBufferSize)) {
     TRACE_ERROR("pcbin_las", "cannot open pcbin file: %s!", pcbinPath.c_str());
     return false;
   }
@@ -65,7 +63,8 @@ bool pcbin_las(const std::string& pcbinPath, const std::string& pgoPath,
              static_cast<unsigned>(msg.pgoPoses.size()));
   unsigned framesDone = 0;
   while (true) {
-    const modeling_app::PclRGBFrames frames = reader->readPclRGB(kBatchFrames);
+    const modeling_app::PclRGBFrames frames =
+        reader->readPclRGB(modeling_app::PclBinary::kBatchFrames);
     if (frames.empty()) break;
     for (const auto& frame : frames) {
       if (write_las(writer, frame, msg) != 0) TRACE_ERROR("pcbin_las", "write pcl frame error!");

@@ -7,7 +7,7 @@
 namespace pontra {
 namespace {
 
-const std::string kClassName = "LasWriter";
+constexpr const char* kClassName = "LasWriter";
 
 constexpr std::uint32_t kMostRecords = std::numeric_limits<std::uint32_t>::max();
 constexpr unsigned kLargestBuffer = 1U << 30;  // bytes; one write call takes an int
