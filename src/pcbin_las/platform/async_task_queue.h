@@ -10,6 +10,8 @@
 #include <thread>
 #include <vector>
 
+#include "pcbin_las/platform/api.h"
+
 namespace ferrun {
 
 /// Scheduling hints. Only `threadName` is used.
@@ -25,7 +27,7 @@ struct SchedParam {
 /// order in which they were put. Any thread may put tasks. A queue whose init() started no worker
 /// runs each task in the thread that puts it, so that no task is lost. Only the constructor, init()
 /// and putTask() allocate memory and may throw std::bad_alloc.
-class AsyncTaskQueue {
+class PCBIN_API AsyncTaskQueue {
  public:
   using Task = std::function<void(const std::string&)>;
 

@@ -4,10 +4,12 @@
 #include <array>
 #include <string>
 
+#include "pcbin_las/platform/api.h"
+
 namespace ferrun {
 
 /// A broken-down local calendar time.
-class DateTime {
+class PCBIN_API DateTime {
  public:
   /// A text that ends with a zero byte.
   using Text = std::array<char, 40>;

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "pcbin_las/platform/api.h"
 #include "pcbin_las/platform/io_device.h"
 
 namespace ferrun {
@@ -17,7 +18,7 @@ namespace ferrun {
 /// A failed read or write (a full disk, for example) prints one error line with the file's name and
 /// the system's reason. After a failed write all writes fail with the same errno and change
 /// nothing, so that the file gets no gap, until seek() chooses a new position.
-class File final : public IODevice {
+class PCBIN_API File final : public IODevice {
  public:
   static constexpr int kRead = 0;   ///< an existing file, from its start
   static constexpr int kWrite = 4;  ///< a new file, or an existing one that is emptied

@@ -4,10 +4,12 @@
 #include <cstdint>
 #include <string>
 
+#include "pcbin_las/platform/api.h"
+
 namespace ferrun {
 
 /// A sequence of bytes with a current position.
-class IODevice {
+class PCBIN_API IODevice {
  public:
   virtual ~IODevice() = default;
 

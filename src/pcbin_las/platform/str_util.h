@@ -5,9 +5,11 @@
 #include <string_view>
 #include <vector>
 
+#include "pcbin_las/platform/api.h"
+
 namespace ferrun {
 
-class StrUtil {
+class PCBIN_API StrUtil {
  public:
   /// The pieces of `text` between occurrences of `separator`, in order: n occurrences give n + 1
   /// pieces, without the empty ones when `skipEmpty` is set. An empty separator splits nothing.

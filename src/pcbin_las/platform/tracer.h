@@ -13,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+#include "pcbin_las/platform/api.h"
 #include "pcbin_las/platform/singleton.h"
 
 /// What surrounds the text of a prompt: the tag, then yellow and bold; the reset of both.
@@ -22,7 +23,7 @@
 namespace ferrun {
 
 /// A destination of finished lines.
-class TracerSink {
+class PCBIN_API TracerSink {
  public:
   virtual ~TracerSink() = default;
 
@@ -33,7 +34,7 @@ class TracerSink {
 };
 
 /// Writes lines to standard output.
-class STDSink : public TracerSink {
+class PCBIN_API STDSink : public TracerSink {
  public:
   void write(const char* lines, std::size_t size) override;
 
@@ -54,7 +55,7 @@ class STDSink : public TracerSink {
 /// line goes to the sinks at once, in the printing thread. Its sinks must stay usable until the
 /// process ends. After fork() the child keeps the sinks and delivers its lines at once; lines that
 /// waited are delivered by the parent alone.
-class Tracer {
+class PCBIN_API Tracer {
  public:
   Tracer() = default;
   Tracer(const Tracer&) = delete;
@@ -123,6 +124,6 @@ class Tracer {
 
 /// Defined in the library, so that a program and shared libraries that it loads use one tracer.
 template <>
-Tracer* Singleton<Tracer>::getInstance();
+PCBIN_API Tracer* Singleton<Tracer>::getInstance();
 
 }  // namespace ferrun

@@ -7,6 +7,7 @@
 #include <Eigen/Geometry>
 #include <pcl/point_cloud.h>
 
+#include "pcbin_las/storage/eigen_alignment.h"
 #include "pcbin_las/storage/points.h"
 
 namespace norvo {

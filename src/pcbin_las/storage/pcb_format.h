@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "pcbin_las/platform/api.h"
+
 namespace modeling_app {
 
 /// The file header: the first 68 bytes of a file. The counts are zero until the writer closes the

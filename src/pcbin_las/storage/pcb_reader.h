@@ -3,12 +3,13 @@
 
 #include <string>
 
+#include "pcbin_las/platform/api.h"
 #include "pcbin_las/storage/pcl_binary.h"
 
 namespace modeling_app {
 
 /// Opens a pcbin file, checks its header and reads its frames through readPclRGB() and readPcl().
-class PcbReader : public PclBinary {
+class PCBIN_API PcbReader : public PclBinary {
  public:
   ~PcbReader() override;
 

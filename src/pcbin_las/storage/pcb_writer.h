@@ -5,12 +5,13 @@
 #include <memory>
 #include <string>
 
+#include "pcbin_las/platform/api.h"
 #include "pcbin_las/storage/pcl_binary.h"
 
 namespace modeling_app {
 
 /// How much of what was handed to a writer is on disk.
-struct WriteStatus {
+struct PCBIN_API WriteStatus {
   int error = 0;             ///< errno of the first write that failed since open(), 0 when none has
   std::uint64_t frames = 0;  ///< whole frames on disk
   std::uint64_t points = 0;  ///< points of these frames
@@ -29,7 +30,7 @@ struct WriteStatus {
 /// A write to a pipe without a reader, and one beyond a limit of the file size, end the process by
 /// SIGPIPE or SIGXFSZ unless the caller ignores these signals; ignored, they are failed writes. A
 /// child process made by fork() must not use or destroy a writer of its parent.
-class PcbWriter : public PclBinary {
+class PCBIN_API PcbWriter : public PclBinary {
  public:
   /// A writer whose frames go through `queue`, which needs one worker to keep their order, or,
   /// when that is null, through a queue of its own. Throws std::bad_alloc.

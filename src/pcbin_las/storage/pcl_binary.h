@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "pcbin_las/platform/api.h"
 #include "pcbin_las/platform/async_task_queue.h"
 #include "pcbin_las/platform/file.h"
 #include "pcbin_las/storage/cloud_pool.h"
@@ -46,7 +47,7 @@ struct PassedFrames {
 ///
 /// One thread opens and closes an object. In between, several threads may read, or several may
 /// write; each read call and each written frame is whole.
-class PclBinary {
+class PCBIN_API PclBinary {
  public:
   static constexpr std::uint32_t kBufferSize = 4194304;  ///< bytes; usual argument of open()
   static constexpr unsigned kBatchFrames = 10;           ///< usual argument of readPclRGB()
