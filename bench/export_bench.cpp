@@ -19,13 +19,17 @@ norvo::PGOResultMsg somePoses() {
   return poses;
 }
 
-/// Refines points in runs of `run` points of the same sweep.
+/// A cloud with runs of `run` points of the same sweep.
+auto cloudInRuns(std::int64_t run) {
+  auto cloud = bench::sweepCloud(0, bench::kFramePoints);
+  for (std::uint32_t i = 0; i < bench::kFramePoints; ++i)
+    cloud->points[i].sweepid = i / static_cast<std::uint32_t>(run) % kSweeps;
+  return cloud;
+}
+
 void refinePoints(benchmark::State& state) {
   const norvo::PGOResultMsg poses = somePoses();
-  const auto cloud = bench::sweepCloud(0, bench::kFramePoints);
-  const auto run = static_cast<std::uint32_t>(state.range(0));
-  for (std::uint32_t i = 0; i < bench::kFramePoints; ++i)
-    cloud->points[i].sweepid = i / run % kSweeps;
+  const auto cloud = cloudInRuns(state.range(0));
   SweepMotion motion;
   for ([[maybe_unused]] const auto step : state) {
     unsigned i = 0;
@@ -39,7 +43,7 @@ BENCHMARK(refinePoints)->ArgName("run")->Arg(bench::kFramePoints)->Arg(100)->Arg
 void writeFrameAsLas(benchmark::State& state) {
   const norvo::PGOResultMsg poses = somePoses();
   const auto frame = std::make_shared<modeling_app::PclRGBFrame>();
-  frame->cloud = bench::sweepCloud(0, bench::kFramePoints);
+  frame->cloud = cloudInRuns(state.range(0));
   pontra::LasHeader header;
   pontra::LasHeaderInit(&header, pontra::kPointFormat3);
   const auto writer = std::make_shared<pontra::LasWriter>();
@@ -47,7 +51,7 @@ void writeFrameAsLas(benchmark::State& state) {
   for ([[maybe_unused]] const auto step : state) write_las(writer, frame, poses);
   bench::reportPerItem(state, "per_point", state.iterations() * std::int64_t{bench::kFramePoints});
 }
-BENCHMARK(writeFrameAsLas);
+BENCHMARK(writeFrameAsLas)->ArgName("run")->Arg(bench::kFramePoints)->Arg(100)->Arg(1);
 
 void loadPoses(benchmark::State& state) {
   const auto sweeps = static_cast<unsigned>(state.range(0));

@@ -6,7 +6,8 @@
 // REMOVE is a pattern of files to remove before each run. STDOUT is the file for the standard
 // output, created for each run. Prints one line: for A and for B the median wall time and CPU time
 // (user and system) in seconds and the peak memory in KiB, then the median ratios A / B of the
-// pairs, of wall time and of CPU time. Without B, its numbers are 0.
+// pairs, of wall time and of CPU time, and A's median user time in seconds. Without B, its numbers
+// are 0.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -27,6 +28,7 @@ struct Cost {
   double wall = 0;  ///< seconds
   double cpu = 0;   ///< seconds
   long memory = 0;  ///< KiB
+  double user = 0;  ///< seconds, part of cpu
 };
 
 double seconds(const timeval& time) {
@@ -64,7 +66,8 @@ Cost run(char** command, const char* remove, const char* output) {
     std::fprintf(stderr, "%s failed with status %d\n", command[0], status);
     std::exit(1);
   }
-  return {end - start, seconds(usage.ru_utime) + seconds(usage.ru_stime), usage.ru_maxrss};
+  const double user = seconds(usage.ru_utime);
+  return {end - start, user + seconds(usage.ru_stime), usage.ru_maxrss, user};
 }
 
 /// The median of one member of `costs`.
@@ -109,11 +112,12 @@ int main(int argc, char** argv) {
     costsA.push_back(costA);
     if (!two) continue;
     costsB.push_back(costB);
-    ratios.push_back({costA.wall / costB.wall, costA.cpu / costB.cpu, 0});
+    ratios.push_back({costA.wall / costB.wall, costA.cpu / costB.cpu});
   }
   removeFiles(remove);
   printCosts(costsA);
   printCosts(costsB);
-  std::printf("%.4f %.4f\n", medianOf(ratios, &Cost::wall), medianOf(ratios, &Cost::cpu));
+  std::printf("%.4f %.4f %.6f\n", medianOf(ratios, &Cost::wall), medianOf(ratios, &Cost::cpu),
+              medianOf(costsA, &Cost::user));
   return 0;
 }
