@@ -51,7 +51,12 @@ void refineBlock(std::span<const norvo::PointRGBIST> points, unsigned i,
   const bool moves = !msg.pgoPoses.empty();
   const std::uint32_t sweepid = points[0].sweepid;
   if (moves && sweepid != motion.sweep && !selectSweep(sweepid, i, msg, motion)) return;
-  for (const norvo::PointRGBIST& point : points) block.append(point, point.x, point.y, point.z);
+  for (const norvo::PointRGBIST& point : points) {
+    // The next block, which has left the cache since it was decoded. Beyond the cloud this does
+    // nothing.
+    __builtin_prefetch(&point + kBlock);
+    block.append(point, point.x, point.y, point.z);
+  }
   if (!moves) return;
   const SweepMotion sweep = motion;  // a copy, for its members do not change in the loop
   for (std::size_t k = 0; k < kBlock; ++k) {
