@@ -109,6 +109,10 @@ TEST(LasWriter, WritesManyPointsAsItWritesEach) {
     points.push_back(
         {half / 4, -half * n, 1e8 - n * 0.3, 1, 2, 3, static_cast<std::uint16_t>(n), n * 0.25});
   }
+  points[515].x = -900;  // bounds at odd and at even places of a block
+  points[516].y = 1e8;
+  points[517].z = 2e8;
+  points[518].z = -2e8;
   points[300].x = kNan;
   points[812].y = -kInfinity;
   points[1300].z = 2147483647.5 / 4;
