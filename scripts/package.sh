@@ -10,7 +10,7 @@ mkdir -p build/package
 log=build/package/package.log
 : >"$log"
 
-install_packages g++ cmake ninja-build libpcl-dev libeigen3-dev dpkg-dev
+install_packages g++ cmake ninja-build libpcl-dev nlohmann-json3-dev libeigen3-dev dpkg-dev
 machine=$(dpkg --print-architecture)
 architecture=${1:-$machine}
 preset=release
