@@ -1,13 +1,13 @@
 #!/bin/sh
-# Measures whole runs of the tool beside programs that only move the same bytes, and holds the
-# ratios against their bounds. Times on a shared machine waver; the ratios of runs made in turn,
-# whose median is shown, do so much less.
+# Compares whole runs of the tool with programs that only read and write the same number of bytes, and
+# checks the ratios against their bounds. Runs alternate, and the median ratio is shown: it varies much
+# less on a shared machine than the times.
 #
 #   compare.sh BUILD_DIR [WORK_DIR [PAIRS [large]]]
 #
-# BUILD_DIR was built with -DPCBIN_BUILD_BENCH=ON. WORK_DIR (BUILD_DIR/bench-data) takes 2 GB,
-# and 8 GB more with "large", which adds a survey of 100 million points; the surveys are kept for
-# the next run. Exits with 1 when a bound is missed.
+# BUILD_DIR must be built with -DPCBIN_BUILD_BENCH=ON. WORK_DIR (default: BUILD_DIR/bench-data) needs
+# 2 GB, and 8 GB more with "large", which adds a survey of 100 million points. The surveys are kept
+# for the next run. The exit status is 1 when a bound is missed.
 set -eu
 
 if [ $# -lt 1 ]; then
@@ -23,7 +23,7 @@ out=$work/out
 new=$out/new_map.las
 missed=0
 
-# Makes the survey of $1 million points in frames of 20,000 points.
+# Writes the survey of $1 million points in frames of 20,000 points.
 make_survey() {
   if [ ! -f "$work/$1/pgo.csv" ]; then
     mkdir -p "$work/$1"
@@ -31,13 +31,13 @@ make_survey() {
   fi
 }
 
-# Of everything in a LAS file but the name of the software and the date.
+# The digest of a LAS file without the software name and the date.
 digest() {
   { head -c 58 "$1" && tail -c +95 "$1"; } | sha256sum | cut -d ' ' -f 1
 }
 
-# What the conversions of 1 and of 10 million points gave when this was written, with Debian 12's libm,
-# which the survey is computed with.
+# The expected digests of the converted surveys of 1 and of 10 million points. The surveys depend on
+# libm; these digests are from Debian 12.
 recorded_digest() {
   case $1 in
     1) echo 0ac914d63c5e310f90ef22de1fe62237d99aa125aa998a878cf87455a23bbd24 ;;
@@ -45,7 +45,7 @@ recorded_digest() {
   esac
 }
 
-# Runs "A... -- B..." in pairs and takes up what they cost.
+# Runs "A... -- B..." in pairs and stores their cost.
 measure() {
   costs=$("$bench/run_pairs" "$pairs" "$out/*_*.las" "$lines" -- "$@")
   read -r wall cpu memory other_wall other_cpu other_memory wall_ratio cpu_ratio <<EOF
@@ -53,7 +53,7 @@ $costs
 EOF
 }
 
-# Prints a row: what it is, the value, its lowest and highest allowed value, and a remark.
+# Prints a row: label, value, lowest and highest allowed value, remark.
 row() {
   verdict=$(awk -v value="$2" -v low="$3" -v high="$4" \
     'BEGIN { print (value >= low && value <= high) ? "ok" : "MISSED" }')
@@ -88,9 +88,9 @@ for million in 1 10; do
     </dev/null >/dev/null
   found=$(digest "$out/$million.las")
   if [ "$found" = "$(recorded_digest "$million")" ]; then
-    echo "the conversion of $million M points gives the recorded bytes, digest $found"
+    echo "$million M points: the LAS file matches the recorded digest $found"
   else
-    echo "the conversion of $million M points gives OTHER BYTES than recorded, digest $found"
+    echo "$million M points: the LAS file DIFFERS from the recorded one, digest $found"
     missed=1
   fi
 done

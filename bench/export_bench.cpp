@@ -1,10 +1,10 @@
-// The steps between a frame and its LAS points, and the pose file.
+// Refines points, converts frames to LAS records and loads pose files.
 #include <benchmark/benchmark.h>
 
-#include "bench_time.h"
 #include "pcbin_las/export/pose_file.h"
 #include "pcbin_las/export/refine_point.h"
 #include "pcbin_las/export/write_las.h"
+#include "per_item.h"
 #include "survey.h"
 
 namespace {
@@ -19,18 +19,18 @@ norvo::PGOResultMsg somePoses() {
   return poses;
 }
 
-/// Points that stand in `run`s of one sweep.
+/// Refines points in runs of `run` points of the same sweep.
 void refinePoints(benchmark::State& state) {
   const norvo::PGOResultMsg poses = somePoses();
   const auto cloud = bench::sweepCloud(0, bench::kFramePoints);
   const auto run = static_cast<std::uint32_t>(state.range(0));
   for (std::uint32_t i = 0; i < bench::kFramePoints; ++i)
     cloud->points[i].sweepid = i / run % kSweeps;
-  PointRefiner refiner(poses);
+  SweepMotion motion;
   for ([[maybe_unused]] const auto step : state) {
     unsigned i = 0;
     for (const norvo::PointRGBIST& point : cloud->points)
-      benchmark::DoNotOptimize(refiner.refine(point, i++));
+      benchmark::DoNotOptimize(refinePoint(point, i++, poses, motion));
   }
   bench::reportPerItem(state, "per_point", state.iterations() * std::int64_t{bench::kFramePoints});
 }

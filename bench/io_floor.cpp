@@ -1,8 +1,7 @@
-// The least that a conversion or a repair has to do: reads a file in 4 MiB pieces and writes, for
-// every IN_SIZE bytes read, OUT_SIZE of them through one 32 MiB buffer. Without OUTPUT it only
+// The lower bound for a conversion or a repair: reads a file in pieces of 4 MiB and writes, for
+// every IN_SIZE bytes read, OUT_SIZE of them through one buffer of 32 MiB. Without OUTPUT it only
 // reads.
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -10,30 +9,20 @@
 #include <memory>
 #include <unistd.h>
 
+#include "system_calls.h"
+
 namespace {
+
+using bench::fail;
+using bench::writeAll;
 
 constexpr std::size_t kReadSize = std::size_t{4} << 20;
 constexpr std::size_t kWriteSize = std::size_t{32} << 20;
-
-[[noreturn]] void fail(const char* what) {
-  std::perror(what);
-  std::exit(1);
-}
 
 std::size_t readPiece(int descriptor, char* piece) {
   const ssize_t count = ::read(descriptor, piece, kReadSize);
   if (count < 0) fail("read");
   return static_cast<std::size_t>(count);
-}
-
-void writeAll(int descriptor, const char* bytes, std::size_t size) {
-  while (size > 0) {
-    const ssize_t count = ::write(descriptor, bytes, size);
-    if (count < 0 && errno != EINTR) fail("write");
-    if (count <= 0) continue;
-    bytes += count;
-    size -= static_cast<std::size_t>(count);
-  }
 }
 
 }  // namespace
@@ -48,7 +37,7 @@ int main(int argc, char** argv) {
   if (outSize == 0 || outSize > inSize) return 2;
   const int input = ::open(argv[1], O_RDONLY | O_CLOEXEC);
   if (input < 0) fail(argv[1]);
-  // What is written is not what was read byte by byte: up to IN_SIZE bytes stand beyond the piece.
+  // The output may take up to IN_SIZE bytes from beyond the end of the piece.
   const std::unique_ptr<char[]> piece(new char[kReadSize + inSize]);
   if (argc == 2) {
     while (readPiece(input, piece.get()) > 0) {

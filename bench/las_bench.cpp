@@ -1,8 +1,8 @@
 // Encoding and appending LAS points.
 #include <benchmark/benchmark.h>
 
-#include "bench_time.h"
 #include "pcbin_las/las/las_writer.h"
+#include "per_item.h"
 #include "survey.h"
 
 namespace {

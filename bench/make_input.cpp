@@ -1,4 +1,4 @@
-// Makes the input of a conversion: DIR/survey.pcbin and DIR/pgo.csv.
+// Writes the input of a conversion: DIR/survey.pcbin and DIR/pgo.csv.
 #include <cstdio>
 #include <cstdlib>
 
@@ -12,7 +12,7 @@ int main(int argc, char** argv) {
   const std::string directory = argv[1];
   const auto sweeps = static_cast<unsigned>(std::strtoul(argv[2], nullptr, 10));
   const auto points = static_cast<unsigned>(std::strtoul(argv[3], nullptr, 10));
-  bench::writePcbin(directory + "/survey.pcbin", sweeps, points);
+  bench::writeSurvey(directory + "/survey.pcbin", sweeps, points);
   bench::writePoses(directory + "/pgo.csv", sweeps);
   return 0;
 }

@@ -18,7 +18,7 @@ class NullSink : public ferrun::TracerSink {
   }
 };
 
-/// Prints the line that a viewer prints for a point, its time text included.
+/// Prints the line of the LAS viewer for one point, with its time text.
 void printLines(benchmark::State& state, const std::shared_ptr<ferrun::TracerSink>& sink) {
   ferrun::Tracer tracer;
   tracer.addSink(sink);
@@ -38,7 +38,7 @@ void printLineToNothing(benchmark::State& state) {
 }
 BENCHMARK(printLineToNothing);
 
-/// Through the sink of the tool to /dev/null.
+/// Prints through the tool's sink to /dev/null.
 void printLineToStandardOutput(benchmark::State& state) {
   const int saved = ::dup(STDOUT_FILENO);
   const int nothing = ::open("/dev/null", O_WRONLY);

@@ -1,13 +1,13 @@
-// The least that a listing of LAS records has to do: formats the lines of every record with
-// snprintf and writes them to standard output, with a time text that never changes.
+// The lower bound for a listing of LAS records: formats the lines of every record with snprintf and
+// writes them to standard output. The time in the lines is constant.
 #include <array>
-#include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
 #include <unistd.h>
 #include <vector>
 
 #include "pcbin_las/las/las_records.h"
+#include "system_calls.h"
 
 namespace {
 
@@ -15,17 +15,6 @@ constexpr const char* kTimeText = "2024-03-05 07:08:09.123";
 constexpr std::size_t kPieceRecords = 32768;
 constexpr std::size_t kOutputSize = std::size_t{64} << 10;
 constexpr std::size_t kLongestLines = 512;
-
-bool writeAll(const char* bytes, std::size_t size) {
-  while (size > 0) {
-    const ssize_t count = ::write(STDOUT_FILENO, bytes, size);
-    if (count < 0 && errno != EINTR) return false;
-    if (count <= 0) continue;
-    bytes += count;
-    size -= static_cast<std::size_t>(count);
-  }
-  return true;
-}
 
 std::size_t formatRecord(char* out, unsigned index, const pontra::LasPointRecord& record) {
   int size = std::snprintf(out, kLongestLines,
@@ -51,15 +40,16 @@ int main(int argc, char** argv) {
   std::size_t used = 0;
   unsigned index = 0;
   while (true) {
-    // A regular file gives short reads at its end only.
+    // A regular file returns short reads at its end only.
     const ssize_t count = ::read(input, records.data(), kPieceRecords * sizeof(records[0]));
     if (count <= 0) break;
     for (std::size_t i = 0; i < static_cast<std::size_t>(count) / sizeof(records[0]); ++i) {
       used += formatRecord(output.data() + used, index++, records[i]);
       if (used < kOutputSize) continue;
-      if (!writeAll(output.data(), used)) return 1;
+      bench::writeAll(STDOUT_FILENO, output.data(), used);
       used = 0;
     }
   }
-  return writeAll(output.data(), used) ? 0 : 1;
+  bench::writeAll(STDOUT_FILENO, output.data(), used);
+  return 0;
 }

@@ -1,23 +1,25 @@
-// Runs two commands in turn, A B A B ..., and compares what they cost. Each run starts with an
-// empty standard input and without the files of the run before.
+// Runs two commands in turn, A B A B ..., and compares their cost. Each run has an empty standard
+// input; the output files of the previous run are removed first.
 //
 //   run_pairs PAIRS REMOVE STDOUT -- A... [-- B...]
 //
-// REMOVE is a pattern of files to remove before each run, STDOUT the file that takes the standard
-// output and that is made anew each time. Prints one line: of A and of B the median wall time and
-// CPU time (user and system) in seconds and the peak memory in KiB, then the medians of the pairs'
-// ratios A / B of wall time and of CPU time. Without B its numbers are 0.
+// REMOVE is a pattern of files to remove before each run. STDOUT is the file for the standard
+// output, created for each run. Prints one line: for A and for B the median wall time and CPU time
+// (user and system) in seconds and the peak memory in KiB, then the median ratios A / B of the
+// pairs, of wall time and of CPU time. Without B, its numbers are 0.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <fcntl.h>
 #include <glob.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
+
+#include "system_calls.h"
+#include "timing.h"
 
 namespace {
 
@@ -26,17 +28,6 @@ struct Cost {
   double cpu = 0;   ///< seconds
   long memory = 0;  ///< KiB
 };
-
-[[noreturn]] void fail(const char* what) {
-  std::perror(what);
-  std::exit(1);
-}
-
-double now() {
-  timespec time{};
-  clock_gettime(CLOCK_MONOTONIC, &time);
-  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
-}
 
 double seconds(const timeval& time) {
   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
@@ -61,14 +52,14 @@ void removeFiles(const char* pattern) {
 Cost run(char** command, const char* remove, const char* output) {
   removeFiles(remove);
   if (std::strcmp(output, "/dev/null") != 0) ::unlink(output);
-  const double start = now();
+  const double start = bench::now();
   const pid_t child = ::fork();
-  if (child < 0) fail("fork");
+  if (child < 0) bench::fail("fork");
   if (child == 0) execute(command, output);
   int status = 0;
   rusage usage{};
-  if (::wait4(child, &status, 0, &usage) != child) fail("wait4");
-  const double end = now();
+  if (::wait4(child, &status, 0, &usage) != child) bench::fail("wait4");
+  const double end = bench::now();
   if (status != 0) {
     std::fprintf(stderr, "%s failed with status %d\n", command[0], status);
     std::exit(1);
@@ -76,22 +67,19 @@ Cost run(char** command, const char* remove, const char* output) {
   return {end - start, seconds(usage.ru_utime) + seconds(usage.ru_stime), usage.ru_maxrss};
 }
 
-template <class Value>
-double median(const std::vector<Cost>& costs, Value value) {
+/// The median of one member of `costs`.
+template <class Member>
+double medianOf(const std::vector<Cost>& costs, Member member) {
   std::vector<double> values;
   values.reserve(costs.size());
-  for (const Cost& cost : costs) values.push_back(static_cast<double>(value(cost)));
-  std::sort(values.begin(), values.end());
-  const std::size_t middle = values.size() / 2;
-  if (values.empty()) return 0;
-  return values.size() % 2 == 1 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
+  for (const Cost& cost : costs) values.push_back(cost.*member);
+  return bench::median(values);
 }
 
 void printCosts(const std::vector<Cost>& costs) {
   long peak = 0;
   for (const Cost& cost : costs) peak = std::max(peak, cost.memory);
-  std::printf("%.6f %.6f %ld ", median(costs, [](const Cost& cost) { return cost.wall; }),
-              median(costs, [](const Cost& cost) { return cost.cpu; }), peak);
+  std::printf("%.6f %.6f %ld ", medianOf(costs, &Cost::wall), medianOf(costs, &Cost::cpu), peak);
 }
 
 }  // namespace
@@ -114,7 +102,7 @@ int main(int argc, char** argv) {
   std::vector<Cost> costsA;
   std::vector<Cost> costsB;
   std::vector<Cost> ratios;
-  for (int pair = -1; pair < pairs; ++pair) {  // the first warms the page cache up
+  for (int pair = -1; pair < pairs; ++pair) {  // pair -1 fills the page cache
     const Cost costA = run(a, remove, output);
     const Cost costB = two ? run(b, remove, output) : Cost{};
     if (pair < 0) continue;
@@ -126,7 +114,6 @@ int main(int argc, char** argv) {
   removeFiles(remove);
   printCosts(costsA);
   printCosts(costsB);
-  std::printf("%.4f %.4f\n", median(ratios, [](const Cost& ratio) { return ratio.wall; }),
-              median(ratios, [](const Cost& ratio) { return ratio.cpu; }));
+  std::printf("%.4f %.4f\n", medianOf(ratios, &Cost::wall), medianOf(ratios, &Cost::cpu));
   return 0;
 }

@@ -1,8 +1,5 @@
 // Reading and writing pcbin files.
-#include <algorithm>
 #include <chrono>
-#include <cstdio>
-#include <cstdlib>
 #include <fcntl.h>
 #include <thread>
 #include <unistd.h>
@@ -10,11 +7,14 @@
 
 #include <benchmark/benchmark.h>
 
-#include "bench_time.h"
 #include "pcbin_las/storage/pcb_reader.h"
 #include "pcbin_las/storage/pcb_writer.h"
 #include "pcbin_las/storage/point_codec.h"
+#include "per_item.h"
 #include "survey.h"
+#include "system_calls.h"
+#include "timing.h"
+#include "write_pcbin.h"
 
 namespace {
 
@@ -25,7 +25,7 @@ constexpr unsigned kBuffer = 4U << 20;  // bytes, as the conversion's reader and
 void readFrame(benchmark::State& state) {
   const bench::TempDir directory;
   const std::string path = directory.file("survey.pcbin");
-  bench::writePcbin(path, 50, bench::kFramePoints);
+  bench::writeSurvey(path, 50, bench::kFramePoints);
   modeling_app::PcbReader reader;
   reader.open(path, kBuffer);
   const auto batch = static_cast<unsigned>(state.range(0));
@@ -61,8 +61,8 @@ void waitUntilWritten(const ferrun::AsyncTaskQueue& queue) {
   while (queue.size() > 0) std::this_thread::sleep_for(std::chrono::microseconds(50));
 }
 
-/// What the caller of writePcl() waits. The worker is busy with earlier frames, or has gone to
-/// sleep because the frames come slowly.
+/// The duration of a writePcl() call: while the worker is busy with earlier frames, or while it
+/// sleeps because frames are put slowly.
 void writePclCall(benchmark::State& state) {
   const auto cloud = bench::sweepCloud(0, static_cast<unsigned>(state.range(0)));
   const bool slowly = state.range(1) != 0;
@@ -95,14 +95,8 @@ constexpr unsigned kFrames = 100;
 
 double writeFrames(const std::string& path, const std::shared_ptr<norvo::RgbCloud>& cloud) {
   ::unlink(path.c_str());
-  const auto queue = std::make_shared<ferrun::AsyncTaskQueue>("frames");
-  queue->init(1, {});
   const double start = bench::now();
-  modeling_app::PcbWriter writer(queue);
-  writer.open(path, kBuffer);
-  for (unsigned i = 0; i < kFrames; ++i) writer.writePcl(cloud);
-  waitUntilWritten(*queue);
-  writer.close();
+  if (!writePcbin(path, kFrames, [&](unsigned) { return cloud; })) bench::fail(path.c_str());
   return bench::now() - start;
 }
 
@@ -110,16 +104,13 @@ double writePlainly(const std::string& path, const std::vector<char>& bytes) {
   ::unlink(path.c_str());
   const double start = bench::now();
   const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
-  for (std::size_t done = 0; done < bytes.size();) {
-    const ssize_t count = ::write(file, bytes.data() + done, bytes.size() - done);
-    if (count <= 0) std::abort();
-    done += static_cast<std::size_t>(count);
-  }
+  if (file < 0) bench::fail(path.c_str());
+  bench::writeAll(file, bytes.data(), bytes.size());
   ::close(file);
   return bench::now() - start;
 }
 
-/// Frames until they are in the file, beside one write(2) of the same number of bytes.
+/// The time to write frames and close the file, compared with one write(2) of the same size.
 void writeFramesToDisk(benchmark::State& state) {
   const bench::TempDir directory;
   const auto cloud = bench::sweepCloud(0, bench::kFramePoints);

@@ -1,32 +1,25 @@
 #include "survey.h"
 
-#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <random>
-#include <thread>
 
-#include "pcbin_las/storage/pcb_writer.h"
+#include "system_calls.h"
+#include "write_pcbin.h"
 
 namespace bench {
 namespace {
 
 constexpr double kStartTime = 1700000000;  // seconds since the Unix epoch, of sweep 0
 constexpr double kSweepTime = 0.1;         // seconds
-constexpr float kStep = 0.8F;              // metres that the scanner moves in a sweep
-constexpr unsigned kWriteBuffer = 4U << 20;
-
-[[noreturn]] void fail(const std::string& path) {
-  std::fprintf(stderr, "cannot write %s\n", path.c_str());
-  std::exit(1);
-}
+constexpr float kStep = 0.8F;              // metres that the lidar moves per sweep
 
 }  // namespace
 
 std::shared_ptr<norvo::RgbCloud> sweepCloud(std::uint32_t sweep, unsigned points) {
-  std::minstd_rand random(sweep + 1);  // its numbers are the same on every machine
+  std::minstd_rand random(sweep + 1);  // portable: the standard defines its numbers
   auto cloud = std::make_shared<norvo::RgbCloud>();
   cloud->points.resize(points);
   for (unsigned i = 0; i < points; ++i) {
@@ -45,22 +38,14 @@ std::shared_ptr<norvo::RgbCloud> sweepCloud(std::uint32_t sweep, unsigned points
   return cloud;
 }
 
-void writePcbin(const std::string& path, unsigned sweeps, unsigned points) {
-  using namespace std::chrono_literals;
-  const auto queue = std::make_shared<ferrun::AsyncTaskQueue>("frames");
-  modeling_app::PcbWriter writer(queue);
-  if (!queue->init(1, {}) || !writer.open(path, kWriteBuffer)) fail(path);
-  for (std::uint32_t sweep = 0; sweep < sweeps; ++sweep) {
-    if (!writer.writePcl(sweepCloud(sweep, points))) fail(path);
-    while (queue->size() > 8) std::this_thread::sleep_for(1ms);  // bounds the memory
-  }
-  while (queue->size() > 0) std::this_thread::sleep_for(1ms);
-  writer.close();
+void writeSurvey(const std::string& path, unsigned sweeps, unsigned points) {
+  const auto makeCloud = [points](unsigned sweep) { return sweepCloud(sweep, points); };
+  if (!writePcbin(path, sweeps, makeCloud)) fail(path.c_str());
 }
 
 void writePoses(const std::string& path, unsigned sweeps) {
   std::FILE* const file = std::fopen(path.c_str(), "w");
-  if (file == nullptr) fail(path);
+  if (file == nullptr) fail(path.c_str());
   for (unsigned sweep = 0; sweep < sweeps; ++sweep) {
     const double yaw = 0.0005 * sweep;  // radians
     const double turned = yaw + 0.002;
@@ -73,12 +58,12 @@ void writePoses(const std::string& path, unsigned sweeps) {
                  std::sin(yaw / 2), x + 0.03, 0.01 * x - 0.02, std::cos(turned / 2),
                  std::sin(turned / 2));
   }
-  if (std::fclose(file) != 0) fail(path);
+  if (std::fclose(file) != 0) fail(path.c_str());
 }
 
 TempDir::TempDir() {
   std::string name = std::filesystem::temp_directory_path() / "pcbin_bench.XXXXXX";
-  if (mkdtemp(name.data()) == nullptr) fail(name);
+  if (mkdtemp(name.data()) == nullptr) fail(name.c_str());
   path_ = name;
 }
 

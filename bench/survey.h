@@ -1,5 +1,4 @@
-// A survey made up for measurements: a drive along a road, with exact counts and the same points at
-// every run.
+// A synthetic survey for measurements: the same points in every run.
 #pragma once
 
 #include <cstdint>
@@ -10,20 +9,19 @@
 
 namespace bench {
 
-constexpr unsigned kFramePoints = 20000;  ///< of a usual frame
+constexpr unsigned kFramePoints = 20000;  ///< points of a typical frame
 
-/// The coloured points of one sweep, in the map as registered.
+/// The registered points of one sweep.
 std::shared_ptr<norvo::RgbCloud> sweepCloud(std::uint32_t sweep, unsigned points);
 
-/// A pcbin file of `sweeps` frames of `points` points. Ends the program when it cannot be written.
-void writePcbin(const std::string& path, unsigned sweeps, unsigned points);
+/// Writes a pcbin file of `sweeps` frames of `points` points. Ends the program on failure.
+void writeSurvey(const std::string& path, unsigned sweeps, unsigned points);
 
-/// A pose file with one line for each sweep; the optimised poses turn and shift the sweeps a
-/// little. Ends the program when it cannot be written.
+/// Writes a pose file with one line per sweep; the optimised poses differ by a small rotation and
+/// translation. Ends the program on failure.
 void writePoses(const std::string& path, unsigned sweeps);
 
-/// A directory for files of this process under the system's directory for temporary files; it and
-/// its files are removed when it goes out of scope.
+/// A temporary directory, removed with its files by the destructor.
 class TempDir {
  public:
   TempDir();

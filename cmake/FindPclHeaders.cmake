@@ -12,7 +12,7 @@ find_package_handle_standard_args(PclHeaders
   REASON_FAILURE_MESSAGE "install the packages libpcl-dev and libeigen3-dev")
 
 if(PclHeaders_FOUND AND NOT TARGET PclHeaders::PclHeaders)
-  add_library(PclHeaders::PclHeaders INTERFACE IMPORTED)
+  add_library(PclHeaders::PclHeaders INTERFACE IMPORTED GLOBAL)
   target_include_directories(PclHeaders::PclHeaders SYSTEM INTERFACE
     ${PclHeaders_INCLUDE_DIR} ${PclHeaders_EIGEN_INCLUDE_DIR})
 endif()

@@ -1,10 +1,5 @@
 # How every target of the project is compiled.
 
-set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
-
-# -O2 beats -O3 here, which splits the decoding loop into several passes over a block.
-set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG")
-
 # -ffp-contract=off: without fused multiply-adds, Arm and x86 compute the same bits.
 add_library(pcbin_compile_options INTERFACE)
 target_compile_features(pcbin_compile_options INTERFACE cxx_std_20)
@@ -14,19 +9,61 @@ target_compile_options(pcbin_compile_options INTERFACE
   -Wformat=2 -Wnull-dereference
   $<$<BOOL:${PCBIN_WARNINGS_AS_ERRORS}>:-Werror>)
 
-# A static library for one folder of src/, linked to the rooms below it.
+# What a user of library NAME compiles and links with.
+function(pcbin_set_usage NAME)
+  target_include_directories(${NAME} INTERFACE
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/src>
+    $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/include>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  target_compile_features(${NAME} INTERFACE cxx_std_20)
+  target_link_libraries(${NAME} PUBLIC ${ARGN})
+endfunction()
+
+# A static library for one folder of src/, linked to the libraries below it.
 # Usage: pcbin_add_library(NAME SOURCES ... LINKS ...)
 function(pcbin_add_library NAME)
   cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
   add_library(${NAME} STATIC ${ARG_SOURCES})
-  target_include_directories(${NAME} PUBLIC
-    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/src>
-    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
-  target_compile_features(${NAME} PUBLIC cxx_std_20)
-  target_link_libraries(${NAME} PUBLIC ${ARG_LINKS} PRIVATE $<BUILD_INTERFACE:pcbin_compile_options>)
+  target_include_directories(${NAME} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_BINARY_DIR}/include)
+  target_link_libraries(${NAME} PRIVATE $<BUILD_INTERFACE:pcbin_compile_options>)
+  pcbin_set_usage(${NAME} ${ARG_LINKS})
 endfunction()
 
-# A program outside the rooms: tests, benchmarks, examples.
+# Such a library that callers may link, as pcbin_las::SHORT_NAME, and whose HEADERS are installed.
+# With BUILD_SHARED_LIBS callers get a shared library of the same objects; the programs of this
+# project link the static one in any case.
+# Usage: pcbin_add_public_library(NAME SHORT_NAME SOURCES ... HEADERS ... LINKS ...)
+function(pcbin_add_public_library NAME SHORT_NAME)
+  cmake_parse_arguments(ARG "" "" "SOURCES;HEADERS;LINKS" ${ARGN})
+  pcbin_add_library(${NAME} SOURCES ${ARG_SOURCES} LINKS ${ARG_LINKS})
+  # The objects may become part of a shared library. Without semantic interposition the compiler
+  # still inlines as it does for a program.
+  set_target_properties(${NAME} PROPERTIES
+    POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+  target_compile_options(${NAME} PRIVATE -fno-semantic-interposition)
+
+  set(public_library ${NAME})
+  if(BUILD_SHARED_LIBS)
+    set(public_library ${NAME}_shared)
+    list(TRANSFORM ARG_LINKS APPEND _shared REGEX "^pcbin_")
+    add_library(${public_library} SHARED $<TARGET_OBJECTS:${NAME}>)
+    target_link_options(${public_library} PRIVATE -Wl,--no-undefined)
+    # Releases with the same major and minor number are compatible.
+    set_target_properties(${public_library} PROPERTIES
+      OUTPUT_NAME ${NAME} LINKER_LANGUAGE CXX VERSION ${PROJECT_VERSION}
+      SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
+    pcbin_set_usage(${public_library} ${ARG_LINKS})
+  endif()
+  add_library(pcbin_las::${SHORT_NAME} ALIAS ${public_library})
+  set_target_properties(${public_library} PROPERTIES EXPORT_NAME ${SHORT_NAME})
+  if(PCBIN_INSTALL)
+    install(TARGETS ${public_library} EXPORT pcbin_las COMPONENT development)
+    install(FILES ${ARG_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/pcbin_las/${SHORT_NAME}
+            COMPONENT development)
+  endif()
+endfunction()
+
+# A program outside src/: a test, a benchmark, an example.
 # Usage: pcbin_add_executable(NAME SOURCES ... LINKS ...)
 function(pcbin_add_executable NAME)
   cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})

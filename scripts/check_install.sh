@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Checks what `cmake --install` puts in place, as a user of the installed files would: installs to a
-# prefix, moves the prefix, and then runs the program, reads the man page, completes a command line,
-# compiles each header alone and builds and runs examples/pipeline against the CMake package.
+# Checks what `cmake --install` installs: moves the prefix, then runs the program, reads the man page,
+# completes a command line, compiles each header alone, builds the examples, and builds and runs a
+# caller's program in each supported way: find_package, FetchContent and pkg-config, static and shared.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 # shellcheck source=scripts/lib/install_packages.sh
@@ -11,7 +11,8 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 log=$work/log
 : >"$log"
-install_packages g++ cmake ninja-build libpcl-dev nlohmann-json3-dev libeigen3-dev groff-base man-db
+install_packages g++ cmake ninja-build libpcl-dev nlohmann-json3-dev libeigen3-dev groff-base man-db \
+  pkg-config
 mapfile -t generator < <(generator_options)
 prefix=$work/moved
 
@@ -20,9 +21,11 @@ fail() {
   exit 1
 }
 
+# Installs into the prefix, with the given options of CMake.
 install_and_move() {
+  rm -rf "$prefix"
   run_quietly cmake --preset release -B "$work/build" "${generator[@]}" \
-    -DPCBIN_BUILD_TESTS=OFF -DPCBIN_BUILD_EXAMPLES=OFF
+    -DPCBIN_BUILD_TESTS=OFF -DPCBIN_BUILD_EXAMPLES=OFF -DCMAKE_INSTALL_LIBDIR=lib "$@"
   run_quietly cmake --build "$work/build" --parallel "$(nproc)"
   run_quietly cmake --install "$work/build" --prefix "$work/installed"
   mv "$work/installed" "$prefix"
@@ -86,33 +89,176 @@ check_headers() {
       # Twice, for a header that forgets its guard.
       printf '#include "%s"\n#include <%s>\n' "$header" "$header" |
         c++ -std=c++20 -Wall -Wextra -Werror -fsyntax-only -I. "${includes[@]}" -x c++ - ||
-        fail "$header does not stand alone"
+        fail "$header does not compile alone"
     done
   )
 }
 
-check_pipeline() {
+# A caller's project, with a program of each kind: one that uses the library and one that only uses
+# Eigen, linked to it all the same.
+write_caller() {
+  mkdir "$work/caller"
+  cat >"$work/caller/CMakeLists.txt" <<'EOT'
+cmake_minimum_required(VERSION 3.22)
+project(caller LANGUAGES CXX)
+if(PCBIN_SOURCE)
+  include(FetchContent)
+  FetchContent_Declare(pcbin_las SOURCE_DIR ${PCBIN_SOURCE})
+  FetchContent_MakeAvailable(pcbin_las)
+  if(TARGET app_tests OR TARGET make_survey)
+    message(FATAL_ERROR "tests or examples are part of the caller's build")
+  endif()
+else()
+  find_package(pcbin_las 0.1 REQUIRED)
+endif()
+add_executable(caller caller.cpp)
+add_executable(eigen_user eigen_user.cpp)
+target_link_libraries(caller PRIVATE pcbin_las::storage pcbin_las::platform)
+target_link_libraries(eigen_user PRIVATE pcbin_las::storage)
+EOT
+  cat >"$work/caller/eigen_user.cpp" <<'EOT'
+#include <cstdio>
+#include <Eigen/Core>
+struct Member { char c; Eigen::Matrix4d matrix; };
+int main() { std::printf("%zu\n", sizeof(Member)); }
+EOT
+  cat >"$work/caller/caller.cpp" <<'EOT'
+// Writes a frame, reads it, lets its cloud grow and prints the library's lines with a sink of its own.
+#include <cstdio>
+#include <memory>
+#include <pcbin_las/platform/tracer.h>
+#include <pcbin_las/storage/pcb_reader.h>
+#include <pcbin_las/storage/pcb_writer.h>
+
+struct OwnSink : ferrun::TracerSink {
+  void write(const char* lines, std::size_t size) override {
+    std::printf("own sink: %.*s", static_cast<int>(size), lines);
+  }
+};
+
+int main(int argc, char** argv) {
+  if (argc < 2) return 1;
+  auto* const tracer = ferrun::Singleton<ferrun::Tracer>::getInstance();
+  tracer->addSink(std::make_shared<OwnSink>());
+  tracer->start();
+  {
+    modeling_app::PcbWriter writer;
+    if (!writer.open(argv[1], 1 << 20)) return 1;
+    const auto cloud = std::make_shared<norvo::RgbCloud>();
+    cloud->push_back(norvo::PointRGBIST{});
+    if (!writer.writePcl(cloud)) return 1;
+  }
+  modeling_app::PcbReader reader;
+  if (!reader.open(argv[1], 1 << 20)) return 1;
+  const auto frames = reader.readPclRGB(1);
+  if (frames.size() != 1) return 1;
+  for (int i = 0; i < 1000; ++i) frames[0]->cloud->push_back(norvo::PointRGBIST{});
+  return frames[0]->cloud->size() == 1001 ? 0 : 1;
+}
+EOT
+}
+
+# Configures the caller's project anew.
+configure_caller() {
+  rm -rf "$work/caller/build"
+  run_quietly cmake -S "$work/caller" -B "$work/caller/build" "$@"
+}
+
+build_caller() { run_quietly cmake --build "$work/caller/build" --parallel "$(nproc)" --target "$@"; }
+
+run_caller() {
+  local lines
+  lines=$("$@" "$work/caller.pcbin") || fail "the caller's program failed: $*"
+  [[ $lines == *"own sink: "*"pcbin open ok, frames: 1, points: 1."* ]] ||
+    fail "the caller's sink misses the library's lines: $lines"
+}
+
+# Runs a compilation that must stop with the given message.
+expect_refusal() {
+  local message=$1 output
+  shift
+  if output=$("$@" 2>&1); then fail "compiled without the message '$message': $*"; fi
+  [[ $output == *"$message"* ]] || fail "no message '$message' from: $*"
+}
+
+check_caller() {
+  configure_caller -DCMAKE_PREFIX_PATH="$prefix"
+  build_caller caller
+  run_caller "$work/caller/build/caller"
+}
+
+# A caller with another alignment is stopped, one that includes none of our headers is not changed.
+check_alignment() {
+  configure_caller -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_FLAGS=-DEIGEN_MAX_ALIGN_BYTES=64
+  expect_refusal "build pcbin_las with the flags of this program" \
+    cmake --build "$work/caller/build" --target caller
+  configure_caller -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_FLAGS=-march=native
+  build_caller eigen_user
+  c++ -march=native -isystem /usr/include/eigen3 "$work/caller/eigen_user.cpp" -o "$work/alone"
+  [[ $("$work/caller/build/eigen_user") == "$("$work/alone")" ]] ||
+    fail "linking the library changes the size of the caller's own types"
+}
+
+check_fetch_content() {
   local flags
-  # Also as a caller that is compiled for wider vectors than the library.
-  for flags in '' -march=native; do
-    rm -rf "$work/pipeline"
-    run_quietly cmake -S examples/pipeline -B "$work/pipeline" -DCMAKE_PREFIX_PATH="$prefix" \
-      -DCMAKE_CXX_FLAGS="$flags"
-    run_quietly cmake --build "$work/pipeline"
-    "$work/pipeline/pcbin_pipeline" "$work" || fail "the pipeline example failed ($flags)"
+  for flags in -march=native -DEIGEN_MAX_ALIGN_BYTES=64; do
+    configure_caller -DPCBIN_SOURCE="$PWD" -DCMAKE_CXX_FLAGS="$flags"
+    build_caller caller
+    run_caller "$work/caller/build/caller"
   done
-  # The program reads what the library wrote.
-  "$prefix/bin/pcbin_las" -b "$work/colours.pcbin" -n 1 | grep -q 'points\[0\]' ||
-    fail "the program does not read the pipeline's file"
+}
+
+check_pkg_config() {
+  local flags
+  flags=$(PKG_CONFIG_PATH=$prefix/lib/pkgconfig pkg-config --cflags --libs pcbin_las)
+  # shellcheck disable=SC2086 # several words
+  run_quietly c++ -std=c++20 "$work/caller/caller.cpp" $flags "-Wl,-rpath,$prefix/lib" -o "$work/by_hand"
+  run_caller "$work/by_hand"
+  # shellcheck disable=SC2086
+  expect_refusal "pcbin_las needs C++20" \
+    c++ -std=c++17 -fsyntax-only "$work/caller/caller.cpp" $flags
+}
+
+# The shared libraries hide what is not marked as interface: the command-line parser, for one.
+check_exports() {
+  local library symbols
+  for library in "$prefix"/lib/libpcbin_*.so; do
+    symbols=$(nm -DC --defined-only "$library")
+    if grep -E ' [TW] (pcl::|Eigen::|ferrun::ArgOption)' <<<"$symbols"; then
+      fail "$library exports more than its interface"
+    fi
+  done
+}
+
+check_recorder() {
+  local build=$work/recorder read
+  run_quietly cmake -S examples/recorder -B "$build" -DCMAKE_PREFIX_PATH="$prefix"
+  run_quietly cmake --build "$build"
+  "$build/write_pcbin" "$build/survey.pcbin" || fail "write_pcbin failed"
+  read=$("$build/read_pcbin" "$build/survey.pcbin") || fail "read_pcbin failed: $read"
+  [[ $read == *": 25 frames, 50000 points, last point (19.990, 24.000, 0.000) of sweep 24 "* ]] ||
+    fail "read_pcbin does not read what write_pcbin wrote: $read"
+  "$prefix/bin/pcbin_las" -b "$build/survey.pcbin" -n 1 | grep -q 'points\[0\]' ||
+    fail "the program does not read the file of write_pcbin"
 }
 
 echo "Building and installing ..."
-install_and_move
-echo "Checking what was installed ..."
+install_and_move -DBUILD_SHARED_LIBS=OFF
+echo "Checking the installed files ..."
 if grep -rlF -e "$work" -e "$PWD" "$prefix"; then fail "these files name a path of the build"; fi
 check_program
 check_man_page
 check_completion
 check_headers
-check_pipeline
-echo "check_install: all is well"
+check_recorder
+write_caller
+check_caller
+check_pkg_config
+check_alignment
+check_fetch_content
+echo "Checking the shared libraries ..."
+install_and_move -DBUILD_SHARED_LIBS=ON
+check_exports
+check_caller
+check_pkg_config
+echo "check_install: passed"

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Makes the Debian packages pcbin-las (the program) and pcbin-las-dev (the library) in build/package.
+# Makes the Debian packages pcbin-las (the program), pcbin-las-dev (the library) and python3-pcbin in
+# build/package. The same commit gives the same bytes, wherever it is built.
 # Usage: scripts/package.sh [amd64|arm64]    for the machine itself when no architecture is named
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -10,7 +11,8 @@ mkdir -p build/package
 log=build/package/package.log
 : >"$log"
 
-install_packages g++ cmake ninja-build libpcl-dev nlohmann-json3-dev libeigen3-dev dpkg-dev
+install_packages g++ cmake ninja-build libpcl-dev nlohmann-json3-dev libeigen3-dev dpkg-dev file git
+mapfile -t generator < <(generator_options)
 machine=$(dpkg --print-architecture)
 architecture=${1:-$machine}
 preset=release
@@ -24,6 +26,11 @@ if [[ $architecture != "$machine" ]]; then
 fi
 build=build/package/$architecture
 
+# Of the last commit; outside a repository, of the changelog.
+SOURCE_DATE_EPOCH=$(git -c safe.directory="$PWD" log -1 --format=%ct 2>/dev/null ||
+  stat -c %Y CHANGELOG.md)
+export SOURCE_DATE_EPOCH
+
 # Runs a command with the variables of the architecture, which dpkg's tools read.
 for_architecture() {
   dpkg-architecture --force -a "$architecture" -c "$@"
@@ -36,6 +43,25 @@ build_flags() {
     DEB_CXXFLAGS_MAINT_STRIP="-g -O2" dpkg-buildflags --get "$1"
 }
 
+# The Debian dependencies of a program that this machine cannot run: for each library the lowest
+# version that has all symbol versions which the program needs. This machine's packages list them;
+# their names are the same for every architecture.
+cross_dependencies() {
+  local package lowest separator='' symbol_versions
+  symbol_versions=$(objdump -p "$1" | awk '/^Version References/ { on = 1 } on && /^ +0x/ { print $4 }')
+  for package in libc6 libgcc-s1 libstdc++6; do
+    lowest=$(dpkg-query --control-show "$package:$machine" symbols |
+      awk 'NR == FNR { needed[$1 "@" $1]; next } $1 in needed { print $2 }' <(echo "$symbol_versions") - |
+      sort -V | tail -n 1)
+    if [[ -n $lowest ]]; then printf '%s%s (>= %s)' "$separator" "$package" "$lowest"; fi
+    separator=', '
+  done
+}
+
+configure() {
+  run_quietly cmake --preset "$preset" -B "$build" "${generator[@]}" "$@"
+}
+
 make_packages() {
   cd "$build"
   for_architecture cpack -B ..
@@ -43,12 +69,17 @@ make_packages() {
 
 umask 022
 echo "Building for $architecture ..."
-run_quietly cmake --preset "$preset" -B "$build" --fresh \
-  -DPCBIN_BUILD_TESTS=OFF -DPCBIN_BUILD_EXAMPLES=OFF -DCMAKE_INSTALL_PREFIX=/usr \
+rm -rf "$build"
+configure -DPCBIN_BUILD_TESTS=OFF -DPCBIN_BUILD_EXAMPLES=OFF -DCMAKE_INSTALL_PREFIX=/usr \
   -DCMAKE_INSTALL_LIBDIR="lib/$(dpkg-architecture --force -a "$architecture" -qDEB_HOST_MULTIARCH)" \
   -DCMAKE_CXX_FLAGS="$(build_flags CPPFLAGS) $(build_flags CXXFLAGS)" \
   -DCMAKE_EXE_LINKER_FLAGS="$(build_flags LDFLAGS)"
 run_quietly cmake --build "$build" --parallel "$(nproc)"
+if [[ $preset == arm64 ]]; then
+  PCBIN_PROGRAM_DEPENDS=$(cross_dependencies "$build/bin/pcbin_las")
+  export PCBIN_PROGRAM_DEPENDS
+  configure
+fi
 (log=$PWD/$log && run_quietly make_packages)
 rm -rf build/package/_CPack_Packages
-ls build/package/*_"$architecture".deb
+find build/package -maxdepth 1 -name "*_$architecture.deb" -o -maxdepth 1 -name '*_all.deb' | sort

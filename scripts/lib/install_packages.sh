@@ -12,12 +12,36 @@ run_quietly() {
   fi
 }
 
-# Installs those of the named packages that are missing; asks nothing, and needs no rights when
-# nothing is missing.
+# Runs a command as root.
+as_root() {
+  if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi
+}
+
+# Ends the script when a tool, or the package of it that would be installed, is older than the build
+# needs: require_version TOOL MINIMUM
+require_version() {
+  local tool=$1 minimum=$2 version
+  if command -v "$tool" >/dev/null; then
+    version=$("$tool" --version | sed -nE '1s/.*[ )]([0-9]+(\.[0-9]+)+).*/\1/p')
+  else
+    version=$(apt-cache policy "$tool" 2>/dev/null | sed -nE 's/^ +Candidate: ([0-9]+:)?([0-9.]+).*/\2/p')
+  fi
+  if [[ -n $version && $(printf '%s\n' "$version" "$minimum" | sort -V | head -n 1) != "$minimum" ]]; then
+    echo "$tool $version is too old: pcbin_las needs $minimum or later" >&2
+    exit 1
+  fi
+}
+
+# Installs those of the named packages that are missing, after a check of the tools' versions. Asks
+# nothing, and needs no rights when nothing is missing.
 install_packages() {
-  local package missing=() as_root=()
+  local package missing=()
+  if [[ " $* " == *" cmake "* ]]; then
+    require_version cmake 3.22
+    if [[ -z ${CXX:-} ]]; then require_version g++ 11; fi
+  fi
   if ! command -v dpkg-query >/dev/null; then
-    echo "This is no Debian system; needed are the counterparts of: $*"
+    echo "This is not a Debian system; the build needs the counterparts of: $*"
     return
   fi
   for package in "$@"; do
@@ -26,13 +50,12 @@ install_packages() {
   done
   if [ ${#missing[@]} -eq 0 ]; then return; fi
   echo "Installing ${missing[*]} (this can take some minutes) ..."
-  if [ "$(id -u)" -ne 0 ]; then as_root=(sudo); fi
-  run_quietly "${as_root[@]}" apt-get update
-  run_quietly "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+  run_quietly as_root apt-get update
+  run_quietly as_root env DEBIAN_FRONTEND=noninteractive \
     apt-get install -y --no-install-recommends "${missing[@]}"
 }
 
-# The options that make CMake use make where there is no ninja, one a line.
+# The options that make CMake use ninja where it is installed, one a line.
 generator_options() {
-  if ! command -v ninja >/dev/null; then printf '%s\n' -G 'Unix Makefiles'; fi
+  if command -v ninja >/dev/null; then printf '%s\n' -G Ninja; fi
 }

@@ -224,7 +224,7 @@ TEST(Batch, WritesNothingWhenTheDeviceOrTheMemoryFails) {
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
   if (test::toolCommand().size() == 1) {
     test::writeSparseSurvey(survey.path("large.pcbin"), 1, 4'000'000);
-    EXPECT_EQ(survey.shell("ulimit -v 250000; run -i large.pcbin"), 2) << survey.text("out");
+    EXPECT_EQ(survey.shell("ulimit -v 150000; run -i large.pcbin"), 2) << survey.text("out");
     EXPECT_THAT(survey.text("out"), testing::HasSubstr("no memory for a frame"));
   }
 #endif

@@ -1,4 +1,4 @@
-// Pose files as they come from outside, well-formed or not.
+// Pose files, well-formed or not.
 #include "pcbin_las/export/pose_file.h"
 
 #include <gmock/gmock.h>
@@ -95,7 +95,7 @@ TEST_F(PoseFile, FindsDataLinesAmongOtherLines) {
   EXPECT_THAT(captured_.lines(), IsEmpty());
 }
 
-TEST_F(PoseFile, LetsTheLastLineDecide) {
+TEST_F(PoseFile, UsesTheLastLineOfASweepAndTheLastOffset) {
   const norvo::PGOResultMsg msg = load(withField(5, "50") + withField(15, "150") + identityLine(0));
   EXPECT_EQ(msg.lioPoses[1].translation.x(), 5);
   EXPECT_EQ(msg.pgoPoses[1].translation.x(), 150);
@@ -114,7 +114,7 @@ TEST_F(PoseFile, TakesTheOffsetOfTheCommandLineWhenGiven) {
   EXPECT_THAT(captured_.lines(), IsEmpty());
 }
 
-TEST_F(PoseFile, SkipsALineWithABadFieldAndSaysWhere) {
+TEST_F(PoseFile, SkipsALineWithAnInvalidNumberAndReportsItsPlace) {
   const std::pair<std::size_t, std::string> cases[] = {
       {0, "yesterday"}, {0, "1e999"},      {1, "-1"},         {1, "16777216"},
       {1, "x"},         {1, "4294967295"}, {1, "4294967297"}, {1, "99999999999999999999"},
@@ -130,11 +130,26 @@ TEST_F(PoseFile, SkipsALineWithABadFieldAndSaysWhere) {
     EXPECT_THAT(captured.lines(),
                 ElementsAre("<W>TIME [pcbin_las,L#] pgo file(" + dir_.path("pgo.csv") +
                             ") line 4 skipped, column " + std::to_string(column) +
-                            " is not a valid number(" + field + ")!"));
+                            " is not a valid number(" + (field == "\r" ? "\\x0D" : field) + ")!"));
   }
 }
 
-TEST_F(PoseFile, TakesNumbersWithBlanksBeforeAndTextBehind) {
+TEST_F(PoseFile, DamageInOneLineLeavesTheOthers) {
+  const std::string good = identityLine(0) + kNumberedLine + "\n";
+  const std::string last = identityLine(2);
+  for (std::size_t i = 0; i < last.size(); ++i) {
+    std::string changed = last;
+    changed[i] = static_cast<char>(~changed[i]);
+    for (const std::string& damaged : {changed, last.substr(0, i)}) {
+      const norvo::PGOResultMsg msg = load(good + damaged);
+      ASSERT_THAT(ids(msg), testing::AnyOf(ElementsAre(0, 1), ElementsAre(0, 1, 2))) << damaged;
+      EXPECT_EQ(msg.lioPoses[1].translation, Vector3f(5, 6, 7));
+      EXPECT_EQ(msg.pgoPoses[1].aux2, Vector3f(25, 26, 27));
+    }
+  }
+}
+
+TEST_F(PoseFile, AcceptsBlanksBeforeAndTextBehindANumber) {
   EXPECT_THAT(ids(load(withField(1, " 2 (lost)"))), ElementsAre(-1, -1, 2));
   EXPECT_EQ(load(withField(5, "1e-46")).lioPoses[1].translation.x(), 0);
   EXPECT_EQ(load(withField(27, "\t-2.5m\r")).pgoPoses[1].aux2.z(), -2.5F);

@@ -39,15 +39,7 @@ norvo::PointRGBIST pointAt(const Vector3f& position, std::uint32_t sweepid) {
   return point;
 }
 
-/// Poses of the sweeps 0 and 2 of three; sweep 2 moves points by (1, 2, 3).
-norvo::PGOResultMsg posesWithAGap() {
-  norvo::PGOResultMsg msg;
-  msg.lioPoses = {stamped(0, kOrigin), {}, stamped(2, kOrigin)};
-  msg.pgoPoses = {stamped(0, kOrigin), {}, stamped(2, {{1, 2, 3}})};
-  return msg;
-}
-
-TEST(RefinePoint, MovesPointsFromTheOnePoseToTheOther) {
+TEST(RefinePoint, MovesPointsFromTheRegistrationPoseToTheOptimisedPose) {
   const struct {
     Pose lio, pgo;
     Vector3f point, refined;
@@ -75,28 +67,19 @@ TEST(RefinePoint, MovesPointsFromTheOnePoseToTheOther) {
   }
 }
 
-TEST(PointRefiner, KeepsSweepsApart) {
-  const norvo::PGOResultMsg none;  // whose points are only widened
-  EXPECT_EQ(PointRefiner(none).refine(pointAt({0.1F, -1e30F, 3}, 4000000000), 0),
+TEST(RefinePoint, LeavesPointsWhereTheyAreWithoutPoses) {
+  EXPECT_EQ(refinePoint(pointAt({0.1F, -1e30F, 3}, 4000000000), 0, {}),
             Vector3d(double{0.1F}, double{-1e30F}, 3));
-  const norvo::PGOResultMsg msg = posesWithAGap();
-  PointRefiner refiner(msg);
-  for (const std::uint32_t sweep : {2U, 0U, 1U, 0U, 2U, 3U, 2U, 0xFFFFFFFFU, 0U}) {
-    const auto refined = refiner.refine(pointAt({5, 5, 5}, sweep), 0);
-    ASSERT_EQ(refined.has_value(), sweep == 0 || sweep == 2) << sweep;
-    if (!refined) continue;
-    EXPECT_EQ(*refined, sweep == 2 ? Vector3d(6, 7, 8) : Vector3d(5, 5, 5));
-  }
 }
 
-TEST(PointRefiner, WarnsOfMissingPosesAtMostOnceASecond) {
-  const norvo::PGOResultMsg msg = posesWithAGap();
+TEST(RefinePoint, WarnsOfMissingPosesAtMostOnceASecond) {
+  norvo::PGOResultMsg msg;
+  msg.lioPoses = msg.pgoPoses = {stamped(0, kOrigin), {}, stamped(2, kOrigin)};
   const test::CapturedLines captured;
   ferrun::Thread::msleep(1050);  // another test may have used up this second's warnings
-  PointRefiner refiner(msg);
   for (unsigned i = 40; i < 44; ++i) {
-    EXPECT_FALSE(refiner.refine(pointAt({0, 0, 0}, 3), i));
-    EXPECT_FALSE(refiner.refine(pointAt({0, 0, 0}, 1), i));
+    EXPECT_FALSE(refinePoint(pointAt({0, 0, 0}, 3), i, msg));
+    EXPECT_FALSE(refinePoint(pointAt({0, 0, 0}, 1), i, msg));
   }
   EXPECT_THAT(captured.lines(),
               testing::ElementsAre("<W>TIME [write_las,L#] sweepid error(i:40, 3)",

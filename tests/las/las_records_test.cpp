@@ -25,6 +25,7 @@ TEST(LasHeaderInit, FillsEveryByte) {
   std::memset(&header, 0xFF, sizeof(header));
   ASSERT_TRUE(pontra::LasHeaderInit(&header, pontra::kPointFormat3));
   const std::tm after = utcNow();
+  EXPECT_FALSE(pontra::LasHeaderInit(&header, pontra::PointDataFormat{2}));
 
   const Bytes bytes(reinterpret_cast<const char*>(&header), 227);
   const std::string software = bytes.substr(58, 32).c_str();

@@ -2,6 +2,8 @@
 #include "pcbin_las/las/las_writer.h"
 
 #include <cerrno>
+#include <cmath>
+#include <sys/stat.h>
 
 #include <gmock/gmock.h>
 
@@ -68,6 +70,20 @@ TEST(LasWriter, WritesHeaderAndRecordsByteForByte) {
   EXPECT_TRUE(captured.lines().empty());
 }
 
+TEST(LasWriter, KeepsItsFileWhenOpenedAgain) {
+  const test::TempDir dir;
+  const test::CapturedLines captured;
+  LasWriter writer;
+  ASSERT_TRUE(writer.open(headerWithOffset(), dir.path("a.las"), kFourRecords));
+  writer.writePoint(pointAt(1, 2, 3));
+  EXPECT_FALSE(writer.open(headerWithOffset(), dir.path("b.las"), kFourRecords));
+  EXPECT_TRUE(writer.close());
+  expectWholeLas(test::readFile(dir.path("a.las")), 1);
+  EXPECT_THAT(captured.lines(),
+              testing::ElementsAre("<E>TIME [LasWriter::open,L#] file(" + dir.path("b.las") +
+                                   "): the writer is open for file(" + dir.path("a.las") + ")!"));
+}
+
 TEST(LasWriter, StoresTheNearestStep) {
   const std::pair<double, std::int32_t> cases[] = {
       {0.12345, 123}, {0.1236, 124}, {-1.2346, -1235},           {-0.0004, 0},
@@ -84,7 +100,39 @@ TEST(LasWriter, StoresTheNearestStep) {
     EXPECT_EQ(recordX(bytes, k), cases[k].second) << cases[k].first;
 }
 
-TEST(LasWriter, RefusesWhatDoesNotFitAndSaysHowMany) {
+TEST(LasWriter, WritesManyPointsAsItWritesEach) {
+  const test::TempDir dir;
+  const test::CapturedLines captured;
+  std::vector<LasPoint> points;
+  for (int n = 0; n < 3000; ++n) {
+    const double half = n % 7 - 3.5;  // halves round to the even step
+    points.push_back(
+        {half / 4, -half * n, 1e8 - n * 0.3, 1, 2, 3, static_cast<std::uint16_t>(n), n * 0.25});
+  }
+  points[300].x = kNan;
+  points[812].y = -kInfinity;
+  points[1300].z = 2147483647.5 / 4;
+  points[2000].z = -2147483648.5 / 4;  // the lowest that fits
+  pontra::LasHeader header = headerWithOffset();
+  header.xScaleFactor = header.yScaleFactor = header.zScaleFactor = 0.25;
+  for (const unsigned bufferSize : {1U, 500U * 34, 1U << 20}) {
+    LasWriter one;
+    LasWriter many;
+    ASSERT_TRUE(one.open(header, dir.path("one.las"), bufferSize));
+    ASSERT_TRUE(many.open(header, dir.path("many.las"), bufferSize));
+    for (const LasPoint& point : points) one.writePoint(point);
+    many.writePoints(points.size(), [&points](std::size_t i) { return points[i]; });
+    EXPECT_TRUE(one.close() && many.close());
+    const Bytes bytes = test::readFile(dir.path("many.las"));
+    expectWholeLas(bytes, points.size() - 3);
+    EXPECT_EQ(bytes, test::readFile(dir.path("one.las"))) << bufferSize;
+    for (std::size_t k = 0; k < 300; ++k)
+      EXPECT_EQ(recordX(bytes, k), std::lrint(points[k].x / 0.25)) << k;
+  }
+  EXPECT_THAT(captured.lines(), testing::Each(testing::HasSubstr(" 3 points ")));
+}
+
+TEST(LasWriter, RefusesCoordinatesThatDoNotFitAndReportsTheirNumber) {
   const test::TempDir dir;
   const test::CapturedLines captured;
   LasWriter writer;
@@ -106,7 +154,20 @@ TEST(LasWriter, RefusesWhatDoesNotFitAndSaysHowMany) {
                   testing::HasSubstr(dir.path("a.las")), testing::HasSubstr(" 18 points "))));
 }
 
-TEST(LasWriter, KeepsTheFileOnDiskWholeWhileWriting) {
+TEST(LasWriter, WritesOneFileAfterAnotherWithAnyBufferSizeAndScaleFactor) {
+  const test::TempDir dir;
+  LasWriter writer;
+  for (const unsigned bufferSize : {0U, 33U, kFourRecords}) {
+    pontra::LasHeader header = headerWithOffset();
+    header.yScaleFactor = -0.002;
+    ASSERT_TRUE(writer.open(header, dir.path("a.las"), bufferSize));
+    for (int n = 0; n < 5; ++n) EXPECT_TRUE(writer.writePoint(pointAt(n, n, n)));
+    EXPECT_TRUE(writer.close());
+    expectWholeLas(test::readFile(dir.path("a.las")), 5);
+  }
+}
+
+TEST(LasWriter, UpdatesTheHeaderOnDiskWithEachBuffer) {
   const test::TempDir dir;
   {
     LasWriter writer;
@@ -120,7 +181,34 @@ TEST(LasWriter, KeepsTheFileOnDiskWholeWhileWriting) {
   expectWholeLas(test::readFile(dir.path("a.las")), 9);  // the destructor has closed it
 }
 
-TEST(LasWriter, LeavesWholeRecordsAndATrueHeaderAfterAFailedWrite) {
+TEST(LasWriter, CountsInTheHeaderAtTheIntervalsOfItsBufferSize) {
+  constexpr unsigned kInterval = 30000;  // records; more than one write to the disk
+  const test::TempDir dir;
+  LasWriter writer;
+  ASSERT_TRUE(writer.open(headerWithOffset(), dir.path("a.las"), kInterval * 34 + 33));
+  for (unsigned n = 0; n < 2 * kInterval; ++n) {
+    writer.writePoint(pointAt(n % 1000, 0, 0));
+    if (n != kInterval - 1 && n != kInterval) continue;
+    const Bytes onDisk = test::readFile(dir.path("a.las"));
+    EXPECT_EQ(at<std::uint32_t>(onDisk, 107), n == kInterval ? kInterval : 0);
+    if (n == kInterval) expectWholeLas(onDisk, kInterval);
+  }
+}
+
+TEST(LasWriter, FreesTheDiskSpaceThatItReservedInVain) {
+  const test::TempDir dir;
+  LasWriter writer;
+  ASSERT_TRUE(writer.open(headerWithOffset(), dir.path("a.las"), kFourRecords));
+  writer.expectPoints(4000000000);
+  for (int n = 0; n < 10; ++n) writer.writePoint(pointAt(n, 0, 0));
+  EXPECT_TRUE(writer.close());
+  struct stat status {};
+  ASSERT_EQ(::stat(dir.path("a.las").c_str(), &status), 0);
+  EXPECT_LE(status.st_blocks * 512, 65536);
+  expectWholeLas(test::readFile(dir.path("a.las")), 10);
+}
+
+TEST(LasWriter, LeavesWholeRecordsAndAValidHeaderAfterAFailedWrite) {
   const test::TempDir dir;
   const std::string path = dir.path("a.las");
   for (std::size_t end = 227; end < 227 + 34 * 10; end += 17) {

@@ -20,7 +20,7 @@ struct Terminal : std::streambuf, ferrun::TracerSink {
   std::string shown, seen;
 };
 
-TEST(ConsoleIn, WaitsOnlyWhenTheQuestionIsOnTheConsole) {
+TEST(ConsoleIn, ShowsTheQuestionBeforeItWaits) {
   const test::CapturedLines started;
   const auto terminal = std::make_shared<Terminal>();
   ferrun::Singleton<ferrun::Tracer>::getInstance()->addSink(terminal);

@@ -27,7 +27,7 @@ Bytes readSome(File& file, int count) {
   return bytes;
 }
 
-TEST(File, WritesAndReadsBackWhateverTheSizesAndInterruptions) {
+TEST(File, ContinuesShortAndInterruptedTransfers) {
   const TempDir directory;
   const std::string path = directory.write("file", "the former contents are lost");
   const Bytes bytes = test::rgbFile(1, 37'000);
@@ -60,7 +60,7 @@ TEST(File, WritesAndReadsBackWhateverTheSizesAndInterruptions) {
   }
 }
 
-TEST(File, ReadsLinesWithAnyBreakOrNone) {
+TEST(File, ReadsLinesOfAnyLength) {
   const TempDir directory;
   const Bytes longest(File::kLongestLine, 'x');
   File file;
@@ -82,7 +82,7 @@ TEST(File, ReadsLinesWithAnyBreakOrNone) {
   expectLine(0, "");
 }
 
-TEST(File, FailsForGoodWhenTheDiskIsFullUntilItMoves) {
+TEST(File, WritesNothingAfterAFailureUntilTheNextSeek) {
   const TempDir directory;
   const std::string path = directory.path("file");
   const FaultyFile faulty(path, {.end = 10});

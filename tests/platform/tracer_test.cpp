@@ -77,7 +77,7 @@ TEST(Tracer, KeepsEveryThreadsLinesInOrderAndItsMemoryBounded) {
   EXPECT_EQ(next, std::vector<int>(kThreads, kLines));
 }
 
-TEST(STDSink, WritesEveryByteToAnUnwillingStandardOutput) {
+TEST(STDSink, WritesEveryByteWhenStandardOutputIsBusyOrInterrupted) {
   const test::TempDir directory;
   const std::string path = directory.write("out", "");
   const int standardOutput = dup(STDOUT_FILENO);

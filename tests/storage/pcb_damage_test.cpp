@@ -1,19 +1,18 @@
 // pcbin files that are cut, damaged or too large.
+#include <atomic>
+#include <climits>
 #include <filesystem>
 #include <sys/resource.h>
 #include <tuple>
 
 #include <gmock/gmock.h>
 
-#include "pcbin_las/platform/str_util.h"
 #include "storage/open_reader.h"
 #include "support/faulty_io.h"
 #include "support/log_lines.h"
-#include "support/shortage.h"
 
 namespace {
 
-using ferrun::StrUtil;
 using test::Bytes;
 using test::CapturedLines;
 using test::Lines;
@@ -21,82 +20,121 @@ using test::OpenReader;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
+using testing::SizeIs;
 
-const char kRgbError[] = "<E>TIME [PclBinary::readPclRGB,L#] ";
-const char kIrtError[] = "<E>TIME [PclBinary::readPcl,L#] ";
+constexpr std::size_t kLargeAllocation = 1U << 20;
 
-std::string rgbReadError(const OpenReader& reader, long length, long size, long points) {
-  return kRgbError + StrUtil::format("file(%s) read error, len: %ld, total size: %ld, points: %ld!",
-                                     reader.path.c_str(), length, size, points);
+/// The number of large allocations that succeed before one fails.
+std::atomic<int> allocationsBeforeFailure = INT_MAX;
+
+[[maybe_unused]] bool fails(std::size_t size) {
+  return size >= kLargeAllocation && allocationsBeforeFailure-- == 0;
 }
 
-std::string irtReadError(const OpenReader& reader, long length, long size, long points) {
-  return kIrtError +
-         StrUtil::format("file(%s) read msg data error, len: %ld, chunk size: %ld, pointnums: %ld!",
-                         reader.path.c_str(), length, size, points);
+}  // namespace
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+extern "C" {
+void* __libc_malloc(std::size_t size);
+void* __libc_realloc(void* block, std::size_t size);
+void* __libc_memalign(std::size_t alignment, std::size_t size);
+
+void* malloc(std::size_t size) noexcept {
+  return fails(size) ? nullptr : __libc_malloc(size);
+}
+void* realloc(void* block, std::size_t size) noexcept {
+  return fails(size) ? nullptr : __libc_realloc(block, size);
+}
+void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept {
+  return fails(size) ? nullptr : __libc_memalign(alignment, size);
+}
+}
+#endif
+
+namespace {
+
+/// The line about a point block of which the reader found `length` bytes.
+std::string blockError(const OpenReader& reader, bool lidar, long length, long points) {
+  const std::string numbers[] = {std::to_string(length), std::to_string((lidar ? 24 : 40) * points),
+                                 std::to_string(points)};
+  return lidar ? "<E>TIME [PclBinary::readPcl,L#] file(" + reader.path +
+                     ") read msg data error, len: " + numbers[0] + ", chunk size: " + numbers[1] +
+                     ", pointnums: " + numbers[2] + "!"
+               : "<E>TIME [PclBinary::readPclRGB,L#] file(" + reader.path +
+                     ") read error, len: " + numbers[0] + ", total size: " + numbers[1] +
+                     ", points: " + numbers[2] + "!";
 }
 
-/// The number of frames that the reader finds in the rest of its file.
-std::size_t countFrames(OpenReader& reader, bool lidar) {
-  return lidar ? reader.readPcl(100).size() : reader.readPclRGB(100).size();
+Bytes frameOfTwo(bool lidar, std::uint32_t index) {
+  return lidar ? test::irtFrame(index, 1, {{1, 2, 3, 4, 5}, {}})
+               : test::rgbFrame(index, 1, {{1, 2, 3}, {}});
 }
 
-TEST(PcbDamage, ACutAnywhereInAFrameKeepsTheFramesBefore) {
+TEST(PcbDamage, FramesBeforeACutAreRead) {
   for (const bool lidar : {false, true}) {
-    const Bytes first = lidar ? test::irtFrame(0, 1, {{}}) : test::rgbFrame(0, 1, {{}});
-    const Bytes last = lidar ? test::irtFrame(1, 2, {{}, {}}) : test::rgbFrame(1, 2, {{}, {}});
+    const Bytes last = frameOfTwo(lidar, 1);
     for (std::size_t cut = 0; cut <= last.size(); ++cut) {
-      OpenReader reader(test::pcbHeader(2, 3) + first + last.substr(0, cut));
+      OpenReader reader(test::pcbHeader(2, 4) + frameOfTwo(lidar, 0) + last.substr(0, cut));
       const CapturedLines log;
-      EXPECT_EQ(countFrames(reader, lidar), cut == last.size() ? 2U : 1U) << cut;
+      EXPECT_THAT(reader.frameSizes(lidar), SizeIs(cut == last.size() ? 2 : 1)) << cut;
       Lines expected;
       if (cut > 0 && cut < 48)
-        expected.push_back((lidar ? kIrtError : kRgbError) + ("file(" + reader.path) +
-                           ") broken, cannot read header!");
+        expected = {std::string("<E>TIME [PclBinary::readPcl") + (lidar ? "" : "RGB") +
+                    ",L#] file(" + reader.path + ") broken, cannot read header!"};
       // A lidar frame's header at the end of the file counts as the end of the data.
       if (cut >= (lidar ? 49 : 48) && cut < last.size())
-        expected = {lidar ? irtReadError(reader, static_cast<long>(cut) - 48, 48, 2)
-                          : rgbReadError(reader, 0, 80, 2)};
+        expected = {blockError(reader, lidar, lidar ? static_cast<long>(cut) - 48 : 0, 2)};
       EXPECT_THAT(log.lines(), ElementsAreArray(expected)) << cut;
     }
   }
 }
 
-TEST(PcbDamage, ACutInALargeBlockTellsWhatThePiecesGave) {
+TEST(PcbDamage, OnlyFormatAndPointCountOfAFrameHeaderMatter) {
+  for (const bool lidar : {false, true}) {
+    const Bytes frame = frameOfTwo(lidar, 0);
+    for (std::size_t byte = 0; byte < 48; ++byte) {
+      Bytes second = frame;
+      second[byte] ^= '\x7F';
+      OpenReader reader(test::pcbHeader(3, 6) + frame + second + frame);
+      const CapturedLines log;
+      const bool matters = byte < 4 || byte >= 44;
+      EXPECT_THAT(reader.frameSizes(lidar), SizeIs(matters ? 1 : 3)) << byte;
+      EXPECT_EQ(log.lines().empty(), !matters) << byte;
+    }
+  }
+}
+
+TEST(PcbDamage, CutInALargeBlockReportsThePiecesRead) {
   constexpr long kPoints = 220'000, kSize = kPoints * 40, kPiece = 4194304;
   const Bytes file = test::rgbFile(1, kPoints);
   for (const long kept : {0L, 100L, kPiece, 2 * kPiece, kSize - 1}) {
     OpenReader reader(file.substr(0, 68 + 48 + static_cast<std::size_t>(kept)));
     const CapturedLines log;
     EXPECT_TRUE(reader.readPclRGB(1).empty());
-    Lines expected = {rgbReadError(reader, std::min(kept, 2 * kPiece), kSize, kPoints)};
+    Lines expected = {blockError(reader, false, std::min(kept, 2 * kPiece), kPoints)};
     if (kept < 2 * kPiece)  // a whole piece is missing
       expected.insert(expected.begin(), "<W>TIME [PclBinary::readPclRGB,L#] read data len: 0!");
     EXPECT_THAT(log.lines(), ElementsAreArray(expected)) << kept;
   }
 }
 
-TEST(PcbDamage, AnotherFormatEndsTheReadWithThePlaceAndTheHeader) {
+TEST(PcbDamage, FrameOfAnotherFormatIsReportedWithItsHeader) {
   const Bytes lidar = test::irtFrame(0x01020304, 1, {{}}, {1, 2, -2, 0.5F}, {1, 2, 0.5F});
   OpenReader reader(test::pcbHeader(0, 0) + test::rgbFrame(0, 0, {{}}) + lidar);
-  const CapturedLines log;
-  EXPECT_EQ(reader.readPclRGB(10).size(), 1U);
-  EXPECT_THAT(log.lines(),
-              ElementsAre(kRgbError + Bytes("pcl frame[16909060] format(6) read error, pos: 156, "
-                                            "header[06 00 00 00 04 03 02 01 "
-                                            "00 00 00 00 00 00 F0 3F "
-                                            "00 00 80 3F 00 00 00 40 00 00 00 C0 00 00 00 3F "
-                                            "00 00 80 3F 00 00 00 40 00 00 00 3F "
-                                            "01 00 00 00]!")));
-
   OpenReader other(test::pcbHeader(0, 0) + lidar + test::frameHeader(0xFFFFFFFF, 3, 0, 0));
-  const CapturedLines otherLog;
-  EXPECT_EQ(other.readPcl(10).size(), 1U);
-  EXPECT_THAT(otherLog.lines(),
-              ElementsAre(kIrtError + Bytes("pcl frame[3] format(4294967295) error!")));
+  const CapturedLines log;
+  EXPECT_THAT(reader.frameSizes(false), ElementsAre(1));
+  EXPECT_THAT(other.frameSizes(true), ElementsAre(1));
+  EXPECT_THAT(
+      log.lines(),
+      ElementsAre("<E>TIME [PclBinary::readPclRGB,L#] pcl frame[16909060] format(6) read error, "
+                  "pos: 156, header[06 00 00 00 04 03 02 01 00 00 00 00 00 00 F0 3F "
+                  "00 00 80 3F 00 00 00 40 00 00 00 C0 00 00 00 3F "
+                  "00 00 80 3F 00 00 00 40 00 00 00 3F 01 00 00 00]!",
+                  "<E>TIME [PclBinary::readPcl,L#] pcl frame[3] format(4294967295) error!"));
 }
 
-TEST(PcbDamage, AFalsePointCountTakesNoMemory) {
+TEST(PcbDamage, FalsePointCountTakesNoMemory) {
   // Whether a lidar frame, its point count, the bytes of its block that are read.
   const std::tuple<bool, std::uint32_t, long> rows[] = {
       {false, 107'374'080, 80},                           // the largest block
@@ -105,58 +143,57 @@ TEST(PcbDamage, AFalsePointCountTakesNoMemory) {
       {true, 178'956'971, 0},                             // 8 bytes more than 2^32
       {true, 0xFFFFFFFF, 0},
   };
-  const auto mostMemory = [] {
+  const auto peakMemory = [] {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
     return usage.ru_maxrss;
   };
-  const long before = mostMemory();
-  for (const auto& [lidar, count, told] : rows) {
-    const long points = count;
-    OpenReader reader(test::pcbHeader(0, 0) +
-                      (lidar ? test::irtFrame(0, 0, {{}}) : test::rgbFrame(0, 0, {{}})) +
+  const long before = peakMemory();
+  for (const auto& [lidar, count, length] : rows) {
+    OpenReader reader(test::pcbHeader(0, 0) + frameOfTwo(lidar, 0) +
                       test::frameHeader(lidar ? 6 : 10, 1, 0, count) + Bytes(80, '\0'));
     const CapturedLines log;
-    EXPECT_EQ(countFrames(reader, lidar), 1U);
-    EXPECT_EQ(log.lines().back(), lidar ? irtReadError(reader, told, 24 * points, points)
-                                        : rgbReadError(reader, told, 40 * points, points));
+    EXPECT_THAT(reader.frameSizes(lidar), ElementsAre(2));
+    EXPECT_EQ(log.lines().back(), blockError(reader, lidar, length, count));
   }
-  EXPECT_LT(mostMemory() - before, 150'000) << "kilobytes";
+  EXPECT_LT(peakMemory() - before, 150'000) << "kilobytes";
 }
 
-TEST(PcbDamage, AFrameThatMemoryCannotHoldIsAReadError) {
+TEST(PcbDamage, FrameThatDoesNotFitInMemoryIsReportedAndCanBeReadLater) {
   constexpr std::uint32_t kPoints = 400'000;
-  for (const std::uint32_t format : {6U, 10U}) {
-    OpenReader reader(test::pcbHeader(0, 0) + test::frameHeader(format, 0, 0, kPoints));
-    std::filesystem::resize_file(reader.path, 116 + std::uint64_t{kPoints} * 4 * format);
-    // The larger amount holds the block, but not the cloud too.
-    for (const std::uint64_t spare : {2U << 20, 20U << 20}) {
+  for (const bool lidar : {false, true}) {
+    const std::uint32_t format = lidar ? 6 : 10;
+    OpenReader reader(test::pcbHeader(0, 0) + frameOfTwo(lidar, 0) +
+                      test::frameHeader(format, 1, 0, kPoints));
+    std::filesystem::resize_file(reader.path,
+                                 std::filesystem::file_size(reader.path) + kPoints * 4 * format);
+    for (int succeeding = 0;; ++succeeding) {
       const CapturedLines log;
-      {
-        const test::LittleMemory shortage(spare);
-        if (!shortage.works()) GTEST_SKIP() << "memory cannot be limited here";
-        EXPECT_EQ(countFrames(reader, format == 6), 0U);
-      }
-      EXPECT_THAT(log.lines(), ElementsAre(testing::MatchesRegex(
-                                   format == 6 ? ".*read msg data error, len: .* pointnums: 400000!"
-                                               : ".*read error, len: .* points: 400000!")));
+      allocationsBeforeFailure = succeeding;
+      const auto sizes = reader.frameSizes(lidar);
+      const bool failed = allocationsBeforeFailure.exchange(INT_MAX) < 0;
+      if (!failed && succeeding == 0) GTEST_SKIP() << "sanitizers have their own malloc";
+      if (!failed) break;
+      EXPECT_THAT(sizes, ElementsAre(2));
+      EXPECT_EQ(reader.lastReadEnd(), modeling_app::ReadEnd::kNoMemory);
+      EXPECT_THAT(log.lines(),
+                  ElementsAre(testing::HasSubstr(") no memory for a frame of 400000 points!")));
+      EXPECT_THAT(reader.frameSizes(lidar), ElementsAre(kPoints));
       reader.close();
       ASSERT_TRUE(reader.open(reader.path, 0));
     }
-    EXPECT_EQ(countFrames(reader, format == 6), 1U)
-        << "the reader goes on when there is memory again";
   }
 }
 
-TEST(PcbDamage, AReadErrorIsToldAndKeepsTheFramesBefore) {
+TEST(PcbDamage, ReadErrorKeepsTheFramesBefore) {
   OpenReader reader(test::rgbFile(40, 500));
   const test::FaultyFile faulty(reader.path, {.longestTransfer = 5000, .end = 600'000});
   const CapturedLines log;
-  EXPECT_EQ(reader.readPclRGB(100).size(), (600'000U - 68) / (48 + 500 * 40));
+  EXPECT_THAT(reader.readPclRGB(100), SizeIs((600'000U - 68) / (48 + 500 * 40)));
   EXPECT_THAT(log.lines(),
               testing::AllOf(Contains("<E>TIME [File::readData,L#] file(" + reader.path +
                                       ") read error: Input/output error!"),
-                             Contains(rgbReadError(reader, 0, 20'000, 500))));
+                             Contains(blockError(reader, false, 0, 500))));
 }
 
 }  // namespace

@@ -1,7 +1,11 @@
 #include "pcbin_las/storage/pcb_reader.h"
 
+#include <atomic>
+#include <thread>
+
 #include <gmock/gmock.h>
 
+#include "pcbin_las/platform/trace_macros.h"
 #include "storage/open_reader.h"
 #include "support/log_lines.h"
 
@@ -73,6 +77,14 @@ TEST(PcbReader, ReadsLidarFramesWithTheirPose) {
   EXPECT_EQ(point.intensity, 0.25F);
   EXPECT_EQ(point.timestamp, 1e9);
   EXPECT_EQ(frame.cloud->points[1].timestamp, 8);
+
+  std::vector<test::IrtPoint> large(200'000);  // more than one piece of a block
+  large.front().x = 1;
+  large.back().x = 2;
+  OpenReader largeReader(test::pcbHeader(0, 0) + test::irtFrame(0, 0, large));
+  const auto largeCloud = largeReader.readPcl(1).at(0)->cloud;
+  EXPECT_EQ(largeCloud->points.front().x, 1);
+  EXPECT_EQ(largeCloud->points.back().x, 2);
 }
 
 TEST(PcbReader, ReadsFramesWithoutPointsAndBlocksLargerThanAPiece) {
@@ -85,32 +97,66 @@ TEST(PcbReader, ReadsFramesWithoutPointsAndBlocksLargerThanAPiece) {
   }
 }
 
-TEST(PcbReader, RefusesWhatIsNoPcbinFileAndSaysWhy) {
+TEST(PcbReader, ChecksTheFirstNineBytesOfTheFileHeader) {
   const TempDir directory;
-  const Bytes good = test::rgbFile(1, 1);
+  const Bytes file = test::rgbFile(3, 2);
   const std::string path = directory.path("a");
-  const std::string error = "<E>TIME [PcbReader::open,L#] ";
-  const std::pair<Bytes, std::string> rows[] = {
-      {"\xFE" + good.substr(1), "is not pcbin file!"},
-      {good.substr(0, 4) + "pCBIN" + good.substr(9), "is not pcbin file!"},
-      {"", "read header error, len: 0!"},
-      {good.substr(0, 67), "read header error, len: 67!"},
-  };
-  for (const auto& [contents, found] : rows) {
-    directory.write("a", contents);
-    const CapturedLines log;
-    PcbReader reader;
-    EXPECT_FALSE(reader.open(path, 0));
-    EXPECT_THAT(log.lines(), ElementsAre(error + "file(" + path + ") " + found));
-    EXPECT_TRUE(reader.open(path, 0)) << "the file stays open until close()";
-  }
   const CapturedLines log;
-  for (const std::string& name : {std::string(), std::string("/none"), directory.path()})
+  for (std::size_t byte = 0; byte < 68; ++byte) {
+    Bytes changed = file;
+    changed[byte] ^= '\x7F';
+    PcbReader reader;
+    EXPECT_EQ(reader.open(directory.write("a", changed), 0), byte >= 9) << byte;
+    if (byte < 9)
+      EXPECT_EQ(log.lines().back(),
+                "<E>TIME [PcbReader::open,L#] file(" + path + ") is not pcbin file!");
+    else
+      EXPECT_EQ(reader.readPclRGB(9).size(), 3U) << byte;
+    EXPECT_TRUE(reader.open("none", 0)) << "the file stays open until close()";
+  }
+}
+
+TEST(PcbReader, ReportsWhyAFileCannotBeOpened) {
+  const TempDir directory;
+  const std::string error = "<E>TIME [PcbReader::open,L#] ";
+  const std::string path = directory.write("a", test::pcbHeader(0, 0).substr(0, 67));
+  const CapturedLines log;
+  for (const std::string& name : {std::string(), std::string("/none"), directory.path(), path})
     EXPECT_FALSE(PcbReader().open(name, 0));
+  directory.write("a", "");
+  EXPECT_FALSE(PcbReader().open(path, 0));
   EXPECT_THAT(log.lines(),
               ElementsAre(error + "file() not exists!", error + "file(/none) not exists!",
                           error + "file(" + directory.path() + ") cannot be read: Is a directory!",
-                          error + "open file(" + directory.path() + ") error!"));
+                          error + "open file(" + directory.path() + ") error!",
+                          error + "file(" + path + ") read header error, len: 67!",
+                          error + "file(" + path + ") read header error, len: 0!"));
+}
+
+TEST(PcbReader, GivesEachFrameToOneOfSeveralThreads) {
+  constexpr unsigned kFrames = 300;
+  const CapturedLines log;
+  OpenReader reader(test::rgbFile(kFrames, 5));
+  std::vector<std::atomic<int>> seen(kFrames);
+  std::vector<std::thread> threads;
+  for (int k = 0; k < 4; ++k)
+    threads.emplace_back([&] {
+      unsigned last = 0;
+      for (auto frames = reader.readPclRGB(3); !frames.empty(); frames = reader.readPclRGB(3)) {
+        EXPECT_EQ(reader.totalFrames(), kFrames);
+        for (const auto& frame : frames) {
+          const unsigned sweep = frame->cloud->points.at(0).sweepid;
+          EXPECT_TRUE(holdsPoints(*frame, 5 * sweep, 5));
+          EXPECT_GE(sweep, last);
+          last = sweep;
+          ++seen.at(sweep);
+          TRACE_INFO("test", "%s", std::string(sweep, 'x').c_str());
+        }
+      }
+    });
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_THAT(seen, testing::Each(testing::Eq(1)));
+  EXPECT_THAT(log.lines(), testing::SizeIs(kFrames + 1));
 }
 
 }  // namespace

@@ -1,13 +1,15 @@
 #include "pcbin_las/storage/pcb_writer.h"
 
+#include <cerrno>
 #include <future>
+#include <tuple>
 
 #include <gmock/gmock.h>
 
 #include "pcbin_las/platform/epoch_time.h"
 #include "pcbin_las/platform/str_util.h"
 #include "pcbin_las/platform/thread.h"
-#include "pcbin_las/storage/pcb_reader.h"
+#include "storage/open_reader.h"
 #include "support/faulty_io.h"
 #include "support/log_lines.h"
 #include "support/temp_dir.h"
@@ -22,17 +24,9 @@ using modeling_app::PclFrame;
 using test::Bytes;
 using test::CapturedLines;
 using test::FaultyFile;
+using test::rgbCloud;
 using test::TempDir;
 using testing::ElementsAre;
-
-/// A cloud of `count` points whose sweep numbers are `sweep`.
-std::shared_ptr<norvo::RgbCloud> rgbCloud(unsigned count, unsigned sweep = 0) {
-  auto cloud = std::make_shared<norvo::RgbCloud>();
-  norvo::PointRGBIST point;
-  point.sweepid = sweep;
-  cloud->points.assign(count, point);
-  return cloud;
-}
 
 /// A writer of the file "a" and its running queue.
 struct Writing {
@@ -62,7 +56,7 @@ TEST(PcbWriter, WritesTheDocumentedBytes) {
   const auto cloud = rgbCloud(1, 0x04030201);
   norvo::PointRGBIST& rgb = cloud->points[0];
   rgb.x = 1, rgb.y = -2, rgb.z = 0.5F, rgb.r = 255, rgb.g = 1, rgb.b = 0, rgb.a = 254;
-  rgb.intensity = 513.75F, rgb.timestamp = 1;
+  rgb.intensity = 65536 + 513.75F, rgb.timestamp = 1;
 
   const auto lidar = std::make_shared<norvo::IrtCloud>();
   norvo::PointIRT& irt = lidar->points.emplace_back();
@@ -118,10 +112,11 @@ TEST(PcbWriter, CompletesTheHeaderWhenItCloses) {
   }
 }
 
-TEST(PcbWriter, WaitsForQueuedFramesAndKeepsTheTimeOfTheCall) {
+TEST(PcbWriter, ClosesAfterItsQueuedFramesAndStoresTheTimeOfTheCall) {
   Writing a;
+  PcbWriter other(a.queue);
   const CapturedLines log;
-  ASSERT_TRUE(a.writer.open(a.path, 4096));
+  ASSERT_TRUE(a.writer.open(a.path, 4096) && other.open(a.directory.path("b"), 1000));
   std::promise<void> busy, gate;
   const auto wait = [&](const std::string&) {
     busy.set_value();
@@ -130,25 +125,28 @@ TEST(PcbWriter, WaitsForQueuedFramesAndKeepsTheTimeOfTheCall) {
   a.queue->putTask(wait, "");
   busy.get_future().wait();
   const double before = ferrun::Time::fromEpoch().toSec();
-  a.writer.writePcl(rgbCloud(2));
-  a.writer.writePcl(rgbCloud(1));
+  EXPECT_TRUE(a.writer.writePcl(rgbCloud(2)) && other.writePcl(rgbCloud(7)) &&
+              a.writer.writePcl(rgbCloud(1)));
   const double after = ferrun::Time::fromEpoch().toSec();
   const auto closed = std::async(std::launch::async, [&] { a.writer.close(); });
-  while (log.lines().empty()) ferrun::Thread::msleep(1);
+  const auto otherClosed = std::async(std::launch::async, [&] { other.close(); });
+  while (log.lines().size() < 2) ferrun::Thread::msleep(1);
   gate.set_value();
   closed.wait();
+  otherClosed.wait();
 
-  EXPECT_THAT(log.lines(), ElementsAre("<W>TIME [PcbWriter::close,L#] wait write tasks: 2"));
+  EXPECT_THAT(log.lines(), testing::Each("<W>TIME [PcbWriter::close,L#] wait write tasks: 3"));
+  EXPECT_EQ(header(a.directory.path("b")), test::pcbHeader(1, 7));
   const Bytes file = test::readFile(a.path);
   ASSERT_EQ(file.size(), 68U + 2 * 48 + 3 * 40);
-  EXPECT_EQ(file.substr(0, 68), test::pcbHeader(2, 3));
+  EXPECT_EQ(header(a.path), test::pcbHeader(2, 3));
   for (const std::size_t offset : {76U, 76U + 48 + 80}) {
     EXPECT_GE(test::at<double>(file, offset), before);
     EXPECT_LE(test::at<double>(file, offset), after);
   }
 }
 
-TEST(PcbWriter, WaitsForTheFrameThatTheWorkerHasTaken) {
+TEST(PcbWriter, ClosesAfterTheFrameThatTheWorkerHasTaken) {
   Writing a;
   for (unsigned repeat = 0; repeat < 500; ++repeat) {
     const unsigned count = repeat % 50 == 0 ? 20'000 : 1;  // being written, or just taken
@@ -161,7 +159,7 @@ TEST(PcbWriter, WaitsForTheFrameThatTheWorkerHasTaken) {
   }
 }
 
-TEST(PcbWriter, TakesFramesFromSeveralThreads) {
+TEST(PcbWriter, WritesFramesOfSeveralThreadsInTheOrderOfEach) {
   Writing a;
   ASSERT_TRUE(a.writer.open(a.path, 1000));
   std::vector<std::thread> producers;
@@ -182,7 +180,7 @@ TEST(PcbWriter, TakesFramesFromSeveralThreads) {
   }
 }
 
-TEST(PcbWriter, RefusesFilesAndFramesItCannotWrite) {
+TEST(PcbWriter, RefusesFilesAndFramesThatCannotBeWritten) {
   const TempDir directory;
   const std::string path = directory.write("a", "");
   const FaultyFile full(path, {.end = 20});
@@ -204,10 +202,13 @@ TEST(PcbWriter, RefusesFilesAndFramesItCannotWrite) {
           "<E>TIME [File::open,L#] " + file + "/b) cannot be written: Not a directory!",
           "<E>TIME [PcbWriter::open,L#] open " + file + "/b) error!",
           "<E>TIME [File::writeData,L#] " + file + ") write error: No space left on device!",
-          "<E>TIME [PcbWriter::open,L#] " + file + ") write header error, len: 20!"));
+          "<E>TIME [PcbWriter::open,L#] " + file + ") write header error, len: 20!",
+          "<E>TIME [PcbWriter::close,L#] " + file +
+              ") is incomplete, 0 of 0 frames and 0 of 0 points are on disk: No space left on "
+              "device!"));
 }
 
-TEST(PcbWriter, KeepsTheFramesThatReachedAFullDisk) {
+TEST(PcbWriter, KeepsTheFramesBeforeTheDiskWasFull) {
   const auto warning = [](const std::string& frame, const std::string& length) {
     return "<W>TIME [PclBinary::operator(),L#] write frame(" + frame + ") point data error(" +
            length + "): No space left on device!";
@@ -228,14 +229,15 @@ TEST(PcbWriter, KeepsTheFramesThatReachedAFullDisk) {
     EXPECT_EQ(std::count(lines.begin(), lines.end(), error), 1) << buffer;
     if (buffer == 0) {
       EXPECT_THAT(lines, ElementsAre(error, warning("1", "10"), warning("1", "0"),
-                                     warning("2", "0"), warning("2", "0"), warning("2", "0")));
+                                     warning("2", "0"), warning("2", "0"), warning("2", "0"),
+                                     testing::HasSubstr("is incomplete, 1 of 3 frames and 3 of 9 "
+                                                        "points are on disk: No space")));
     }
+    const modeling_app::WriteStatus status = a.writer.writeStatus();
+    EXPECT_EQ(std::tuple(status.error, status.frames, status.points), std::tuple(ENOSPC, 1, 3));
     EXPECT_EQ(test::readFile(a.path).size(), kEnd);
     EXPECT_EQ(header(a.path), test::pcbHeader(3, 9)) << "the counts of the frames handed over";
-    PcbReader reader;
-    ASSERT_TRUE(reader.open(a.path, 0));
-    EXPECT_EQ(reader.readPclRGB(10).size(), 1U) << "one frame is whole";
-    EXPECT_THAT(log.lines().back(), testing::HasSubstr("read error, len: 0, total size: 120"));
+    EXPECT_THAT(test::OpenReader(test::readFile(a.path)).frameSizes(false), ElementsAre(3));
   }
 }
 

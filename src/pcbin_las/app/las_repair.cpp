@@ -1,6 +1,7 @@
 #include "pcbin_las/app/las_repair.h"
 
 #include "pcbin_las/las/las_writer.h"
+#include "pcbin_las/platform/byte_image.h"
 #include "pcbin_las/platform/date_time.h"
 #include "pcbin_las/platform/file.h"
 #include "pcbin_las/platform/file_path.h"
@@ -22,7 +23,7 @@ std::string repairedPath(const std::string& path, const ferrun::DateTime& now) {
                                  input.baseName().c_str());
 }
 
-/// Says so when the header describes another shape of file than this program writes.
+/// Whether the header describes the one kind of file that is repaired; prints a line when not.
 bool isSupported(const LasHeader& header) {
   if (header.versionMajor != 1 || header.versionMinor != 2 ||
       header.headerSize != sizeof(LasHeader) || header.pointDataOffset != sizeof(LasHeader)) {
@@ -36,6 +37,24 @@ bool isSupported(const LasHeader& header) {
   return true;
 }
 
+/// Warns when the copy cannot keep all of the input: positions are re-rounded to another scale
+/// factor, or whole records lie beyond the announced count.
+void warnOfLosses(const ferrun::File& file, const LasHeader& header, const LasHeader& newHeader) {
+  if (header.xScaleFactor != newHeader.xScaleFactor ||
+      header.yScaleFactor != newHeader.yScaleFactor ||
+      header.zScaleFactor != newHeader.zScaleFactor)
+    TRACE_WARNING("las_repair",
+                  "scale factors [%g, %g, %g] become [%g, %g, %g], positions are re-rounded!",
+                  header.xScaleFactor, header.yScaleFactor, header.zScaleFactor,
+                  newHeader.xScaleFactor, newHeader.yScaleFactor, newHeader.zScaleFactor);
+  const std::int64_t present = (file.getSize() - std::int64_t{header.pointDataOffset}) /
+                               std::int64_t{sizeof(LasPointRecord)};
+  const std::int64_t beyond = present - std::int64_t{header.numberOfPointRecords};
+  if (file.isRegular() && beyond > 0)
+    TRACE_WARNING("las_repair", "%lld records beyond the announced count are left out!",
+                  static_cast<long long>(beyond));
+}
+
 /// Copies records to the end of the file, or as many as the header announces; returns how many.
 std::uint32_t copyRecords(ferrun::File& file, const LasHeader& header, pontra::LasWriter& writer) {
   const double xScale = header.xScaleFactor;
@@ -44,7 +63,7 @@ std::uint32_t copyRecords(ferrun::File& file, const LasHeader& header, pontra::L
   const std::uint32_t announced = header.numberOfPointRecords;
   LasPointRecord record;
   for (std::uint32_t count = 0; count < announced; ++count) {
-    const int length = file.readData(reinterpret_cast<char*>(&record), sizeof(record));
+    const int length = ferrun::readImage(file, record);
     if (length != sizeof(record)) {
       if (length != 0) TRACE_ERROR("las_repair", "read las point error!");
       return count;
@@ -68,7 +87,7 @@ void las_repair(const std::string& path) {
   ferrun::File file;
   file.open(path, ferrun::File::kRead);
   LasHeader header;
-  if (file.readData(reinterpret_cast<char*>(&header), sizeof(header)) != sizeof(header)) {
+  if (ferrun::readImage(file, header) != sizeof(header)) {
     TRACE_ERROR("las_repair", "read las header error!");
     return;
   }
@@ -85,6 +104,7 @@ void las_repair(const std::string& path) {
     return;
   }
   TRACE_INFO("las_repair", "repair %s with %u points.", path.c_str(), header.numberOfPointRecords);
+  warnOfLosses(file, header, newHeader);
   const std::uint32_t count = copyRecords(file, header, writer);
   writer.close();
   TRACE_INFO("las_repair", "repair ok => %s with %u points.", newPath.c_str(), count);

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "pcbin_las/las/las_records.h"
+#include "pcbin_las/platform/byte_image.h"
 #include "pcbin_las/platform/file.h"
 #include "pcbin_las/platform/trace_macros.h"
 
@@ -53,10 +54,12 @@ void printRecord(std::uint32_t index, const LasPointRecord& record) {
   TRACE_INFO("las_view", "pointSourceID: %d", record.pointSourceID);
 }
 
-/// Reads `count` records without looking at them; false when the file ends before.
+/// Passes over `count` records, in one step where the file can be sought; false when it ends
+/// before.
 bool skipRecords(ferrun::File& file, std::uint32_t count) {
   constexpr std::uint64_t kPieceSize = 1U << 20;
   std::uint64_t left = std::uint64_t{count} * sizeof(LasPointRecord);
+  if (file.skip(static_cast<std::int64_t>(left))) return true;
   std::vector<char> piece(std::min(left, kPieceSize));
   while (left > 0) {
     const auto size = static_cast<int>(std::min(left, kPieceSize));
@@ -72,9 +75,9 @@ bool printRecords(ferrun::File& file, std::uint32_t start, std::uint32_t end) {
   if (!skipRecords(file, start)) return false;
   LasPointRecord record;
   for (std::uint32_t i = start; i < end; ++i) {
-    if (file.readData(reinterpret_cast<char*>(&record), sizeof(record)) != sizeof(record))
-      return false;
+    if (ferrun::readImage(file, record) != sizeof(record)) return false;
     printRecord(i, record);
+    if (ferrun::STDSink::readerIsGone()) return true;
   }
   return true;
 }
@@ -88,7 +91,7 @@ void las_view(const std::string& path, unsigned start, unsigned nums) {
     return;
   }
   LasHeader header;
-  if (file.readData(reinterpret_cast<char*>(&header), sizeof(header)) != sizeof(header)) {
+  if (ferrun::readImage(file, header) != sizeof(header)) {
     TRACE_ERROR("las_view", "read las header error!");
     return;
   }

@@ -1,5 +1,6 @@
 #include "pcbin_las/app/pcbin_view.h"
 
+#include <algorithm>
 #include <memory>
 
 #include "pcbin_las/platform/trace_macros.h"
@@ -7,8 +8,9 @@
 
 namespace {
 
-constexpr unsigned kReadBufferSize = 4194304;
-constexpr unsigned kBatchFrames = 10;
+using modeling_app::PassedFrames;
+using modeling_app::PclBinary;
+using modeling_app::PclRGBFrames;
 
 void printPoint(unsigned index, const norvo::PointRGBIST& point) {
   TRACE_INFO("pcbin_view",
@@ -19,25 +21,25 @@ void printPoint(unsigned index, const norvo::PointRGBIST& point) {
 }
 
 /// Prints the points of all frames from the reader's position on whose number lies in [start, end).
-void printPoints(modeling_app::PclBinary& reader, unsigned start, unsigned end) {
+void printPoints(PclBinary& reader, unsigned start, unsigned end) {
+  // Frames before the one that holds the first point to print, or the end bound, are passed over.
+  const unsigned firstWanted = std::min(start, end - 1);
   unsigned counter = 0;
-  reader.leaveUndecoded(start);
   while (true) {
-    const modeling_app::PclRGBFrames frames = reader.readPclRGB(kBatchFrames);
-    if (frames.empty()) return;
+    const unsigned notWanted = end > 0 && counter < firstWanted ? firstWanted - counter : 0;
+    const PassedFrames passed = reader.passPclRGB(PclBinary::kBatchFrames, notWanted);
+    counter += static_cast<unsigned>(passed.points);
+    PclRGBFrames frames;
+    if (passed.stop == PassedFrames::Stop::kWantedFrame)
+      frames = reader.readPclRGB(PclBinary::kBatchFrames - passed.frames);
+    if (passed.frames == 0 && frames.empty()) return;
     for (const auto& frame : frames) {
       const auto& points = frame->cloud->points;
-      const std::uint64_t next = counter + std::uint64_t{points.size()};
-      if (next <= start && next < end) {
-        counter = static_cast<unsigned>(next);
-        continue;
-      }
       for (unsigned i = 0; i < points.size(); ++i) {
         if (counter >= start && counter < end) printPoint(i, points[i]);
         ++counter;
-        if (counter >= end) return;
+        if (counter >= end || ferrun::STDSink::readerIsGone()) return;
       }
-      if (counter >= end) return;
     }
   }
 }
@@ -46,7 +48,7 @@ void printPoints(modeling_app::PclBinary& reader, unsigned start, unsigned end) 
 
 bool pcbin_view(const std::string& path, unsigned start, unsigned nums) {
   const auto reader = std::make_shared<modeling_app::PcbReader>();
-  if (!reader->open(path, kReadBufferSize)) {
+  if (!reader->open(path, PclBinary::kBufferSize)) {
     TRACE_ERROR("pcbin_view", "cannot open pcbin file: %s!", path.c_str());
     return false;
   }

@@ -1,6 +1,8 @@
 #include "pcbin_las/export/pcbin_las.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <filesystem>
 #include <memory>
 
 #include "pcbin_las/export/pose_file.h"
@@ -9,13 +11,12 @@
 #include "pcbin_las/platform/file.h"
 #include "pcbin_las/platform/rate.h"
 #include "pcbin_las/platform/trace_macros.h"
+#include "pcbin_las/storage/pcb_format.h"
 #include "pcbin_las/storage/pcb_reader.h"
 
 namespace {
 
-constexpr unsigned kReadBufferSize = 4194304;
 constexpr unsigned kWriteBufferSize = 33554432;
-constexpr unsigned kBatchFrames = 10;
 constexpr float kProgressLinesPerSecond = 0.5F;
 
 /// Says so when the output would destroy one of the inputs.
@@ -27,6 +28,15 @@ bool isInput(const std::string& lasPath, const std::string& pcbinPath, const std
     return true;
   }
   return false;
+}
+
+/// The points that a pcbin file holds by its header, or at most by its size; 0 for what has no
+/// size.
+std::uint64_t expectedPoints(const std::string& pcbinPath, std::uint64_t announced) {
+  std::error_code error;
+  const std::uintmax_t size = std::filesystem::file_size(pcbinPath, error);
+  return error ? 0
+               : std::min<std::uintmax_t>(announced, size / sizeof(modeling_app::RgbPointRecord));
 }
 
 void reportProgress(unsigned framesDone, unsigned totalFrames) {
@@ -60,16 +70,20 @@ void count(const modeling_app::PclRGBFrames& frames, const pontra::LasWriter& wr
   if (!result.writeFailed) result.noPose = result.read - writer.accepted() - result.refused;
 }
 
-bool mustEnd(const ConversionResult& result) {
-  return result.writeFailed || result.readEnd >= modeling_app::ReadEnd::kNoMemory;
+/// Whether nothing more can be converted, or an unattended run is to stop.
+bool mustEnd(const Conversion& conversion, const ConversionResult& result) {
+  if (result.readEnd == modeling_app::ReadEnd::kNoMemory) return true;
+  return conversion.unattended &&
+         (result.writeFailed || result.readEnd == modeling_app::ReadEnd::kReadError);
 }
 
 void writeFrames(const Conversion& conversion, modeling_app::PcbReader& reader,
                  const std::shared_ptr<pontra::LasWriter>& writer, const norvo::PGOResultMsg& msg,
                  ConversionResult& result) {
   while (true) {
-    const modeling_app::PclRGBFrames frames = reader.readPclRGB(kBatchFrames);
-    result.readEnd = std::max(result.readEnd, reader.readEnd());
+    const modeling_app::PclRGBFrames frames =
+        reader.readPclRGB(modeling_app::PclBinary::kBatchFrames);
+    result.readEnd = std::max(result.readEnd, reader.lastReadEnd());
     if (frames.empty()) break;
     for (const auto& frame : frames) {
       if (write_las(writer, frame, msg, !conversion.unattended) != 0)
@@ -79,8 +93,7 @@ void writeFrames(const Conversion& conversion, modeling_app::PcbReader& reader,
     if (conversion.progress) conversion.progress(result);
     if (!conversion.unattended)
       reportProgress(static_cast<unsigned>(result.framesFound), reader.totalFrames());
-    else if (mustEnd(result))
-      break;
+    if (mustEnd(conversion, result)) break;
   }
 }
 
@@ -98,7 +111,7 @@ void takeWritten(const pontra::LasWriter& writer, ConversionResult& result) {
 
 bool convertSurvey(const Conversion& conversion, ConversionResult& result) {
   const auto reader = std::make_shared<modeling_app::PcbReader>();
-  if (!reader->open(conversion.pcbinPath, kReadBufferSize)) {
+  if (!reader->open(conversion.pcbinPath, modeling_app::PclBinary::kBufferSize)) {
     TRACE_ERROR("pcbin_las", "cannot open pcbin file: %s!", conversion.pcbinPath.c_str());
     return false;
   }
@@ -116,11 +129,12 @@ bool convertSurvey(const Conversion& conversion, ConversionResult& result) {
   TRACE_INFO("pcbin_las", "las write starts, frames: %u, points: %u, pgoResult: %u",
              reader->totalFrames(), reader->totalPoints(),
              static_cast<unsigned>(msg.pgoPoses.size()));
+  writer->expectPoints(expectedPoints(conversion.pcbinPath, result.pointsAnnounced));
   writeFrames(conversion, *reader, writer, msg, result);
   writer->close();
   takeWritten(*writer, result);
   reader->close();
-  return true;
+  return result.readEnd != modeling_app::ReadEnd::kNoMemory;
 }
 
 bool pcbin_las(const std::string& pcbinPath, const std::string& pgoPath,

@@ -1,10 +1,14 @@
 #include "pcbin_las/export/pose_file.h"
 
+#include <algorithm>
+#include <cstring>
 #include <new>
 #include <string_view>
 
 #include "pcbin_las/export/pose_diagnosis.h"
 #include "pcbin_las/export/pose_line.h"
+#include "pcbin_las/platform/available_memory.h"
+#include "pcbin_las/platform/escape.h"
 #include "pcbin_las/platform/file.h"
 #include "pcbin_las/platform/number.h"
 #include "pcbin_las/platform/str_util.h"
@@ -14,8 +18,11 @@ namespace {
 
 using Fields = std::vector<std::string>;
 
+constexpr std::size_t kLongestField = 64;  ///< characters of a field that a message shows
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-constexpr std::uint64_t kMostWarnings = 10;  ///< of a file that is read strictly
+constexpr std::uint64_t kMostWarnings = 10;
+constexpr std::size_t kMostRecords =
+    4194304;  ///< without a warning: 116 hours at ten sweeps a second
 
 /// Loads one file.
 class Loader {
@@ -31,6 +38,7 @@ class Loader {
   bool isPassedOver(const std::string& text, const Fields& pieces);
   void skip(const std::string& text, const std::string& reason);
   bool makeRoom(std::size_t sweep);
+  bool hasMemoryFor(std::size_t sweep);
 
   const std::string& pgoPath_;
   norvo::PGOResultMsg& msg_;
@@ -38,6 +46,7 @@ class Loader {
   unsigned lineNumber_ = 0;
   std::uint64_t taken_ = 0;
   std::uint64_t skipped_ = 0;
+  bool warnedOfMemory_ = false;
   std::string title_;
   std::string firstSkipped_;
 };
@@ -55,17 +64,17 @@ bool Loader::load() {
     if (lineNumber_ == 1 && text.starts_with(kByteOrderMark)) text.erase(0, kByteOrderMark.size());
     if (!takeLine(text)) return false;
   }
-  if (!strict_) return true;
-  if (file.readFailed()) {
-    TRACE_ERROR("pcbin_las", "pgo file(%s) cannot be read to its end!", pgoPath_.c_str());
+  if (file.readError() != 0) {
+    TRACE_ERROR("pcbin_las", "pgo file(%s) cannot be read to its end: %s!", pgoPath_.c_str(),
+                std::strerror(file.readError()));
     return false;
   }
-  if (taken_ == 0)
-    TRACE_WARNING("pcbin_las", "pgo file(%s) gives no pose: %s!", pgoPath_.c_str(),
-                  whyNoPose(firstSkipped_.empty() ? title_ : firstSkipped_).c_str());
-  else if (skipped_ > kMostWarnings)
+  if (skipped_ > kMostWarnings)
     TRACE_WARNING("pcbin_las", "pgo file(%s): %llu lines skipped in all!", pgoPath_.c_str(),
                   static_cast<unsigned long long>(skipped_));
+  if (strict_ && taken_ == 0)
+    TRACE_WARNING("pcbin_las", "pgo file(%s) gives no pose: %s!", pgoPath_.c_str(),
+                  whyNoPose(firstSkipped_.empty() ? title_ : firstSkipped_).c_str());
   return true;
 }
 
@@ -79,10 +88,9 @@ bool Loader::takeLine(const std::string& text) {
   }
   PoseLine line;
   if (const auto column = readPoseLine(pieces, strict_, line)) {
-    const std::string& field = pieces[*column];
+    const std::string field = ferrun::escapeControls(pieces[*column].substr(0, kLongestField));
     skip(text,
-         ferrun::StrUtil::format("column %zu is not a valid number(%s)", *column,
-                                 (strict_ ? ferrun::StrUtil::printable(field) : field).c_str()));
+         ferrun::StrUtil::format("column %zu is not a valid number(%s)", *column, field.c_str()));
     return true;
   }
   const std::size_t sweep = line.pgo.id;
@@ -109,24 +117,43 @@ bool Loader::isPassedOver(const std::string& text, const Fields& pieces) {
 void Loader::skip(const std::string& text, const std::string& reason) {
   if (skipped_ == 0) firstSkipped_ = text;
   ++skipped_;
-  if (!strict_ || skipped_ <= kMostWarnings)
+  if (skipped_ <= kMostWarnings)
     TRACE_WARNING("pcbin_las", "pgo file(%s) line %u skipped, %s!", pgoPath_.c_str(), lineNumber_,
                   reason.c_str());
 }
 
-/// Makes room for poses up to that of `sweep`, new records holding none. False, with an error line,
+/// Makes room for poses up to that of `sweep`; new records hold no pose. False, with an error line,
 /// when there is no memory for them.
 bool Loader::makeRoom(std::size_t sweep) {
   if (sweep < msg_.pgoPoses.size()) return true;
   try {
-    msg_.lioPoses.resize(sweep + 1);
-    msg_.pgoPoses.resize(sweep + 1);
-    return true;
+    if (hasMemoryFor(sweep)) {
+      msg_.lioPoses.resize(sweep + 1);
+      msg_.pgoPoses.resize(sweep + 1);
+      return true;
+    }
   } catch (const std::bad_alloc&) {
-    TRACE_ERROR("pcbin_las", "pgo file(%s): no memory for poses up to sweep %zu!", pgoPath_.c_str(),
-                sweep);
-    return false;
   }
+  TRACE_ERROR("pcbin_las", "pgo file(%s): no memory for poses up to sweep %zu!", pgoPath_.c_str(),
+              sweep);
+  return false;
+}
+
+/// Whether long lists can grow to hold the poses of `sweep`. An allocation alone does not tell: the
+/// system grants more memory than it has, and kills the process when that is used. Prints one
+/// warning.
+bool Loader::hasMemoryFor(std::size_t sweep) {
+  const std::size_t size = msg_.pgoPoses.size();
+  if (sweep < kMostRecords || sweep < msg_.pgoPoses.capacity()) return true;
+  const std::size_t newSize = std::max(sweep + 1, 2 * size);
+  // Two lists, and while they grow the old ones beside the new.
+  const std::uint64_t needed = 2 * (size + newSize) * sizeof(norvo::PGOPoseStamped);
+  if (!warnedOfMemory_)
+    TRACE_WARNING("pcbin_las", "pgo file(%s) line %u: sweep id %zu needs %llu MiB of memory!",
+                  pgoPath_.c_str(), lineNumber_, sweep,
+                  static_cast<unsigned long long>(needed >> 20));
+  warnedOfMemory_ = true;
+  return needed <= ferrun::availableMemory();
 }
 
 bool load(const std::string& pgoPath, norvo::PGOResultMsg& msg, bool strict,

@@ -9,36 +9,31 @@ constexpr float kWarningsPerSecond = 1.0F;
 
 }  // namespace
 
-PointRefiner::Rotation PointRefiner::rotation(const Eigen::Matrix3f& matrix) {
-  Rotation result;
-  for (int i = 0; i < 3; ++i) result.columns[static_cast<std::size_t>(i)] << matrix.col(i), 0;
-  return result;
-}
-
-/// Takes up the poses of another sweep; false when it has none.
-bool PointRefiner::selectSweep(std::uint32_t sweepid, unsigned i) {
-  if (sweepid >= msg_.pgoPoses.size()) {
+bool selectSweep(std::uint32_t sweepid, unsigned i, const norvo::PGOResultMsg& msg,
+                 SweepMotion& motion) {
+  if (sweepid >= msg.pgoPoses.size()) {
     static ferrun::Rate rate(kWarningsPerSecond);
     if (rate.wakeup(0.0F)) TRACE_WARNING("write_las", "sweepid error(i:%u, %u)", i, sweepid);
     return false;
   }
-  const norvo::PGOPoseStamped& lio = msg_.lioPoses[sweepid];
-  const norvo::PGOPoseStamped& pgo = msg_.pgoPoses[sweepid];
+  const norvo::PGOPoseStamped& lio = msg.lioPoses[sweepid];
+  const norvo::PGOPoseStamped& pgo = msg.pgoPoses[sweepid];
   if (lio.id == norvo::kNoPose || pgo.id == norvo::kNoPose) {
     static ferrun::Rate rate(kWarningsPerSecond);
     if (rate.wakeup(0.0F))
       TRACE_WARNING("write_las", "sweepid error(%u, %u, %u)", sweepid, lio.id, pgo.id);
     return false;
   }
-  sweep_ = sweepid;
-  toSweep_ = rotation(lio.rotation.toRotationMatrix().transpose());
-  toMap_ = rotation(pgo.rotation.toRotationMatrix());
-  lioTranslation_ << lio.translation, 0;
-  pgoTranslation_ << pgo.translation, 0;
+  motion.sweep = sweepid;
+  motion.toSweep = lio.rotation.toRotationMatrix().transpose();
+  motion.toMap = pgo.rotation.toRotationMatrix();
+  motion.lioTranslation = lio.translation;
+  motion.pgoTranslation = pgo.translation;
   return true;
 }
 
 std::optional<Eigen::Vector3d> refinePoint(const norvo::PointRGBIST& point, unsigned i,
                                            const norvo::PGOResultMsg& msg) {
-  return PointRefiner(msg).refine(point, i);
+  SweepMotion motion;
+  return refinePoint(point, i, msg, motion);
 }

@@ -11,48 +11,55 @@
 #include "pcbin_las/export/poses.h"
 #include "pcbin_las/storage/points.h"
 
-/// Refines points by the poses of a survey, which must outlive it. The matrices of the last sweep
-/// are kept, for the points of a sweep stand together. For use by one thread.
-class PointRefiner {
- public:
-  explicit PointRefiner(const norvo::PGOResultMsg& msg) : msg_(msg) {}
+/// The movement of the points of one sweep: o = R_P · R_Lᵀ · (p − t_L) + t_P, with the registration
+/// pose L and the optimised pose P of the sweep. In single precision, with rotation matrices of
+/// quaternions that are used without normalisation.
+struct SweepMotion {
+  std::int64_t sweep = -1;         ///< the sweep that the movement belongs to, -1 for none
+  Eigen::Matrix3f toSweep;         ///< R_Lᵀ, from the map as registered to the sweep's frame
+  Eigen::Matrix3f toMap;           ///< R_P, from the sweep's frame to the map as optimised
+  Eigen::Vector3f lioTranslation;  ///< t_L, metres
+  Eigen::Vector3f pgoTranslation;  ///< t_P, metres
 
-  /// The refined position of the point number `i` of its frame: R_P · R_Lᵀ · (p − t_L) + t_P with
-  /// the registration pose L and the optimised pose P of its sweep, computed in single precision
-  /// with rotation matrices of quaternions taken as they are; the position itself when no pose was
-  /// loaded. Nothing, with a warning at most once a second, when the sweep has no pose.
-  std::optional<Eigen::Vector3d> refine(const norvo::PointRGBIST& point, unsigned i) {
-    if (msg_.pgoPoses.empty()) return Eigen::Vector3d(point.x, point.y, point.z);
-    if (point.sweepid != sweep_ && !selectSweep(point.sweepid, i)) return std::nullopt;
-    const Column inSweep = toSweep_ * (Eigen::Map<const Column>(point.data) - lioTranslation_);
-    const Column refined = toMap_ * inSweep + pgoTranslation_;
-    return refined.head<3>().cast<double>();
+  /// The moved position of the point at (x, y, z), metres.
+  std::array<float, 3> apply(float x, float y, float z) const {
+    const std::array<float, 3> inSweep =
+        rotated(toSweep, {x - lioTranslation[0], y - lioTranslation[1], z - lioTranslation[2]});
+    const std::array<float, 3> inMap = rotated(toMap, inSweep);
+    return {inMap[0] + pgoTranslation[0], inMap[1] + pgoTranslation[1],
+            inMap[2] + pgoTranslation[2]};
   }
 
  private:
-  /// A vector, or a column of a matrix; the fourth number is not used.
-  using Column = Eigen::Vector4f;
-
-  /// A rotation as its three columns.
-  struct Rotation {
-    std::array<Column, 3> columns;
-
-    Column operator*(const Column& v) const {
-      return columns[0] * v[0] + columns[1] * v[1] + columns[2] * v[2];
-    }
-  };
-
-  static Rotation rotation(const Eigen::Matrix3f& matrix);
-  bool selectSweep(std::uint32_t sweepid, unsigned i);
-
-  const norvo::PGOResultMsg& msg_;
-  std::int64_t sweep_ = -1;  ///< the sweep that the members below belong to, -1 for none
-  Rotation toSweep_;         ///< R_Lᵀ, from the map as registered to the sweep's frame
-  Rotation toMap_;           ///< R_P, from the sweep's frame to the map as optimised
-  Column lioTranslation_;    ///< t_L
-  Column pgoTranslation_;    ///< t_P
+  /// Adds from left to right: another order rounds differently, and all machines and all ways to
+  /// compile this must give the same bytes.
+  static std::array<float, 3> rotated(const Eigen::Matrix3f& m, const std::array<float, 3>& v) {
+    return {m(0, 0) * v[0] + m(0, 1) * v[1] + m(0, 2) * v[2],
+            m(1, 0) * v[0] + m(1, 1) * v[1] + m(1, 2) * v[2],
+            m(2, 0) * v[0] + m(2, 1) * v[1] + m(2, 2) * v[2]};
+  }
 };
 
-/// The refinement of one point on its own.
+/// Makes `motion` that of the sweep `sweepid`. False, with `motion` left alone and a warning at
+/// most once a second, when the sweep has no pose in `msg`. `i` is the point's number within its
+/// frame, for the warning.
+bool selectSweep(std::uint32_t sweepid, unsigned i, const norvo::PGOResultMsg& msg,
+                 SweepMotion& motion);
+
+/// The refined position in metres of `point`, number `i` of its frame: moved by the poses of its
+/// sweep, or the position itself when no pose was loaded. Nothing, with a warning at most once a
+/// second, when the sweep has no pose.
 std::optional<Eigen::Vector3d> refinePoint(const norvo::PointRGBIST& point, unsigned i,
                                            const norvo::PGOResultMsg& msg);
+
+/// The same. `motion` carries the last sweep's movement from call to call: points of a sweep mostly
+/// follow one another.
+inline std::optional<Eigen::Vector3d> refinePoint(const norvo::PointRGBIST& point, unsigned i,
+                                                  const norvo::PGOResultMsg& msg,
+                                                  SweepMotion& motion) {
+  if (msg.pgoPoses.empty()) return Eigen::Vector3d(point.x, point.y, point.z);
+  if (point.sweepid != motion.sweep && !selectSweep(point.sweepid, i, msg, motion))
+    return std::nullopt;
+  const std::array<float, 3> moved = motion.apply(point.x, point.y, point.z);
+  return Eigen::Vector3d(moved[0], moved[1], moved[2]);
+}

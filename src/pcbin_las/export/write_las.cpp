@@ -1,8 +1,68 @@
 #include "pcbin_las/export/write_las.h"
 
+#include <algorithm>
+#include <array>
+#include <span>
+
 #include "pcbin_las/export/refine_point.h"
 #include "pcbin_las/platform/number.h"
 #include "pcbin_las/platform/trace_macros.h"
+
+namespace {
+
+/// Points that are refined together. Loops of this length over numbers that lie side by side become
+/// vector instructions.
+constexpr std::size_t kBlock = 256;
+
+/// The points of a block whose sweep has a pose, in their order, and where refinement puts them.
+struct RefinedBlock {
+  std::size_t count = 0;
+  std::array<const norvo::PointRGBIST*, kBlock> points;
+  std::array<float, kBlock> x, y, z;  ///< metres
+
+  void append(const norvo::PointRGBIST& point, float refinedX, float refinedY, float refinedZ) {
+    points[count] = &point;
+    x[count] = refinedX;
+    y[count] = refinedY;
+    z[count] = refinedZ;
+    ++count;
+  }
+};
+
+bool areOfOneSweep(std::span<const norvo::PointRGBIST> points) {
+  std::uint32_t otherBits = 0;
+  for (const norvo::PointRGBIST& point : points) otherBits |= point.sweepid ^ points[0].sweepid;
+  return otherBits == 0;
+}
+
+/// Refines up to kBlock points, of which the first is number `i` of its frame.
+void refineBlock(std::span<const norvo::PointRGBIST> points, unsigned i,
+                 const norvo::PGOResultMsg& msg, SweepMotion& motion, RefinedBlock& block) {
+  block.count = 0;
+  if (points.size() < kBlock || !areOfOneSweep(points)) {
+    for (const norvo::PointRGBIST& point : points) {
+      const auto position = refinePoint(point, i++, msg, motion);
+      if (!position) continue;
+      const Eigen::Vector3f refined = position->cast<float>();  // exact, they were widened
+      block.append(point, refined.x(), refined.y(), refined.z());
+    }
+    return;
+  }
+  const bool moves = !msg.pgoPoses.empty();
+  const std::uint32_t sweepid = points[0].sweepid;
+  if (moves && sweepid != motion.sweep && !selectSweep(sweepid, i, msg, motion)) return;
+  for (const norvo::PointRGBIST& point : points) block.append(point, point.x, point.y, point.z);
+  if (!moves) return;
+  const SweepMotion sweep = motion;  // a copy, for its members do not change in the loop
+  for (std::size_t k = 0; k < kBlock; ++k) {
+    const std::array<float, 3> moved = sweep.apply(block.x[k], block.y[k], block.z[k]);
+    block.x[k] = moved[0];
+    block.y[k] = moved[1];
+    block.z[k] = moved[2];
+  }
+}
+
+}  // namespace
 
 int write_las(std::shared_ptr<pontra::LasWriter> writer,
               const std::shared_ptr<modeling_app::PclRGBFrame>& frame,
@@ -11,21 +71,26 @@ int write_las(std::shared_ptr<pontra::LasWriter> writer,
     TRACE_ERROR("write_las", "frame points is null!");
     return -1;
   }
-  PointRefiner refiner(msg);
-  const auto count = static_cast<unsigned>(frame->cloud->points.size());
-  for (unsigned i = 0; i < count; ++i) {
-    const norvo::PointRGBIST& point = frame->cloud->points[i];
-    const auto position = refiner.refine(point, i);
-    if (!position) continue;
-    writer->writePoint({.x = position->x(),
-                        .y = position->y(),
-                        .z = position->z(),
-                        .red = point.r,
-                        .green = point.g,
-                        .blue = point.b,
-                        .intensity = ferrun::saturatingTruncate<std::uint16_t>(point.intensity),
-                        .gpsTime = point.timestamp});
+  const std::span<const norvo::PointRGBIST> points = frame->cloud->points;
+  SweepMotion motion;
+  RefinedBlock block;
+  for (std::size_t i = 0; i < points.size(); i += kBlock) {
+    refineBlock(points.subspan(i, std::min(kBlock, points.size() - i)), static_cast<unsigned>(i),
+                msg, motion, block);
+    writer->writePoints(block.count, [&block](std::size_t k) {
+      const norvo::PointRGBIST& point = *block.points[k];
+      return pontra::LasPoint{
+          .x = block.x[k],
+          .y = block.y[k],
+          .z = block.z[k],
+          .red = point.r,
+          .green = point.g,
+          .blue = point.b,
+          .intensity = ferrun::saturatingTruncate<std::uint16_t>(point.intensity),
+          .gpsTime = point.timestamp};
+    });
   }
-  if (announce) TRACE_INFO("write_las", "refine pcl points(%u) ok.", count);
+  if (announce)
+    TRACE_INFO("write_las", "refine pcl points(%u) ok.", static_cast<unsigned>(points.size()));
   return 0;
 }

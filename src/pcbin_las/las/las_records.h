@@ -3,16 +3,12 @@
 // no variable-length records, and 34-byte records from byte 227 to the end of the file.
 #pragma once
 
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 
 namespace pontra {
 
-static_assert(std::endian::native == std::endian::little,
-              "byte images are read and written as they stand");
-
-/// The public header block: the first 227 bytes of a file as they stand there (little-endian).
+/// The public header block: the first 227 bytes of a file (little-endian).
 struct [[gnu::packed]] LasHeader {
   char fileSignature[4];                    ///< offset 0: "LASF"
   std::uint16_t sourceID;                   ///< offset 4
@@ -46,7 +42,7 @@ struct [[gnu::packed]] LasHeader {
 };
 static_assert(sizeof(LasHeader) == 227 && offsetof(LasHeader, minZ) == 219);
 
-/// One point data record, format 3: 34 bytes as they stand in the file (little-endian).
+/// One point data record, format 3: 34 bytes (little-endian).
 struct [[gnu::packed]] LasPointRecord {
   std::int32_t x;               ///< offset 0: in scale-factor steps, without the header's offset
   std::int32_t y;               ///< offset 4
@@ -79,8 +75,8 @@ constexpr int edgeOfFlightLine(std::uint8_t returnByte) {
 }
 
 /// A point data record format number; only 3 is known here.
-enum class PointDataFormat : std::uint32_t {};
-constexpr PointDataFormat kPointFormat3{3};
+using PointDataFormat = std::uint32_t;
+constexpr PointDataFormat kPointFormat3 = 3;
 
 /// Overwrites every field of `header` with the defaults for `format`: LAS 1.2, no points, scale
 /// factors 0.001, offsets 0, this program as generating software and today (UTC) as creation date.

@@ -1,28 +1,42 @@
 #include "pcbin_las/las/las_writer.h"
 
+#include <cmath>
+#include <cstring>
+#include <new>
 #include <tuple>
 
+#include "pcbin_las/platform/byte_image.h"
 #include "pcbin_las/platform/trace_macros.h"
 
 namespace pontra {
 namespace {
 
-const std::string kClassName = "LasWriter";
-
 constexpr std::uint32_t kMostRecords = std::numeric_limits<std::uint32_t>::max();
-constexpr unsigned kLargestBuffer = 1U << 30;  // bytes; one write call takes an int
+
+// Records written this soon after they were encoded are still in the processor's cache.
+constexpr unsigned kLargestBuffer = 256U << 10;  // bytes
+
+constexpr std::uint64_t kReservationStep = (256U << 20) / sizeof(LasPointRecord);  // records
+
+/// Where the file ends that holds `count` records.
+constexpr std::int64_t endOf(std::uint64_t count) {
+  return static_cast<std::int64_t>(sizeof(LasHeader) + count * sizeof(LasPointRecord));
+}
 
 }  // namespace
 
 bool LasWriter::open(const LasHeader& header, const std::string& path, unsigned bufferSize) {
-  if (file_.isOpen()) return false;
-  capacity_ =
-      std::max<std::size_t>(std::min(bufferSize, kLargestBuffer) / sizeof(LasPointRecord), 1);
-  buffer_ = ferrun::allocateLarge(capacity_ * sizeof(LasPointRecord));
-  records_ = reinterpret_cast<LasPointRecord*>(buffer_.get());
+  if (file_.isOpen()) {
+    TRACE_MEMBER_ERROR("LasWriter", "open", "file(%s): the writer is open for file(%s)!",
+                       path.c_str(), path_.c_str());
+    return false;
+  }
+  headerEvery_ = std::max<std::size_t>(bufferSize / sizeof(LasPointRecord), 1);
+  capacity_ = std::min<std::size_t>(headerEvery_, kLargestBuffer / sizeof(LasPointRecord));
+  records_.reset(new (std::nothrow) LasPointRecord[capacity_]);
   file_.setWMBuffer(0);  // the records are the buffer
-  if (!buffer_) {
-    TRACE_MEMBER_ERROR(kClassName, "open", "file(%s): no memory for a buffer of %u bytes!",
+  if (!records_) {
+    TRACE_MEMBER_ERROR("LasWriter", "open", "file(%s): no memory for a buffer of %u bytes!",
                        path.c_str(), bufferSize);
     return false;
   }
@@ -33,7 +47,7 @@ bool LasWriter::open(const LasHeader& header, const std::string& path, unsigned 
   scale_ = {header.xScaleFactor, header.yScaleFactor, header.zScaleFactor};
   used_ = written_ = 0;
   bufferBounds_ = writtenBounds_ = {};
-  refused_ = 0;
+  expected_ = reserved_ = refused_ = 0;
   failed_ = false;
   if (!writeHeader()) {
     file_.close();
@@ -43,21 +57,64 @@ bool LasWriter::open(const LasHeader& header, const std::string& path, unsigned 
   return true;
 }
 
+/// Divides a block's coordinates by the scale factors and widens the bounds. False, without the
+/// latter, when one does not fit.
+bool LasWriter::toSteps(std::array<Values, 3>& coordinates) {
+  using Pair [[gnu::vector_size(16)]] = double;
+  StepBounds bounds;
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    double* const values = coordinates[axis].data();
+    const double scale = scale_[axis];
+    Pair low = {values[0] / scale, values[1] / scale};
+    Pair high = low;
+    Pair sum = {};  // not finite after a number that is not
+    for (std::size_t k = 0; k < kBlock; k += 2) {
+      const Pair steps = Pair{values[k], values[k + 1]} / scale;
+      std::memcpy(values + k, &steps, sizeof(steps));
+      low = steps < low ? steps : low;
+      high = steps > high ? steps : high;
+      sum += steps;
+    }
+    const double lowest = std::min(low[0], low[1]);
+    const double highest = std::max(high[0], high[1]);
+    if (!(fitsSteps(lowest) && fitsSteps(highest) && std::isfinite(sum[0] + sum[1]))) return false;
+    bounds.widen(axis, nearestStep(lowest), nearestStep(highest));
+  }
+  bufferBounds_.widen(bounds);
+  return true;
+}
+
 /// The slow path of writePoint(): the buffer is full, or nothing can be appended.
 bool LasWriter::makeRoom() {
   if (!file_.isOpen() || failed_) return false;
   if (used_ > 0 && !writeOut()) return false;
-  limit_ = std::min<std::size_t>(capacity_, kMostRecords - written_);
+  limit_ = std::min({capacity_, headerDue_, std::size_t{kMostRecords - written_}});
   if (limit_ > 0) return true;
   ++refused_;
   return false;
 }
 
-/// Writes the buffered records and a header that describes what is on disk then. After a failed
-/// write that is the whole records that reached the disk, and nothing is appended any more.
+void LasWriter::expectPoints(std::uint64_t count) {
+  expected_ = std::min<std::uint64_t>(count, kMostRecords);
+}
+
+/// Reserves disk space when the buffered records go beyond what is reserved and more are expected.
+void LasWriter::reserve() {
+  if (written_ + used_ <= reserved_ || reserved_ >= expected_) return;
+  const std::uint64_t next = std::min(reserved_ + kReservationStep, expected_);
+  if (file_.reserve(endOf(next)))
+    reserved_ = next;
+  else
+    expected_ = 0;
+}
+
+/// Writes the buffered records and, when one is due, a header that describes what is on disk then.
+/// After a failed write that is the whole records that reached the disk, and nothing is appended
+/// any more.
 bool LasWriter::writeOut() {
+  reserve();
   const auto size = static_cast<int>(used_ * sizeof(LasPointRecord));
-  const int done = file_.writeData(buffer_.get(), size);
+  const int done = file_.writeData(reinterpret_cast<const char*>(records_.get()), size);
   if (done == size) {
     writtenBounds_.widen(bufferBounds_);
     written_ += static_cast<std::uint32_t>(used_);
@@ -68,25 +125,25 @@ bool LasWriter::writeOut() {
     failed_ = true;
     limit_ = 0;
   }
+  headerDue_ -= used_;
   used_ = 0;
   bufferBounds_ = {};
-  if (!writeHeader()) {
-    failed_ = true;
-    limit_ = 0;
-  }
-  return !failed_;
+  return (headerDue_ > 0 && !failed_) || writeHeader();
 }
 
-/// Brings the header on disk up to the records on disk and returns to the end of these.
+/// Brings the header on disk up to the records on disk and returns to the end of these. False when
+/// it, or a write of records before it, failed.
 bool LasWriter::writeHeader() {
   const std::array<double, 3> offset = {header_.xOffset, header_.yOffset, header_.zOffset};
   std::array<double, 3> low{};
   std::array<double, 3> high{};
-  for (std::size_t axis = 0; written_ > 0 && axis < 3; ++axis) {
-    // The scale factor may be negative and turn the bounds round.
-    std::tie(low[axis], high[axis]) =
-        std::minmax({writtenBounds_.low[axis] * scale_[axis] + offset[axis],
-                     writtenBounds_.high[axis] * scale_[axis] + offset[axis]});
+  if (written_ > 0) {
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+      // A negative scale factor exchanges the bounds.
+      std::tie(low[axis], high[axis]) =
+          std::minmax({writtenBounds_.low[axis] * scale_[axis] + offset[axis],
+                       writtenBounds_.high[axis] * scale_[axis] + offset[axis]});
+    }
   }
   header_.numberOfPointRecords = written_;
   header_.numberOfPointsByReturn[0] = written_;
@@ -97,25 +154,31 @@ bool LasWriter::writeHeader() {
   header_.maxY = high[1];
   header_.maxZ = high[2];
 
-  const std::int64_t end = std::int64_t{sizeof(LasHeader)} +
-                           std::int64_t{written_} * std::int64_t{sizeof(LasPointRecord)};
+  const std::int64_t end = endOf(written_);
   if (failed_) file_.truncate(end);  // drops the part of a record that reached the disk
   file_.seek(0);
-  const int done = file_.writeData(reinterpret_cast<const char*>(&header_), sizeof(LasHeader));
-  if (done != sizeof(LasHeader)) return false;
+  const int done = ferrun::writeImage(file_, header_);
+  if (done != sizeof(LasHeader)) {
+    failed_ = true;
+    limit_ = 0;
+    return false;
+  }
   file_.seek(end);
-  return true;
+  headerDue_ = headerEvery_;
+  return !failed_;
 }
 
 bool LasWriter::close() {
   if (!file_.isOpen()) return false;
   if (used_ > 0) writeOut();
+  if (headerDue_ < headerEvery_ && !failed_) writeHeader();
+  if (reserved_ > written_) file_.truncate(endOf(written_));
   file_.close();
-  buffer_.reset();
+  records_.reset();
   limit_ = 0;
   if (refused_ > 0)
     TRACE_MEMBER_WARNING(
-        kClassName, "close",
+        "LasWriter", "close",
         "file(%s): %llu points not written, not finite or too far from the offset for "
         "the scale factor or beyond 4294967295 records!",
         path_.c_str(), static_cast<unsigned long long>(refused_));

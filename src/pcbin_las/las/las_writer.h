@@ -3,14 +3,15 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
+#include <bit>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <memory>
 #include <string>
 
 #include "pcbin_las/las/las_records.h"
 #include "pcbin_las/platform/file.h"
-#include "pcbin_las/platform/large_memory.h"
 
 namespace pontra {
 
@@ -26,9 +27,9 @@ struct LasPoint {
   double gpsTime;  ///< seconds
 };
 
-/// Creates a LAS file and appends points to it. The header on disk is brought up to the records on
-/// disk each time the write buffer has been written out, so that a file whose writer was killed is
-/// whole up to the count that it announces. For use by one thread at a time.
+/// Creates a LAS file and appends points to it. The header on disk is rewritten at intervals, after
+/// the records that it counts, so that a file whose writer was killed is whole up to the count that
+/// it announces. For use by one thread at a time.
 class LasWriter {
  public:
   LasWriter() = default;
@@ -39,10 +40,15 @@ class LasWriter {
   virtual ~LasWriter() { close(); }
 
   /// Creates the file at `path`, or empties it, and writes `header` with count and bounds zero;
-  /// scale factors must not be 0. `bufferSize` is the size of the write buffer in bytes. False,
-  /// with the writer closed and an error line, when the file cannot be created or written or there
-  /// is no memory for the buffer.
+  /// scale factors must not be 0. The header on disk is brought up to date after every `bufferSize`
+  /// bytes of records, rounded down to whole records, at least one; no more are buffered. False,
+  /// with an error line, when the file cannot be created or written, there is no memory for the
+  /// buffer (the writer is closed then), or the writer is open (it stays open for its file).
   bool open(const LasHeader& header, const std::string& path, unsigned bufferSize);
+
+  /// Announces that about `count` points will be written: disk space is reserved ahead of them, in
+  /// steps of 256 MiB. Does nothing where the file system refuses; close() frees what is left over.
+  void expectPoints(std::uint64_t count);
 
   /// Appends one record. Coordinates become the nearest number of scale-factor steps, each offset
   /// left aside; the record says return 1 of 1, and 0 for classification, scan angle, user data and
@@ -58,23 +64,25 @@ class LasWriter {
       ++refused_;
       return false;
     }
-    // Filled in its place: a record put together elsewhere and copied would cost twice the time.
     LasPointRecord& record = records_[used_++];
-    record.x = static_cast<std::int32_t>(std::lrint(x));
-    record.y = static_cast<std::int32_t>(std::lrint(y));
-    record.z = static_cast<std::int32_t>(std::lrint(z));
-    record.intensity = point.intensity;
-    record.returnByte = kReturn1Of1;
-    record.classification = 0;
-    record.scanAngleRank = 0;
-    record.userData = 0;
-    record.pointSourceID = 0;
-    record.gpsTime = point.gpsTime;
-    record.red = point.red;
-    record.green = point.green;
-    record.blue = point.blue;
+    fill(record, point, nearestStep(x), nearestStep(y), nearestStep(z));
     bufferBounds_.widen(record);
     return true;
+  }
+
+  /// Does what writePoint() does for each of the points pointAt(0) to pointAt(count - 1), in less
+  /// time. `pointAt` returns a LasPoint and may be called twice for a point.
+  template <class PointAt>
+  void writePoints(std::size_t count, const PointAt& pointAt) {
+    for (std::size_t i = 0; i < count;) {
+      if (count - i >= kBlock && limit_ - used_ >= kBlock &&
+          appendBlock([&pointAt, i](std::size_t k) { return pointAt(i + k); })) {
+        i += kBlock;
+        continue;
+      }
+      for (const std::size_t end = std::min(i + kBlock, count); i < end; ++i)
+        writePoint(pointAt(i));
+    }
   }
 
   /// Writes out what is buffered, completes the header and closes the file; prints a warning with
@@ -110,11 +118,12 @@ class LasWriter {
       for (std::size_t axis = 0; axis < 3; ++axis) widen(axis, other.low[axis], other.high[axis]);
     }
 
-   private:
     void widen(std::size_t axis, std::int32_t lowest, std::int32_t highest) {
       low[axis] = std::min(low[axis], lowest);
       high[axis] = std::max(high[axis], highest);
     }
+
+   private:
     static constexpr std::int32_t kLowest = std::numeric_limits<std::int32_t>::min();
     static constexpr std::int32_t kHighest = std::numeric_limits<std::int32_t>::max();
   };
@@ -124,7 +133,53 @@ class LasWriter {
   /// Whether the nearest integer to `steps` fits into 32 bits; false for NaN.
   static bool fitsSteps(double steps) { return steps >= -2147483648.5 && steps < 2147483647.5; }
 
+  /// The nearest integer to `steps`, which must fit; the even one of two. Adding 1.5 · 2^52 leaves
+  /// it in the low bits of the sum. Unlike lrint(), compilers do this to several numbers at once.
+  static std::int32_t nearestStep(double steps) {
+    return static_cast<std::int32_t>(std::bit_cast<std::int64_t>(steps + 0x1.8p52));
+  }
+
+  /// Fills the record in its place: to put it together elsewhere and copy it takes twice the time.
+  static void fill(LasPointRecord& record, const LasPoint& point, std::int32_t x, std::int32_t y,
+                   std::int32_t z) {
+    record.x = x;
+    record.y = y;
+    record.z = z;
+    record.intensity = point.intensity;
+    record.returnByte = kReturn1Of1;
+    record.classification = 0;
+    record.scanAngleRank = 0;
+    record.userData = 0;
+    record.pointSourceID = 0;
+    record.gpsTime = point.gpsTime;
+    record.red = point.red;
+    record.green = point.green;
+    record.blue = point.blue;
+  }
+
+  /// Points that writePoints() encodes together. Loops of this length over numbers that lie side by
+  /// side become vector instructions.
+  static constexpr std::size_t kBlock = 256;
+  using Values = std::array<double, kBlock>;
+
+  /// Appends a block for which there is room. False, with nothing done, when a point does not fit.
+  template <class PointAt>
+  bool appendBlock(const PointAt& pointAt) {
+    alignas(16) std::array<Values, 3> steps;
+    for (std::size_t k = 0; k < kBlock; ++k) steps[0][k] = pointAt(k).x;
+    for (std::size_t k = 0; k < kBlock; ++k) steps[1][k] = pointAt(k).y;
+    for (std::size_t k = 0; k < kBlock; ++k) steps[2][k] = pointAt(k).z;
+    if (!toSteps(steps)) return false;
+    LasPointRecord* const records = &records_[used_];
+    for (std::size_t k = 0; k < kBlock; ++k)
+      fill(records[k], pointAt(k), nearestStep(steps[0][k]), nearestStep(steps[1][k]),
+           nearestStep(steps[2][k]));
+    used_ += kBlock;
+    return true;
+  }
+  bool toSteps(std::array<Values, 3>& coordinates);
   bool makeRoom();
+  void reserve();
   bool writeOut();
   bool writeHeader();
 
@@ -132,14 +187,17 @@ class LasWriter {
   std::string path_;
   LasHeader header_{};
   std::array<double, 3> scale_ = {1, 1, 1};
-  ferrun::LargeMemory buffer_;         ///< the write buffer
-  LasPointRecord* records_ = nullptr;  ///< the same as records
-  std::size_t capacity_ = 0;           ///< records that the buffer holds
-  std::size_t used_ = 0;               ///< records in the buffer
-  std::size_t limit_ = 0;              ///< used_ may grow to this; 0 when nothing can be appended
-  StepBounds bufferBounds_;            ///< of the records in the buffer
-  std::uint32_t written_ = 0;          ///< whole records on disk
-  StepBounds writtenBounds_;           ///< of the records on disk
+  std::unique_ptr<LasPointRecord[]> records_;  ///< the write buffer
+  std::size_t capacity_ = 0;                   ///< records that the buffer holds
+  std::size_t used_ = 0;                       ///< records in the buffer
+  std::size_t limit_ = 0;        ///< used_ may grow to this; 0 when nothing can be appended
+  StepBounds bufferBounds_;      ///< of the records in the buffer
+  std::size_t headerEvery_ = 0;  ///< records after which the header on disk is brought up to date
+  std::size_t headerDue_ = 0;    ///< records until it is due
+  std::uint32_t written_ = 0;    ///< whole records on disk
+  StepBounds writtenBounds_;     ///< of the records on disk
+  std::uint64_t expected_ = 0;   ///< records to reserve disk space for
+  std::uint64_t reserved_ = 0;   ///< records that disk space was reserved for
   std::uint64_t refused_ = 0;
   bool failed_ = false;  ///< a write has failed
 };

@@ -1,7 +1,8 @@
-// Work done in the background, in order.
+// Background work, in order.
 #pragma once
 
 #include <condition_variable>
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <mutex>
@@ -9,60 +10,77 @@
 #include <thread>
 #include <vector>
 
+#include "pcbin_las/platform/api.h"
+
 namespace ferrun {
 
-/// Wishes about how the workers of a queue are scheduled. Of the last one alone something is made.
+/// Scheduling hints. Only `threadName` is used.
 struct SchedParam {
-  std::vector<int> processors;  ///< ignored
-  bool realTime = false;        ///< ignored
-  int priority = 0;             ///< ignored
-  int niceness = 0;             ///< ignored
-  std::string threadName;       ///< the workers' thread name; empty for the queue's name
+  std::vector<int> processors;
+  bool realTime = false;
+  int priority = 0;
+  int niceness = 0;
+  std::string threadName;  ///< name of the worker threads; empty for the queue's name
 };
 
 /// A named queue of tasks that worker threads run. With one worker, tasks run one at a time in the
-/// order in which they were put. Any thread may put tasks.
-class AsyncTaskQueue {
+/// order in which they were put. Any thread may put tasks. A queue whose init() started no worker
+/// runs each task in the thread that puts it, so that no task is lost. Only the constructor, init()
+/// and putTask() allocate memory and may throw std::bad_alloc.
+class PCBIN_API AsyncTaskQueue {
  public:
   using Task = std::function<void(const std::string&)>;
 
-  /// A queue that is not yet running; tasks may be put already.
+  /// A queue that does not run yet. Tasks may be put already; they wait for init() or runHere().
   explicit AsyncTaskQueue(std::string name);
   AsyncTaskQueue(const AsyncTaskQueue&) = delete;
   AsyncTaskQueue& operator=(const AsyncTaskQueue&) = delete;
 
-  /// Has the workers, if there are any, run the tasks that are still queued, and ends them. Not to
-  /// be called from a task.
+  /// The workers run the tasks that are still queued and end; without workers these tasks are
+  /// dropped. Must not run in a task, nor in a child process that fork() made: it has no workers.
   ~AsyncTaskQueue();
 
-  /// Starts `workers` threads. False when one cannot be started; those started before it still run,
-  /// and without any, tasks are run by who puts them.
+  /// Starts `workers` threads, at least 1. False when `workers` is less or a thread cannot be
+  /// started; threads that did start run on.
   bool init(int workers, const SchedParam& param);
 
-  /// Queues a task; a worker will call it with `argument`. When init() could start no worker, the
-  /// task is run here and now instead, so that no work is lost. An exception that leaves the task
-  /// ends that task alone, with an error line.
+  /// Queues a task; a worker calls it with `argument`. An exception that leaves the task ends that
+  /// task alone, with an error line.
   void putTask(const Task& task, const std::string& argument);
 
   /// The number of tasks put and not yet taken by a worker.
   int size() const;
 
+  /// Without workers, runs the queued tasks in the calling thread; otherwise does nothing.
+  void runHere();
+
+  /// Waits until every task put before the call has ended. Tasks put later do not delay it. Called
+  /// from a task of this queue, it does not wait for that task.
+  void waitForTasks();
+
  private:
   struct Entry {
     Task task;
     std::string argument;
+    std::uint64_t number = kNoTask;  ///< in the order of putTask()
   };
 
-  void runTasks(const std::string& threadName);
-  void run(const Task& task, const std::string& argument);
+  void work(std::size_t worker, const std::string& threadName);
+  void run(const Task& task, const std::string& argument) noexcept;
+  bool haveEnded(std::uint64_t end) const;
+
+  static constexpr std::uint64_t kNoTask = UINT64_MAX;
 
   std::string name_;
-  mutable std::mutex mutex_;  ///< guards the members below but workers_
+  mutable std::mutex mutex_;  ///< guards the members below, threads_ excepted
   std::condition_variable wake_;
+  std::condition_variable ended_;  ///< a task has ended
   std::deque<Entry> entries_;
+  std::uint64_t nextNumber_ = 0;
+  std::vector<std::uint64_t> running_;  ///< for each worker the number of its task, or kNoTask
   bool stopping_ = false;
-  bool workerless_ = false;  ///< init() has started no worker
-  std::vector<std::thread> workers_;
+  bool initialised_ = false;
+  std::vector<std::thread> threads_;
 };
 
 }  // namespace ferrun

@@ -6,12 +6,12 @@
 
 namespace ferrun {
 
-/// Reads the operator's answers, a line at a time. For use by one thread.
+/// Reads the operator's answers, one line at a time. Use from one thread.
 class ConsoleIn {
  public:
-  /// Waits for a line on standard input and keeps it in place of the one before; at the end of
-  /// standard input the line is empty. Every log line printed before is on the console before the
-  /// wait begins.
+  /// Waits for a line on standard input and keeps it in place of the previous one. Every log line
+  /// printed before is on the console before the wait begins. Of a line the first 4 KiB are kept.
+  /// At the end of standard input, and after 1 MiB without a line break, the line is empty.
   void waitIn();
 
   /// The first white-space-delimited value of the line, or T{} when there is none. The line is

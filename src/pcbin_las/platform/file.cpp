@@ -4,6 +4,8 @@
 #include <cerrno>
 #include <climits>
 #include <fcntl.h>
+#include <memory>
+#include <new>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,25 +14,45 @@
 namespace ferrun {
 namespace {
 
-const std::string kClassName = "File";
+constexpr std::size_t kLargestTransfer = std::size_t{1} << 30;  // a system call moves < 2 GiB
 
-constexpr std::size_t kLargestTransfer = std::size_t{1}
-                                         << 30;  // a system call moves less than 2 GiB
-
-/// A descriptor of the file, or -1 with errno set.
-int openDescriptor(const std::string& name, bool reading) {
-  const int flags = reading ? O_RDONLY : O_WRONLY | O_CREAT | O_TRUNC;
+/// open(2), continued after interruptions. Returns -1 with errno set on failure.
+int openFile(const std::string& name, int flags) {
   int descriptor = -1;
   do {
     descriptor = ::open(name.c_str(), flags | O_CLOEXEC, 0666);
   } while (descriptor < 0 && errno == EINTR);
+  return descriptor;
+}
 
+/// Closes `descriptor`, reports `reason` through errno, and returns -1.
+int refuse(int descriptor, int reason) {
+  ::close(descriptor);
+  errno = reason;
+  return -1;
+}
+
+/// A descriptor of a file that is no directory, or -1 with errno set.
+int openAny(const std::string& name, int flags) {
+  const int descriptor = openFile(name, flags);
   struct stat status {};
-  if (descriptor >= 0 && ::fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
-    ::close(descriptor);
-    errno = EISDIR;
-    return -1;
-  }
+  if (descriptor >= 0 && ::fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode))
+    return refuse(descriptor, EISDIR);
+  return descriptor;
+}
+
+/// The descriptor of File::openOwn(), or -1 with errno set.
+int openOwnFile(const std::string& name, const std::string& input) {
+  const int descriptor = openFile(name, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK);
+  if (descriptor < 0) return -1;
+  struct stat status {};
+  struct stat other {};
+  if (::fstat(descriptor, &status) != 0) return refuse(descriptor, errno);
+  const bool isInput = ::stat(input.c_str(), &other) == 0 && status.st_dev == other.st_dev &&
+                       status.st_ino == other.st_ino;
+  if (!S_ISREG(status.st_mode) || status.st_nlink != 1 || isInput)
+    return refuse(descriptor, EEXIST);
+  if (::ftruncate(descriptor, 0) != 0) return refuse(descriptor, errno);
   return descriptor;
 }
 
@@ -49,33 +71,57 @@ bool File::isSameFile(const std::string& name, const std::string& otherName) {
 }
 
 bool File::open(const std::string& name, int mode) {
-  if (isOpen()) return false;
-  name_ = name;
-  reading_ = mode == kRead;
-  capacity_ = reading_ ? kReadBufferSize : writeBufferSize_;
+  if (mode != kRead && mode != kWrite) {
+    errno = EINVAL;
+    return false;
+  }
+  const int flags = mode == kRead ? O_RDONLY : O_WRONLY | O_CREAT | O_TRUNC;
+  return openWith(name, mode == kRead, [&] { return openAny(name, flags); });
+}
+
+bool File::openOwn(const std::string& name, const std::string& input) {
+  return openWith(name, false, [&] { return openOwnFile(name, input); });
+}
+
+/// Prepares the buffer and opens the file with `openDescriptor`.
+template <class OpenDescriptor>
+bool File::openWith(const std::string& name, bool reading, OpenDescriptor openDescriptor) {
+  if (isOpen()) {
+    errno = EBUSY;
+    return false;
+  }
+  reading_ = reading;
+  capacity_ = reading_ ? kLargestRead : writeBufferSize_;
+  nextRead_ = kSmallestRead;
   limit_ = reading_ ? 0 : capacity_;
   begin_ = end_ = 0;
   diskPosition_ = 0;
   readError_ = writeError_ = 0;
-  readFailed_ = false;
-  buffer_ = allocateLarge(capacity_);
-  descriptor_ = buffer_ ? openDescriptor(name, reading_) : -1;
+  try {
+    name_ = name;
+    buffer_ = std::make_unique_for_overwrite<char[]>(capacity_);
+    descriptor_ = openDescriptor();
+  } catch (const std::bad_alloc&) {
+    errno = ENOMEM;
+  }
   if (descriptor_ >= 0) return true;
-  const int error = buffer_ ? errno : ENOMEM;
+  const int reason = errno;
   if (!reading_)
-    TRACE_MEMBER_ERROR(kClassName, "open", "file(%s) cannot be written: %s!", name.c_str(),
-                       std::strerror(error));
+    TRACE_MEMBER_ERROR("File", "open", "file(%s) cannot be written: %s!", name.c_str(),
+                       std::strerror(reason));
   buffer_.reset();
-  errno = error;
+  errno = reason;
   return false;
 }
 
 void File::close() {
   if (!isOpen()) return;
   flush();
-  if (::close(descriptor_) != 0 && !reading_ && writeError_ == 0 && errno != EINTR)
-    TRACE_MEMBER_ERROR(kClassName, "close", "file(%s) write error: %s!", name_.c_str(),
-                       std::strerror(errno));
+  if (::close(descriptor_) != 0 && !reading_ && writeError_ == 0 && errno != EINTR) {
+    writeError_ = errno;
+    TRACE_MEMBER_ERROR("File", "close", "file(%s) write error: %s!", name_.c_str(),
+                       std::strerror(writeError_));
+  }
   descriptor_ = -1;
   buffer_.reset();
   limit_ = begin_ = end_ = 0;
@@ -87,8 +133,9 @@ int File::readBeyondBuffer(char* destination, int count) {
   std::size_t done = 0;
   while (done < wanted) {
     if (begin_ == end_) {
-      if (wanted - done >= capacity_) {
+      if (wanted - done >= nextRead_) {
         done += readFromDisk(destination + done, wanted - done);
+        nextRead_ = kSmallestRead;
         break;
       }
       if (!fillBuffer()) break;
@@ -98,7 +145,7 @@ int File::readBeyondBuffer(char* destination, int count) {
     begin_ += piece;
     done += piece;
   }
-  return done == 0 && readError_ != 0 ? -1 : static_cast<int>(done);
+  return done == 0 && lastReadFailed_ ? -1 : static_cast<int>(done);
 }
 
 int File::readLine(std::string* line) {
@@ -117,21 +164,22 @@ int File::readLine(std::string* line) {
     begin_ += piece + (ended ? 1 : 0);
     consumed += piece + (ended ? 1 : 0);
   }
-  if (consumed == 0) return readError_ != 0 ? -1 : 0;
+  if (consumed == 0) return lastReadFailed_ ? -1 : 0;
   return static_cast<int>(std::min<std::size_t>(consumed, INT_MAX));
 }
 
-/// Replaces the buffer's used-up contents; false at the end of the file or on error.
+/// Replaces the buffer's contents, which are used up; false at the end of the file or on error.
 bool File::fillBuffer() {
   begin_ = 0;
-  end_ = readFromDisk(buffer_.get(), capacity_);
+  end_ = readFromDisk(buffer_.get(), nextRead_);
+  nextRead_ = std::min(2 * nextRead_, kLargestRead);
   return end_ > 0;
 }
 
 /// Reads until `size` bytes are there or the file ends or fails; returns the number of bytes read.
 std::size_t File::readFromDisk(char* destination, std::size_t size) {
   std::size_t done = 0;
-  readError_ = 0;
+  lastReadFailed_ = false;
   while (done < size) {
     const ssize_t count =
         ::read(descriptor_, destination + done, std::min(size - done, kLargestTransfer));
@@ -141,8 +189,8 @@ std::size_t File::readFromDisk(char* destination, std::size_t size) {
       break;
     } else if (errno != EINTR) {
       readError_ = errno;
-      readFailed_ = true;
-      TRACE_MEMBER_ERROR(kClassName, "readData", "file(%s) read error: %s!", name_.c_str(),
+      lastReadFailed_ = true;
+      TRACE_MEMBER_ERROR("File", "readData", "file(%s) read error: %s!", name_.c_str(),
                          std::strerror(readError_));
       break;
     }
@@ -181,7 +229,7 @@ std::size_t File::writeToDisk(const char* source, std::size_t size) {
     } else if (count == 0 || errno != EINTR) {
       writeError_ = count == 0 ? ENOSPC : errno;
       limit_ = 0;
-      TRACE_MEMBER_ERROR(kClassName, "writeData", "file(%s) write error: %s!", name_.c_str(),
+      TRACE_MEMBER_ERROR("File", "writeData", "file(%s) write error: %s!", name_.c_str(),
                          std::strerror(writeError_));
     }
   }
@@ -199,16 +247,28 @@ void File::seek(std::int64_t position) {
   if (!isOpen()) return;
   flush();
   begin_ = end_ = 0;
+  nextRead_ = kSmallestRead;
   writeError_ = 0;
-  if (::lseek(descriptor_, position, SEEK_SET) >= 0) {  // devices may answer with another position
+  if (::lseek(descriptor_, position, SEEK_SET) >= 0) {  // a device may return another position
     diskPosition_ = position;
     limit_ = reading_ ? 0 : capacity_;
     return;
   }
   writeError_ = errno;
   limit_ = 0;
-  TRACE_MEMBER_ERROR(kClassName, "seek", "file(%s) seek error: %s!", name_.c_str(),
+  TRACE_MEMBER_ERROR("File", "seek", "file(%s) seek error: %s!", name_.c_str(),
                      std::strerror(writeError_));
+}
+
+bool File::skip(std::int64_t count) {
+  const auto buffered = static_cast<std::int64_t>(end_ - begin_);
+  if (reading_ && count >= 0 && count <= buffered) {
+    begin_ += static_cast<std::size_t>(count);
+    return true;
+  }
+  if (!reading_ || count < 0 || !isRegular() || count > getSize() - pos()) return false;
+  seek(pos() + count);
+  return true;
 }
 
 std::int64_t File::getSize() const {
@@ -216,11 +276,24 @@ std::int64_t File::getSize() const {
   return isOpen() && ::fstat(descriptor_, &status) == 0 ? status.st_size : -1;
 }
 
+bool File::isRegular() const {
+  struct stat status {};
+  return isOpen() && ::fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode);
+}
+
 bool File::truncate(std::int64_t size) {
   flush();
   int result = -1;
   do {
     result = ::ftruncate(descriptor_, size);
+  } while (result != 0 && errno == EINTR);
+  return result == 0;
+}
+
+bool File::reserve(std::int64_t end) {
+  int result = -1;
+  do {
+    result = ::fallocate(descriptor_, FALLOC_FL_KEEP_SIZE, diskPosition_, end - diskPosition_);
   } while (result != 0 && errno == EINTR);
   return result == 0;
 }

@@ -1,44 +1,44 @@
-// What a device that holds bytes can do.
+// The interface of a device that stores bytes.
 #pragma once
 
 #include <cstdint>
 #include <string>
 
+#include "pcbin_las/platform/api.h"
+
 namespace ferrun {
 
 /// A sequence of bytes with a current position.
-class IODevice {
+class PCBIN_API IODevice {
  public:
   virtual ~IODevice() = default;
 
   virtual bool open(const std::string& name, int mode) = 0;
   virtual void close() = 0;
 
-  /// Reads up to `count` bytes at the current position and advances. Returns the number read: fewer
-  /// than `count` at the end of the data, less than 1 there or on error.
+  /// Reads up to `count` bytes at the current position and advances. Returns the number of bytes
+  /// read: fewer than `count` at the end of the data, less than 1 there or on error.
   virtual int readData(char* destination, int count) = 0;
 
-  /// Writes `count` bytes at the current position and advances. Returns the number written; when
-  /// that is less than `count`, errno tells why.
+  /// Writes `count` bytes at the current position and advances. Returns the number of bytes
+  /// written; when that is less than `count`, errno holds the reason.
   virtual int writeData(const char* source, int count) = 0;
 
   virtual bool isOpen() const = 0;
 
-  /// Hands buffered data on to where it is kept.
+  /// Writes buffered data out.
   virtual void flush() = 0;
 
-  /// The current position, in bytes from the start.
+  /// The current position in bytes from the start.
   virtual std::int64_t pos() const = 0;
 
   /// Moves the current position.
   virtual void seek(std::int64_t position) = 0;
 
-  /// Tells the device in which block size its data will be transferred, in bytes: a hint that a
-  /// device may ignore, as this one does.
+  /// Hint: the block size in bytes of later transfers. Ignored unless a device overrides it.
   virtual void setTransferHint(int blockSize) { (void)blockSize; }
 
-  /// Sets the size in bytes of the write buffer; 0 hands every write straight on. To be called
-  /// before open().
+  /// Sets the size in bytes of the write buffer; 0 disables buffering. Call it before open().
   void setWMBuffer(unsigned size) { writeBufferSize_ = size; }
 
  protected:

@@ -3,14 +3,14 @@
 
 namespace ferrun {
 
-/// Gives access to the one instance of T, which is built by the first caller (exactly once,
-/// whatever the threads) and destroyed at process exit.
+/// Access to the one instance of T. The first caller constructs it, exactly once whatever the
+/// threads. It is never destroyed, so that destructors of static objects can still use it.
 template <class T>
 class Singleton {
  public:
   static T* getInstance() {
-    static T instance;
-    return &instance;
+    static T* const instance = new T;
+    return instance;
   }
 };
 

@@ -16,7 +16,7 @@
 namespace ferrun {
 namespace {
 
-const std::string kClassName = "StagedFile";
+constexpr const char* kClassName = "StagedFile";
 }  // namespace
 
 bool StagedFile::fail(const char* action, int error) {

@@ -1,16 +1,18 @@
 #include "pcbin_las/platform/str_util.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 
 namespace ferrun {
 
-std::vector<std::string> StrUtil::splitString(const std::string& text, const std::string& separator,
+std::vector<std::string> StrUtil::splitString(std::string_view text, std::string_view separator,
                                               bool skipEmpty) {
+  if (separator.empty()) return {std::string(text)};
   std::vector<std::string> pieces;
   for (std::size_t begin = 0; begin <= text.size();) {
     const std::size_t end = std::min(text.find(separator, begin), text.size());
-    if (end > begin || !skipEmpty) pieces.push_back(text.substr(begin, end - begin));
+    if (end > begin || !skipEmpty) pieces.emplace_back(text.substr(begin, end - begin));
     begin = end + separator.size();
   }
   return pieces;

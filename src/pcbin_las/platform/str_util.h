@@ -1,16 +1,19 @@
-// Small operations on text.
+// Operations on text.
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
+
+#include "pcbin_las/platform/api.h"
 
 namespace ferrun {
 
-class StrUtil {
+class PCBIN_API StrUtil {
  public:
-  /// The pieces of `text` between occurrences of `separator` (not empty), in order; n occurrences
-  /// give n + 1 pieces. Empty pieces are left out when `skipEmpty` is set.
-  static std::vector<std::string> splitString(const std::string& text, const std::string& separator,
+  /// The pieces of `text` between occurrences of `separator`, in order: n occurrences give n + 1
+  /// pieces, without the empty ones when `skipEmpty` is set. An empty separator splits nothing.
+  static std::vector<std::string> splitString(std::string_view text, std::string_view separator,
                                               bool skipEmpty);
 
   /// A new string, formatted by the rules of printf.

@@ -1,6 +1,6 @@
-// The shapes of a log line. Every message of the program is printed by one of these macros: they
-// put the level's tag, the time and the origin before the message, and evaluate no argument of a
-// line that is not wanted. `format` is a string literal by the rules of printf.
+// The layout of log lines. Every message of the program is printed by one of these macros. They put
+// the level's tag, the time and the origin before the message, escape control bytes, and evaluate
+// no argument of a line that is below the threshold. `format` is a printf string literal.
 //
 //   error, warning in a member function    <E>TIME [CLASS::FUNCTION,LLINE] message
 //   error, warning in a free function      <E>TIME [FUNCTION,LLINE] message
@@ -9,7 +9,6 @@
 #pragma once
 
 #include "pcbin_las/platform/date_time.h"
-#include "pcbin_las/platform/singleton.h"
 #include "pcbin_las/platform/tracer.h"
 
 namespace ferrun {
@@ -24,10 +23,10 @@ constexpr int kLevelError = 3;
 #define FERRUN_PRINT(level, ...)                                                           \
   do {                                                                                     \
     ferrun::Tracer* const ferrunTracer = ferrun::Singleton<ferrun::Tracer>::getInstance(); \
-    if (ferrunTracer->enabled(level)) ferrunTracer->print(level, __VA_ARGS__);             \
+    if (ferrunTracer->enabled(level)) ferrunTracer->printEscaped(level, __VA_ARGS__);      \
   } while (false)
 
-#define FERRUN_TIME_TEXT ferrun::DateTime::getDateTime().toString().c_str()
+#define FERRUN_TIME_TEXT ferrun::DateTime::getDateTime().text().data()
 
 #define TRACE_ERROR(function, format, ...)                                                \
   FERRUN_PRINT(ferrun::kLevelError, "<E>%s [%s,L%d] " format, FERRUN_TIME_TEXT, function, \
@@ -38,16 +37,17 @@ constexpr int kLevelError = 3;
 #define TRACE_INFO(function, format, ...)                                  \
   FERRUN_PRINT(ferrun::kLevelInfo, "<I>%s [%s] " format, FERRUN_TIME_TEXT, \
                function __VA_OPT__(, ) __VA_ARGS__)
-#define TRACE_PROMPT(format, ...) \
-  FERRUN_PRINT(ferrun::kLevelInfo, "<C>\033[33m\033[1m" format "\033[0m" __VA_OPT__(, ) __VA_ARGS__)
+#define TRACE_PROMPT(format, ...)  \
+  FERRUN_PRINT(ferrun::kLevelInfo, \
+               FERRUN_PROMPT_START format FERRUN_PROMPT_END __VA_OPT__(, ) __VA_ARGS__)
 
-/// The same for member functions; `className` is a std::string.
-#define TRACE_MEMBER_ERROR(className, function, format, ...)                        \
-  FERRUN_PRINT(ferrun::kLevelError, "<E>%s [%s::%s,L%d] " format, FERRUN_TIME_TEXT, \
-               (className).c_str(), function, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
-#define TRACE_MEMBER_WARNING(className, function, format, ...)                        \
-  FERRUN_PRINT(ferrun::kLevelWarning, "<W>%s [%s::%s,L%d] " format, FERRUN_TIME_TEXT, \
-               (className).c_str(), function, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
-#define TRACE_MEMBER_INFO(className, function, format, ...)                    \
-  FERRUN_PRINT(ferrun::kLevelInfo, "<I>%s [%s::%s] " format, FERRUN_TIME_TEXT, \
-               (className).c_str(), function __VA_OPT__(, ) __VA_ARGS__)
+/// The same for member functions; `className` is a C string.
+#define TRACE_MEMBER_ERROR(className, function, format, ...)                                   \
+  FERRUN_PRINT(ferrun::kLevelError, "<E>%s [%s::%s,L%d] " format, FERRUN_TIME_TEXT, className, \
+               function, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
+#define TRACE_MEMBER_WARNING(className, function, format, ...)                                   \
+  FERRUN_PRINT(ferrun::kLevelWarning, "<W>%s [%s::%s,L%d] " format, FERRUN_TIME_TEXT, className, \
+               function, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
+#define TRACE_MEMBER_INFO(className, function, format, ...)                               \
+  FERRUN_PRINT(ferrun::kLevelInfo, "<I>%s [%s::%s] " format, FERRUN_TIME_TEXT, className, \
+               function __VA_OPT__(, ) __VA_ARGS__)

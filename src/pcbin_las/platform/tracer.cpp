@@ -1,20 +1,35 @@
 #include "pcbin_las/platform/tracer.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
-#include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
+#include <exception>
 #include <poll.h>
-#include <system_error>
+#include <pthread.h>
+#include <string_view>
 #include <unistd.h>
 #include <utility>
+
+#include "pcbin_las/platform/escape.h"
 
 namespace ferrun {
 namespace {
 
 constexpr std::chrono::milliseconds kGatherTime{20};
 constexpr std::size_t kFull = std::size_t{256} << 10;  // bytes of waiting lines
+
+/// Escapes the text of a line; the colours around a prompt stay.
+std::string escapeLine(std::string_view line) {
+  constexpr std::string_view kStart = FERRUN_PROMPT_START;
+  constexpr std::string_view kEnd = FERRUN_PROMPT_END;
+  if (!line.starts_with(kStart) || !line.ends_with(kEnd)) return escapeControls(line);
+  line.remove_prefix(kStart.size());
+  line.remove_suffix(kEnd.size());
+  return std::string(kStart) + escapeControls(line) + std::string(kEnd);
+}
 
 }  // namespace
 
@@ -25,28 +40,47 @@ void STDSink::write(const char* lines, std::size_t size) {
       lines += written;
       size -= static_cast<std::size_t>(written);
     } else if (written < 0 && errno == EAGAIN) {
-      // Standard output was made non-blocking by whoever shares it: wait until it takes more.
+      // Another process made standard output non-blocking: wait until it takes more.
       pollfd output{STDOUT_FILENO, POLLOUT, 0};
       ::poll(&output, 1, -1);
     } else if (written == 0 || errno != EINTR) {
+      if (written < 0 && errno == EPIPE) readerGone_ = true;
       return;
     }
   }
 }
 
+template <>
+Tracer* Singleton<Tracer>::getInstance() {
+  static Tracer* const instance = [] {
+    auto* const tracer = new Tracer;
+    std::atexit([] { getInstance()->stopThread(); });
+    pthread_atfork([] { getInstance()->lockForFork(); },
+                   [] { getInstance()->unlockAfterFork(false); },
+                   [] { getInstance()->unlockAfterFork(true); });
+    return tracer;
+  }();
+  return instance;
+}
+
 Tracer::~Tracer() {
+  stopThread();
+}
+
+/// Delivers every line and ends the thread; later lines are delivered by the printing thread.
+void Tracer::stopThread() noexcept {
   std::unique_lock lock(mutex_);
-  stopping_ = true;
+  const bool join = std::exchange(hasThread_, false);
   lock.unlock();
   wake_.notify_one();
-  if (thread_.joinable()) thread_.join();
+  if (join) thread_.join();
   flush();
 }
 
 void Tracer::setLevel(int threshold) {
   const std::lock_guard lock(mutex_);
   threshold_ = threshold;
-  if (gate_ != kClosed) gate_ = threshold;
+  if (started_) gate_ = threshold;
 }
 
 void Tracer::addSink(std::shared_ptr<TracerSink> sink) {
@@ -56,43 +90,60 @@ void Tracer::addSink(std::shared_ptr<TracerSink> sink) {
 
 void Tracer::start() {
   const std::lock_guard lock(mutex_);
-  if (gate_ != kClosed) return;
+  if (started_) return;
+  started_ = true;
+  hasThread_ = true;
   try {
     thread_ = std::thread(&Tracer::deliverInTime, this);
-  } catch (const std::system_error&) {
-    // No thread to be had: append() then hands every line to the sinks by itself.
+  } catch (const std::exception&) {  // no thread, or no memory for one: append() delivers
+    hasThread_ = false;
   }
   gate_ = threshold_;
 }
 
-void Tracer::print(int level, const char* format, ...) {
+void Tracer::print(int level, const char* format, ...) noexcept {
   if (!enabled(level)) return;
-  std::array<char, 1024> text;
-  va_list values;
+  std::va_list values;
   va_start(values, format);
-  const int length = std::vsnprintf(text.data(), text.size(), format, values);
+  this->format(Escape::kNo, format, values);
   va_end(values);
-  if (length < 0) return;
-
-  const auto size = static_cast<std::size_t>(length);
-  if (size < text.size()) {
-    text[size] = '\n';
-    append(text.data(), size + 1);
-    return;
-  }
-  std::string longText(size + 1, '\0');
-  va_start(values, format);
-  std::vsnprintf(longText.data(), longText.size(), format, values);
-  va_end(values);
-  longText.back() = '\n';
-  append(longText.data(), longText.size());
 }
 
-void Tracer::append(const char* line, std::size_t size) {
+void Tracer::printEscaped(int level, const char* format, ...) noexcept {
+  if (!enabled(level)) return;
+  std::va_list values;
+  va_start(values, format);
+  this->format(Escape::kYes, format, values);
+  va_end(values);
+}
+
+void Tracer::format(Escape escape, const char* format, std::va_list values) noexcept {
+  std::array<char, 1024> text;
+  std::va_list again;
+  va_copy(again, values);
+  const int length = std::vsnprintf(text.data(), text.size(), format, values);
+  const auto size = static_cast<std::size_t>(std::max(length, 0));
+  try {
+    std::string longText;
+    std::string_view line(text.data(), size);
+    if (size >= text.size()) {
+      longText.resize(size);
+      std::vsnprintf(longText.data(), size + 1, format, again);
+      line = longText;
+    }
+    if (escape == Escape::kYes && hasControls(line)) line = longText = escapeLine(line);
+    if (length >= 0) append(line);
+  } catch (const std::exception&) {  // no memory: the line is lost
+  }
+  va_end(again);
+}
+
+void Tracer::append(std::string_view line) {
   std::unique_lock lock(mutex_);
-  pending_.append(line, size);
-  if (pending_.size() >= kFull || !thread_.joinable()) {
-    // Whoever fills the buffer writes it out: that costs less than handing it to another processor.
+  pending_.reserve(pending_.size() + line.size() + 1);  // all of the line or nothing
+  pending_.append(line).append(1, '\n');
+  if (pending_.size() >= kFull || !hasThread_) {
+    // The printing thread delivers: that costs less than waking another processor.
     deliver(lock);
   } else if (threadIdle_) {
     threadIdle_ = false;
@@ -101,17 +152,18 @@ void Tracer::append(const char* line, std::size_t size) {
   }
 }
 
-void Tracer::flush() {
+void Tracer::flush() noexcept {
   std::unique_lock lock(mutex_);
   deliver(lock);
 }
 
-/// Hands the lines that wait to the sinks, after those that are being handed over. The lock is
-/// given up meanwhile.
-void Tracer::deliver(std::unique_lock<std::mutex>& lock) {
+/// Hands the lines that wait to the sinks, after those that are being delivered. Unlocks meanwhile.
+void Tracer::deliver(std::unique_lock<std::mutex>& lock) noexcept {
+  if (isDeliverer()) return;
   delivered_.wait(lock, [this] { return !delivering_; });
   if (pending_.empty()) return;
   delivering_ = true;
+  deliverer_ = std::this_thread::get_id();
   lines_.swap(pending_);
   lock.unlock();
   writeToSinks(lines_);
@@ -121,21 +173,49 @@ void Tracer::deliver(std::unique_lock<std::mutex>& lock) {
   delivered_.notify_all();
 }
 
-/// The thread: sees to it that no line waits long.
-void Tracer::deliverInTime() {
+/// Whether the calling thread is inside deliver(): a sink has called the tracer.
+bool Tracer::isDeliverer() const {
+  return delivering_ && deliverer_ == std::this_thread::get_id();
+}
+
+/// The thread: delivers lines soon after they were printed.
+void Tracer::deliverInTime() noexcept {
   std::unique_lock lock(mutex_);
-  while (!stopping_) {
+  while (hasThread_) {
     threadIdle_ = true;
-    wake_.wait(lock, [this] { return !pending_.empty() || stopping_; });
+    wake_.wait(lock, [this] { return !pending_.empty() || !hasThread_; });
     threadIdle_ = false;
-    wake_.wait_for(lock, kGatherTime, [this] { return stopping_; });
+    wake_.wait_for(lock, kGatherTime, [this] { return !hasThread_; });
     deliver(lock);
   }
 }
 
-void Tracer::writeToSinks(const std::string& lines) {
+void Tracer::writeToSinks(const std::string& lines) noexcept {
   const std::lock_guard lock(sinkMutex_);
-  for (const auto& sink : sinks_) sink->write(lines.data(), lines.size());
+  for (const auto& sink : sinks_) {
+    try {
+      sink->write(lines.data(), lines.size());
+    } catch (...) {  // the lines are lost for this sink
+    }
+  }
+}
+
+void Tracer::lockForFork() {
+  std::unique_lock lock(mutex_);
+  if (!isDeliverer()) {
+    delivered_.wait(lock, [this] { return !delivering_; });
+    sinkMutex_.lock();
+  }
+  (void)lock.release();  // unlockAfterFork() unlocks
+}
+
+void Tracer::unlockAfterFork(bool inChild) {
+  if (inChild) {
+    hasThread_ = false;  // fork() copies only the calling thread
+    pending_.clear();
+  }
+  if (!isDeliverer()) sinkMutex_.unlock();
+  mutex_.unlock();
 }
 
 }  // namespace ferrun

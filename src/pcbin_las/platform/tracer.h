@@ -1,39 +1,61 @@
-// The tracing facility: every line that the program says goes through here.
+// The tracing facility: every line that the program prints passes through it.
 #pragma once
 
 #include <atomic>
-#include <climits>
 #include <condition_variable>
+#include <cstdarg>
 #include <cstddef>
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
+
+#include "pcbin_las/platform/api.h"
+#include "pcbin_las/platform/singleton.h"
+
+/// What surrounds the text of a prompt: the tag, then yellow and bold; the reset of both.
+#define FERRUN_PROMPT_START "<C>\033[33m\033[1m"
+#define FERRUN_PROMPT_END "\033[0m"
 
 namespace ferrun {
 
 /// A destination of finished lines.
-class TracerSink {
+class PCBIN_API TracerSink {
  public:
   virtual ~TracerSink() = default;
 
   /// Takes `size` bytes: one or more whole lines, each with its line break. What cannot be written
-  /// is lost. Called by one thread at a time.
+  /// is lost, and so are lines for which it throws. Called by one thread at a time. It may print
+  /// lines itself; these follow later.
   virtual void write(const char* lines, std::size_t size) = 0;
 };
 
 /// Writes lines to standard output.
-class STDSink : public TracerSink {
+class PCBIN_API STDSink : public TracerSink {
  public:
   void write(const char* lines, std::size_t size) override;
+
+  /// Whether a write has found that standard output is a pipe or socket without a reader.
+  static bool readerIsGone() { return readerGone_.load(std::memory_order_relaxed); }
+
+ private:
+  static inline std::atomic<bool> readerGone_ = false;
 };
 
-/// Formats lines and hands them to its sinks, whole and in the order in which they were printed.
-/// Lines are gathered in a bounded buffer, which is written out within some 20 ms by a thread of
-/// the tracer, or as soon as it is full by who fills it. Any thread may print. The library's own
-/// messages go to Singleton<Tracer>: a program that neither adds a sink nor starts it sees none.
-class Tracer {
+/// Formats lines and delivers them to its sinks, whole and in the order in which they were printed.
+/// A thread of the tracer delivers them within some 20 ms; a printing thread does so itself when
+/// 256 KiB of lines wait. Any thread may print, and printing never throws: a line for which there
+/// is no memory is lost.
+///
+/// The library prints to Singleton<Tracer>, which is silent until a program adds a sink and calls
+/// start(). It is never destroyed: at process exit it delivers every line, and from then on each
+/// line goes to the sinks at once, in the printing thread. Its sinks must stay usable until the
+/// process ends. After fork() the child keeps the sinks and delivers its lines at once; lines that
+/// waited are delivered by the parent alone.
+class PCBIN_API Tracer {
  public:
   Tracer() = default;
   Tracer(const Tracer&) = delete;
@@ -42,7 +64,7 @@ class Tracer {
   /// Delivers every line that was printed before.
   ~Tracer();
 
-  /// Lines whose level is below `threshold` are dropped. 1 until set.
+  /// Sets the threshold: lines of a lower level are dropped. 1 by default.
   void setLevel(int threshold);
 
   /// Adds a destination; every later line goes to every sink, in the order in which they were
@@ -56,32 +78,52 @@ class Tracer {
   bool enabled(int level) const { return level >= gate_.load(std::memory_order_relaxed); }
 
   /// Prints one line, formatted by the rules of printf; the line break is added here.
-  [[gnu::format(printf, 3, 4)]] void print(int level, const char* format, ...);
+  [[gnu::format(printf, 3, 4)]] void print(int level, const char* format, ...) noexcept;
 
-  /// Returns once every line that was printed before is with the sinks.
-  void flush();
+  /// Prints one line like print(), with control bytes and invalid UTF-8 escaped (escape.h) except
+  /// for the colours of a prompt.
+  [[gnu::format(printf, 3, 4)]] void printEscaped(int level, const char* format, ...) noexcept;
+
+  /// Returns once every line that was printed before is with the sinks. Called by a sink, it
+  /// returns at once.
+  void flush() noexcept;
 
  private:
-  void append(const char* line, std::size_t size);
-  void deliver(std::unique_lock<std::mutex>& lock);
-  void deliverInTime();
-  void writeToSinks(const std::string& lines);
+  friend class Singleton<Tracer>;
 
-  static constexpr int kClosed = INT_MAX;  ///< the gate before start()
+  enum class Escape { kNo, kYes };
 
-  std::atomic<int> gate_ = kClosed;  ///< the lowest level that passes
-  std::mutex mutex_;                 ///< guards what follows down to sinkMutex_
+  void format(Escape escape, const char* format, std::va_list values) noexcept;
+  void append(std::string_view line);
+  void deliver(std::unique_lock<std::mutex>& lock) noexcept;
+  bool isDeliverer() const;
+  void deliverInTime() noexcept;
+  void writeToSinks(const std::string& lines) noexcept;
+  void stopThread() noexcept;
+  void lockForFork();
+  void unlockAfterFork(bool inChild);
+
+  static constexpr long long kClosed = std::numeric_limits<long long>::max();
+
+  std::atomic<long long> gate_ = kClosed;  ///< the lowest level that passes; kClosed before start()
+  std::mutex mutex_;                       ///< guards what follows down to sinkMutex_
   int threshold_ = 1;
+  bool started_ = false;
   std::condition_variable wake_;       ///< the thread waits here
   std::condition_variable delivered_;  ///< delivering_ has become false
   std::string pending_;                ///< whole lines that wait
-  std::string lines_;                  ///< lines that are being handed to the sinks
+  std::string lines_;                  ///< lines that are being delivered
   bool delivering_ = false;            ///< lines_ is in use
+  std::thread::id deliverer_;          ///< the thread that uses it
+  bool hasThread_ = false;             ///< the thread runs and has not been told to stop
   bool threadIdle_ = false;            ///< the thread waits for a first line
-  bool stopping_ = false;
-  std::mutex sinkMutex_;  ///< guards sinks_ and the calls of their write()
+  std::mutex sinkMutex_;               ///< guards sinks_ and the calls of their write()
   std::vector<std::shared_ptr<TracerSink>> sinks_;
   std::thread thread_;
 };
+
+/// Defined in the library, so that a program and shared libraries that it loads use one tracer.
+template <>
+PCBIN_API Tracer* Singleton<Tracer>::getInstance();
 
 }  // namespace ferrun

@@ -2,17 +2,15 @@
 // 48-byte frame header and its point records, without padding. Everything is little-endian.
 #pragma once
 
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 
+#include "pcbin_las/platform/api.h"
+
 namespace modeling_app {
 
-static_assert(std::endian::native == std::endian::little,
-              "byte images are read and written as they stand");
-
-/// The file header: the first 68 bytes of a file as they stand there. The counts are zero until the
-/// writer closes the file; readers read to the end of the file, whatever they say.
+/// The file header: the first 68 bytes of a file. The counts are zero until the writer closes the
+/// file. Readers report them and read to the end of the file.
 struct [[gnu::packed]] PcbHeader {
   std::uint8_t marker;         ///< offset 0: 0xFF
   std::uint8_t version;        ///< offset 1: 1
@@ -65,15 +63,15 @@ struct [[gnu::packed]] RgbPointRecord {
 };
 static_assert(sizeof(RgbPointRecord) == 40 && offsetof(RgbPointRecord, sweepid) == 36);
 
-/// The largest point blocks, in bytes: their size is a number of 32 bits, and a block of coloured
-/// points can be rounded up to a multiple of 4096.
+/// The largest point blocks in bytes: the size is a 32-bit number, and a block of coloured points
+/// can be rounded up to a multiple of 4096.
 constexpr std::uint64_t kLargestIrtBlock = 4294967295;
 constexpr std::uint64_t kLargestRgbBlock = 4294963200;
 
 /// The header of a file without frames.
 PcbHeader emptyPcbHeader();
 
-/// Whether the checked fields (marker, version, headerSize, the five letters of magic) are right.
+/// Whether the checked fields are right: marker, version, headerSize, the five letters of magic.
 bool isPcbHeader(const PcbHeader& header);
 
 }  // namespace modeling_app

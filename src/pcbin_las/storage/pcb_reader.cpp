@@ -2,7 +2,9 @@
 
 #include <cerrno>
 #include <cstring>
+#include <new>
 
+#include "pcbin_las/platform/byte_image.h"
 #include "pcbin_las/platform/trace_macros.h"
 
 namespace modeling_app {
@@ -12,48 +14,55 @@ PcbReader::~PcbReader() {
 }
 
 bool PcbReader::open(const std::string& path, unsigned newBufferSize) {
+  if (file && file->isOpen()) return true;
+  try {
+    if (!openFile(path) || !readHeader()) return false;
+  } catch (const std::bad_alloc&) {
+    TRACE_MEMBER_ERROR(className.c_str(), "open", "no memory to open file(%s)!", path.c_str());
+    PcbReader::close();
+    return false;
+  }
+  bufferSize = newBufferSize;
+  TRACE_MEMBER_INFO(className.c_str(), "open", "pcbin open ok, frames: %u, points: %u.",
+                    totalFrames(), totalPoints());
+  return true;
+}
+
+bool PcbReader::openFile(const std::string& path) {
   if (!file) file = std::make_shared<ferrun::File>();
-  if (file->isOpen()) return true;
   if (path.empty() || !ferrun::File::exists(path)) {
-    TRACE_MEMBER_ERROR(className, "open", "file(%s) not exists!", path.c_str());
+    TRACE_MEMBER_ERROR(className.c_str(), "open", "file(%s) not exists!", path.c_str());
     return false;
   }
   fileName = path;
-  if (!file->open(fileName, ferrun::File::kRead)) {
-    TRACE_MEMBER_ERROR(className, "open", "file(%s) cannot be read: %s!", fileName.c_str(),
-                       std::strerror(errno));
-    TRACE_MEMBER_ERROR(className, "open", "open file(%s) error!", fileName.c_str());
-    return false;
-  }
+  if (file->open(fileName, ferrun::File::kRead)) return true;
+  TRACE_MEMBER_ERROR(className.c_str(), "open", "file(%s) cannot be read: %s!", fileName.c_str(),
+                     std::strerror(errno));
+  TRACE_MEMBER_ERROR(className.c_str(), "open", "open file(%s) error!", fileName.c_str());
+  return false;
+}
 
+bool PcbReader::readHeader() {
   PcbHeader read{};
-  const int length = file->readData(reinterpret_cast<char*>(&read), sizeof(read));
+  const int length = ferrun::readImage(*file, read);
   if (length != sizeof(read)) {
-    TRACE_MEMBER_ERROR(className, "open", "file(%s) read header error, len: %d!", fileName.c_str(),
-                       length);
+    TRACE_MEMBER_ERROR(className.c_str(), "open", "file(%s) read header error, len: %d!",
+                       fileName.c_str(), length);
     return false;
   }
   header = std::make_shared<PcbHeader>(read);
   frames = read.frames;
   points = read.points;
-  if (!isPcbHeader(read)) {
-    TRACE_MEMBER_ERROR(className, "open", "file(%s) is not pcbin file!", fileName.c_str());
-    return false;
-  }
-  bufferSize = newBufferSize;
-  TRACE_MEMBER_INFO(className, "open", "pcbin open ok, frames: %u, points: %u.", totalFrames(),
-                    totalPoints());
-  return true;
+  if (isPcbHeader(read)) return true;
+  TRACE_MEMBER_ERROR(className.c_str(), "open", "file(%s) is not pcbin file!", fileName.c_str());
+  return false;
 }
 
 void PcbReader::close() {
   const std::lock_guard lock(mutex);
   if (file) file->close();
   header.reset();
-  block.release();
-  irtStorage->release();
-  rgbStorage->release();
-  undecodedPoints = 0;
+  forgetFrames();
 }
 
 }  // namespace modeling_app

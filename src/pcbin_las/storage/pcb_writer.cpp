@@ -1,7 +1,10 @@
 #include "pcbin_las/storage/pcb_writer.h"
 
+#include <cstring>
+#include <new>
 #include <utility>
 
+#include "pcbin_las/platform/byte_image.h"
 #include "pcbin_las/platform/thread.h"
 #include "pcbin_las/platform/trace_macros.h"
 
@@ -13,12 +16,17 @@ constexpr int kTransferHint = 131072;
 
 }  // namespace
 
+std::string WriteStatus::reason() const {
+  return std::strerror(error);
+}
+
 PcbWriter::PcbWriter(std::shared_ptr<ferrun::AsyncTaskQueue> queue) {
   taskQueue = std::move(queue);
   if (taskQueue) return;
   taskQueue = std::make_shared<ferrun::AsyncTaskQueue>("PclWriter");
   const ferrun::SchedParam param{{1}, false, 255, -1, ""};
-  if (!taskQueue->init(1, param)) TRACE_MEMBER_ERROR(className, "PcbWriter", "init task error!");
+  if (!taskQueue->init(1, param))
+    TRACE_MEMBER_ERROR(className.c_str(), "PcbWriter", "init task error!");
 }
 
 PcbWriter::~PcbWriter() {
@@ -26,24 +34,13 @@ PcbWriter::~PcbWriter() {
 }
 
 bool PcbWriter::open(const std::string& path, unsigned newBufferSize) {
-  if (!file) file = std::make_shared<ferrun::File>();
-  if (file->isOpen()) return true;
-  if (path.empty()) {
-    TRACE_MEMBER_ERROR(className, "open", "file name empty!");
-    return false;
-  }
-  file->setWMBuffer(newBufferSize);
-  if (!file->open(path, ferrun::File::kWrite)) {
-    TRACE_MEMBER_ERROR(className, "open", "open file(%s) error!", path.c_str());
-    return false;
-  }
-  file->setTransferHint(kTransferHint);
-  fileName = path;
-  header = std::make_shared<PcbHeader>(emptyPcbHeader());
-  frames = 0;
-  points = 0;
-  if (!writeHeader("open")) {
+  if (file && file->isOpen()) return true;
+  try {
+    if (!openFile(path, newBufferSize)) return false;
+  } catch (const std::bad_alloc&) {
+    TRACE_MEMBER_ERROR(className.c_str(), "open", "no memory to open file(%s)!", path.c_str());
     header.reset();
+    if (file) file->close();
     return false;
   }
   bufferSize = newBufferSize;
@@ -51,33 +48,80 @@ bool PcbWriter::open(const std::string& path, unsigned newBufferSize) {
   return true;
 }
 
+bool PcbWriter::openFile(const std::string& path, unsigned newBufferSize) {
+  if (!file) file = std::make_shared<ferrun::File>();
+  if (path.empty()) {
+    TRACE_MEMBER_ERROR(className.c_str(), "open", "file name empty!");
+    return false;
+  }
+  file->setWMBuffer(newBufferSize);
+  if (!file->open(path, ferrun::File::kWrite)) {
+    TRACE_MEMBER_ERROR(className.c_str(), "open", "open file(%s) error!", path.c_str());
+    return false;
+  }
+  file->setTransferHint(kTransferHint);
+  fileName = path;
+  header = std::make_shared<PcbHeader>(emptyPcbHeader());
+  setCounts(0, 0);
+  writeError = 0;
+  storedFrames = storedPoints = 0;
+  backlogReported = false;
+  if (writeHeader("open")) return true;
+  header.reset();
+  return false;
+}
+
 void PcbWriter::close() {
+  taskQueue->runHere();  // a shared queue that was never initialised has no other thread
   for (int waiting = taskQueue->size(); waiting > 0; waiting = taskQueue->size()) {
-    TRACE_MEMBER_WARNING(className, "close", "wait write tasks: %d", waiting);
+    TRACE_MEMBER_WARNING(className.c_str(), "close", "wait write tasks: %d", waiting);
     ferrun::Thread::msleep(kPollMilliseconds);
   }
-  std::unique_lock lock(mutex);
-  // The worker may have taken the last task and not yet locked the mutex.
-  tasksBegun.wait(lock, [this] { return tasksNotBegun == 0; });
-  if (!file) return;
+  taskQueue->waitForTasks();  // the worker may not have locked the mutex yet for the last task
+  const std::lock_guard lock(mutex);
+  if (!file || !file->isOpen()) return;
   file->flush();
+  recordWriteError();
   if (header) {
-    header->frames = frames;
-    header->points = points;
     file->seek(0);
     writeHeader("close");
     header.reset();
   }
   file->close();
+  recordWriteError();
+  reportFailure(frames, points);
 }
 
+WriteStatus PcbWriter::writeStatus() const {
+  return {writeError, storedFrames, storedPoints};
+}
+
+/// Writes the header to disk.
 bool PcbWriter::writeHeader(const char* function) {
-  const int length =
-      file->writeData(reinterpret_cast<const char*>(header.get()), sizeof(PcbHeader));
+  int length = ferrun::writeImage(*file, *header);
+  file->flush();
+  recordWriteError();
+  if (file->writeError() != 0) length = static_cast<int>(file->pos());
   if (length == sizeof(PcbHeader)) return true;
-  TRACE_MEMBER_ERROR(className, function, "file(%s) write header error, len: %d!", fileName.c_str(),
-                     length);
+  TRACE_MEMBER_ERROR(className.c_str(), function, "file(%s) write header error, len: %d!",
+                     fileName.c_str(), length);
   return false;
+}
+
+void PcbWriter::recordWriteError() {
+  if (writeError == 0) writeError = file->writeError();
+}
+
+/// One closing line when a write has failed.
+void PcbWriter::reportFailure(std::uint64_t handedFrames, std::uint64_t handedPoints) {
+  if (writeError == 0) return;
+  TRACE_MEMBER_ERROR(className.c_str(), "close",
+                     "file(%s) is incomplete, %llu of %llu frames and %llu of %llu points are on "
+                     "disk: %s!",
+                     fileName.c_str(), static_cast<unsigned long long>(storedFrames),
+                     static_cast<unsigned long long>(handedFrames),
+                     static_cast<unsigned long long>(storedPoints),
+                     static_cast<unsigned long long>(handedPoints), std::strerror(writeError));
 }
 
 }  // namespace modeling_app

@@ -1,123 +1,160 @@
-// The one interface through which pcbin files are read and written.
+// The interface through which pcbin files are read and written.
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
+#include <vector>
 
+#include "pcbin_las/platform/api.h"
 #include "pcbin_las/platform/async_task_queue.h"
 #include "pcbin_las/platform/file.h"
-#include "pcbin_las/storage/block_buffer.h"
+#include "pcbin_las/storage/cloud_pool.h"
 #include "pcbin_las/storage/frames.h"
+#include "pcbin_las/storage/lio_result_msg.h"
 #include "pcbin_las/storage/pcb_format.h"
-#include "pcbin_las/storage/point_storage.h"
 
 namespace modeling_app {
 
-/// Why reading frames has ended, the worse the later.
+/// Why a read call returned, the worse the later.
 enum class ReadEnd {
-  kEndOfFile,  ///< the file ends behind a frame, or all frames asked for were read
-  kDamage,     ///< a frame that is cut, of another format, or larger than a frame can be
-  kNoMemory,   ///< a frame does not fit into memory
+  kComplete,   ///< the frames asked for were read, or their clouds would pass 1 GiB together
+  kEndOfFile,  ///< the data end after a whole frame, or no file is open
+  kDamage,     ///< the next frame is cut or of another kind
   kReadError,  ///< the system reported an error
+  kNoMemory,   ///< the next frame does not fit into memory
 };
 
-/// A pcbin file that is being read (PcbReader) or written (PcbWriter), frame after frame: there is
-/// no way to jump to a frame. Operations print an error line where they fail and throw nothing.
+/// What PclBinary::passPclRGB() has passed over.
+struct PassedFrames {
+  enum class Stop {
+    kWantedFrame,  ///< the next frame holds a wanted point
+    kFrameCount,   ///< the most frames were passed
+    kEnd,          ///< the end of the file, or damage
+  };
+
+  unsigned frames = 0;
+  std::uint64_t points = 0;
+  Stop stop = Stop::kEnd;
+};
+
+/// A pcbin file that is read (PcbReader) or written (PcbWriter), frame after frame. An operation
+/// that fails prints one error line. Only constructors throw (std::bad_alloc).
 ///
-/// One thread opens and closes an object. Meanwhile several may read, or several may write; each
-/// read call and each frame written is whole.
-class PclBinary {
+/// One thread opens and closes an object. In between, several threads may read, or several may
+/// write; each read call and each written frame is whole.
+class PCBIN_API PclBinary {
  public:
+  static constexpr std::uint32_t kBufferSize = 4194304;  ///< bytes; usual argument of open()
+  static constexpr unsigned kBatchFrames = 10;           ///< usual argument of readPclRGB()
+
   PclBinary() = default;
   PclBinary(const PclBinary&) = delete;
   PclBinary& operator=(const PclBinary&) = delete;
   virtual ~PclBinary() = default;
 
-  /// Opens the file at `path`; `newBufferSize` is the writer's buffer in bytes, 4 MiB being usual.
-  /// True when frames can be read or written, also when a file is open already: that one then
-  /// stays.
+  /// Opens the file at `path`; `newBufferSize` is the size of a writer's buffer in bytes. True when
+  /// frames can be read or written, also when a file is open already; that file then stays open.
   virtual bool open(const std::string& path, unsigned newBufferSize) = 0;
   virtual void close() = 0;
 
-  /// The next frames, at most `count`, which must be lidar frames or coloured frames respectively.
-  /// Fewer at the end of the file, without a message, and where the file is damaged, with one: the
-  /// frames before the damage are returned. None when no file is open.
+  /// The next frames, at most `count`, which must be lidar frames (readPcl) or coloured frames
+  /// (readPclRGB). Fewer when the file ends (no line is printed), when it is damaged or cannot be
+  /// read, when memory runs out (an error line), and before the clouds would pass 1 GiB together.
+  /// The frames before are returned in each case; lastReadEnd() tells which it was. A frame that
+  /// did not fit into memory is the next one again, unless the file is a pipe or a device.
   virtual PclFrames readPcl(unsigned count);
   virtual PclRGBFrames readPclRGB(unsigned count);
 
-  /// For callers that only count the next `count` coloured points: of frames that hold no others,
-  /// readPclRGB() then leaves the points undecoded, in clouds of the right size whose values mean
-  /// nothing.
-  void leaveUndecoded(std::uint64_t count);
-
   /// Queues a frame for writing and returns at once; the queue's worker writes it later. Neither
   /// the frame nor its cloud may be changed until close() has returned. True when the frame was
-  /// queued, which does not tell whether it reaches the disk: a failed write is told by an error
-  /// line. False when it was refused: no file is open for writing, or there is no frame, no cloud,
-  /// or more points than a frame can hold. Not to be called together with or after close().
+  /// queued, which does not tell whether it reaches the disk (PcbWriter::writeStatus() does). False
+  /// when it was refused: no file is open for writing, there is no frame, no cloud or no memory, or
+  /// there are more points than a frame can hold. Must not be called during or after close().
   ///
-  /// A file is to hold lidar frames (the first two) or coloured frames, which are bare clouds and
-  /// are stamped with the time of this call: a reader stops at a frame of the other kind.
+  /// The backlog of queued frames has no bound: frames stay in memory until they are written. One
+  /// warning is printed when the points of the queued frames pass kBacklogWarning bytes.
+  ///
+  /// Write either lidar frames (the first two) or coloured frames to a file: a reader stops at a
+  /// frame of the other kind. A coloured frame's time stamp is the time of this call.
   virtual bool writePcl(std::shared_ptr<PclFrame> frame);
   virtual bool writePcl(std::shared_ptr<norvo::LioResultMsg> msg);
   virtual bool writePcl(std::shared_ptr<norvo::RgbCloud> cloud);
 
-  /// Why the last readPcl() or readPclRGB() call returned fewer frames than it was asked for.
-  ReadEnd readEnd() const { return readEnd_; }
+  static constexpr std::uint64_t kBacklogWarning = std::uint64_t{1} << 30;  ///< bytes of points
+
+  /// Passes over whole coloured frames, at most `mostFrames`, while they hold only points that are
+  /// not wanted, which are the next `pointsNotWanted` points. Prints the lines that readPclRGB()
+  /// would print for these frames. Does not read the points of a regular file.
+  PassedFrames passPclRGB(unsigned mostFrames, std::uint64_t pointsNotWanted);
+
+  /// Why the last call of readPcl() or readPclRGB() returned.
+  ReadEnd lastReadEnd() const { return readEnd; }
+
+  /// The counts of the header, modulo 2^32; of a writer, those of the frames whose tasks have
+  /// ended. 0 when no file is open. Any thread may call these, but not during open() or close().
+  unsigned totalFrames() const;
+  unsigned totalPoints() const;
 
   /// The counts of the header in full; 0 when no file is open.
   std::uint64_t announcedFrames() const { return isOpen() ? frames.load() : 0; }
   std::uint64_t announcedPoints() const { return isOpen() ? points.load() : 0; }
 
-  /// The counts of the header, modulo 2^32; while writing, of the frames written so far, so that a
-  /// writer whose totalFrames() has reached the frames handed over can be closed without a wait. 0
-  /// when no file is open. Any thread may ask, though not while the file is opened or closed.
-  unsigned totalFrames() const;
-  unsigned totalPoints() const;
-
  protected:
-  using IrtStorage = PointStorage<norvo::IrtCloud>;
-  using RgbStorage = PointStorage<norvo::RgbCloud>;
-
   bool isOpen() const { return file && file->isOpen() && header; }
+  void setCounts(std::uint64_t newFrames, std::uint64_t newPoints);
+  void forgetFrames();
 
   std::string name = "PclBinary";  ///< the class in the log lines of this class's operations
   std::shared_ptr<ferrun::AsyncTaskQueue> taskQueue;  ///< of write tasks; null in a reader
   std::shared_ptr<PcbHeader> header;                  ///< null while no file is open
   std::string fileName;                               ///< of the file last opened
-  std::mutex mutex;                       ///< held for a read call, for a write task and by close()
-  std::uint32_t bufferSize = 4U << 20;    ///< bytes, as given to open()
-  std::uint32_t frameCounter = 0;         ///< index of the next frame written
-  std::shared_ptr<ferrun::File> file;     ///< made by the first open() and kept
-  std::atomic<std::uint64_t> frames = 0;  ///< the header's counts: its packed fields cannot be read
-  std::atomic<std::uint64_t> points = 0;  ///< by one thread while another changes them
-  std::atomic<unsigned> tasksNotBegun = 0;  ///< write tasks that do not hold `mutex` yet
-  std::condition_variable tasksBegun;       ///< with `mutex`: tasksNotBegun has become 0
-  BlockBuffer block;                        ///< of the frame being read
-  std::uint64_t undecodedPoints = 0;        ///< coloured points that are only counted
-  /// Memory of the clouds that readPcl() and readPclRGB() return.
-  std::shared_ptr<IrtStorage> irtStorage = std::make_shared<IrtStorage>();
-  std::shared_ptr<RgbStorage> rgbStorage = std::make_shared<RgbStorage>();
+  std::mutex mutex;  ///< held for a read call, for a write task and by close()
+  std::uint32_t bufferSize = kBufferSize;  ///< bytes, as given to open()
+  std::uint32_t frameCounter = 0;          ///< index of the next frame written
+  std::shared_ptr<ferrun::File> file;      ///< created by the first open() and kept
+  std::atomic<std::uint64_t> frames = 0;   ///< the header's counts: its packed fields must not be
+  std::atomic<std::uint64_t> points = 0;   ///< read while another thread writes them
+  std::atomic<ReadEnd> readEnd = ReadEnd::kEndOfFile;
+
+  std::atomic<int> writeError = 0;  ///< errno of the first write that failed since open()
+  std::atomic<std::uint64_t> storedFrames = 0;  ///< whole frames on disk
+  std::atomic<std::uint64_t> storedPoints = 0;  ///< points of these
+  std::atomic<std::uint64_t> queuedBytes = 0;   ///< of the points of queued frames
+  std::atomic<bool> backlogReported = false;
 
  private:
-  bool readFrameHeader(const char* function, PcbFrameHeader& frameHeader);
-  std::int64_t readBlockBytes(std::uint64_t offset, std::uint64_t size);
-  std::shared_ptr<PclFrame> readIrtFrame(const PcbFrameHeader& frameHeader);
-  std::shared_ptr<PclRGBFrame> readRgbFrame(const PcbFrameHeader& frameHeader);
-  std::shared_ptr<PclFrame> decodeIrtFrame(const PcbFrameHeader& frameHeader);
-  std::shared_ptr<PclRGBFrame> decodeRgbFrame(const PcbFrameHeader& frameHeader);
+  template <class Frames, class ReadFrame>
+  Frames readFrames(unsigned count, const char* function, ReadFrame readFrame);
+  bool haveFrameHeader(const char* function);
+  bool haveIrtHeader();
+  bool haveRgbHeader();
+  std::shared_ptr<PclFrame> readIrtFrame();
+  std::shared_ptr<PclRGBFrame> readRgbFrame();
+  template <class TakeBytes>
+  bool readRgbBlock(TakeBytes takeBytes);
+  bool fileHoldsBlock() const;
+  template <class Cloud>
+  std::shared_ptr<Cloud> newCloud(CloudPool<Cloud>& pool);
+  bool stopReading(ReadEnd end);
+  void reportNoMemory(const char* function, std::int64_t blockStart);
 
   template <class WriteFrame>
-  bool queueTask(WriteFrame writeFrame);
+  bool queueTask(std::uint64_t bytes, WriteFrame writeFrame);
+  void reportBacklog(std::uint64_t bytes);
   void writeIrtFrame(PcbFrameHeader frameHeader, const norvo::IrtCloud& cloud);
   void writeRgbFrame(PcbFrameHeader frameHeader, const norvo::RgbCloud& cloud);
   void beginFrame(PcbFrameHeader& frameHeader, std::size_t pointCount);
+  void endFrame(std::size_t pointCount);
 
-  ReadEnd readEnd_ = ReadEnd::kEndOfFile;
+  std::optional<PcbFrameHeader> nextFrame;  ///< header of the next frame, once it has been read
+  std::vector<char> chunk;                  ///< bytes of the point block being read
+  CloudPool<norvo::IrtCloud> irtClouds;
+  CloudPool<norvo::RgbCloud> rgbClouds;
 };
 
 }  // namespace modeling_app

@@ -1,10 +1,12 @@
 // The writing half of PclBinary: frames wait on the queue and are appended by its worker.
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <new>
 #include <utility>
 
+#include "pcbin_las/platform/byte_image.h"
 #include "pcbin_las/platform/epoch_time.h"
 #include "pcbin_las/platform/trace_macros.h"
 #include "pcbin_las/storage/pcl_binary.h"
@@ -13,7 +15,9 @@
 namespace modeling_app {
 namespace {
 
-/// The header of a lidar frame; rotation is w, x, y, z.
+constexpr int kMostWriteWarnings = 10;  // of one frame
+
+/// The header of a lidar frame; `rotation` is w, x, y, z.
 PcbFrameHeader irtFrameHeader(double timestamp, const std::array<float, 4>& rotation,
                               const std::array<float, 3>& translation) {
   PcbFrameHeader frameHeader{};
@@ -24,24 +28,24 @@ PcbFrameHeader irtFrameHeader(double timestamp, const std::array<float, 4>& rota
   return frameHeader;
 }
 
-/// Whether there is a cloud, and not too large a one for a point block.
+/// Whether there is a cloud, and it is small enough for a point block.
 template <class Record, class Cloud>
 bool fitsBlock(const Cloud* cloud, std::uint64_t largestBlock) {
   return cloud != nullptr && cloud->points.size() <= largestBlock / sizeof(Record);
 }
 
-/// Writes the record of each point; `onFailure` is called with the result of a write that failed.
+/// Writes the record of each point; calls `onFailure` with the result of each write that fails.
 template <class Record, class Cloud, class OnFailure>
 void writePoints(ferrun::File& file, const Cloud& cloud, OnFailure onFailure) {
-  // Encoded some way ahead: a record that is copied as soon as it has been put together in small
-  // pieces would have the processor wait for these.
+  // Encode 64 records first: copying a record just assembled from small stores stalls on store
+  // forwarding.
   std::array<Record, 64> records;
   const std::size_t count = cloud.points.size();
   for (std::size_t first = 0; first < count; first += records.size()) {
     const std::size_t size = std::min(records.size(), count - first);
     for (std::size_t i = 0; i < size; ++i) records[i] = encodePoint(cloud.points[first + i]);
     for (std::size_t i = 0; i < size; ++i) {
-      const int length = file.writeData(reinterpret_cast<const char*>(&records[i]), sizeof(Record));
+      const int length = ferrun::writeImage(file, records[i]);
       if (length != sizeof(Record)) onFailure(length);
     }
   }
@@ -49,30 +53,39 @@ void writePoints(ferrun::File& file, const Cloud& cloud, OnFailure onFailure) {
 
 }  // namespace
 
-/// Has the worker call `writeFrame` under the lock; false when no file is open for writing, or
-/// there is no memory for the task.
+/// Queues a task that calls `writeFrame` under the lock; `bytes` is the memory of the frame's
+/// points. False when no file is open for writing, or there is no memory for the task.
 template <class WriteFrame>
-bool PclBinary::queueTask(WriteFrame writeFrame) {
+bool PclBinary::queueTask(std::uint64_t bytes, WriteFrame writeFrame) {
   if (!taskQueue || !isOpen()) return false;
-  ++tasksNotBegun;
+  reportBacklog(queuedBytes += bytes);
   try {
     taskQueue->putTask(
-        [this, writeFrame = std::move(writeFrame)](const std::string&) {
+        [this, bytes, writeFrame = std::move(writeFrame)](const std::string&) {
           const std::lock_guard lock(mutex);
-          if (--tasksNotBegun == 0) tasksBegun.notify_all();  // close() then waits for the lock
           writeFrame();
+          queuedBytes -= bytes;
         },
         "");
   } catch (const std::bad_alloc&) {
-    --tasksNotBegun;
+    queuedBytes -= bytes;
     return false;
   }
   return true;
 }
 
+/// Prints one warning after open() when the queued frames take much memory.
+void PclBinary::reportBacklog(std::uint64_t bytes) {
+  if (bytes <= kBacklogWarning || backlogReported.exchange(true)) return;
+  TRACE_MEMBER_WARNING(name.c_str(), "writePcl",
+                       "file(%s) is slower than the frames arrive: %llu MiB of points wait!",
+                       fileName.c_str(), static_cast<unsigned long long>(bytes >> 20));
+}
+
 bool PclBinary::writePcl(std::shared_ptr<PclFrame> frame) {
   if (!frame || !fitsBlock<IrtPointRecord>(frame->cloud.get(), kLargestIrtBlock)) return false;
-  return queueTask([this, frame = std::move(frame)] {
+  const std::uint64_t bytes = frame->cloud->points.size() * sizeof(norvo::PointIRT);
+  return queueTask(bytes, [this, frame = std::move(frame)] {
     const Eigen::Quaternionf& q = frame->rotation;
     const Eigen::Vector3f& t = frame->translation;
     writeIrtFrame(
@@ -83,14 +96,16 @@ bool PclBinary::writePcl(std::shared_ptr<PclFrame> frame) {
 
 bool PclBinary::writePcl(std::shared_ptr<norvo::LioResultMsg> msg) {
   if (!msg || !fitsBlock<IrtPointRecord>(msg->cloud.get(), kLargestIrtBlock)) return false;
-  return queueTask([this, msg = std::move(msg)] {
+  const std::uint64_t bytes = msg->cloud->points.size() * sizeof(norvo::PointIRT);
+  return queueTask(bytes, [this, msg = std::move(msg)] {
     writeIrtFrame(irtFrameHeader(msg->timestamp, msg->rotation, msg->translation), *msg->cloud);
   });
 }
 
 bool PclBinary::writePcl(std::shared_ptr<norvo::RgbCloud> cloud) {
   if (!fitsBlock<RgbPointRecord>(cloud.get(), kLargestRgbBlock)) return false;
-  return queueTask([this, cloud = std::move(cloud), now = ferrun::Time::fromEpoch()] {
+  const std::uint64_t bytes = cloud->points.size() * sizeof(norvo::PointRGBIST);
+  return queueTask(bytes, [this, cloud = std::move(cloud), now = ferrun::Time::fromEpoch()] {
     PcbFrameHeader frameHeader{};
     frameHeader.format = kRgbFormat;
     frameHeader.timestamp = now.toSec();
@@ -101,24 +116,41 @@ bool PclBinary::writePcl(std::shared_ptr<norvo::RgbCloud> cloud) {
 void PclBinary::beginFrame(PcbFrameHeader& frameHeader, std::size_t pointCount) {
   frameHeader.frameIndex = frameCounter++;
   frameHeader.pointCount = static_cast<std::uint32_t>(pointCount);
-  file->writeData(reinterpret_cast<const char*>(&frameHeader), sizeof(frameHeader));
-  points += pointCount;
+  ferrun::writeImage(*file, frameHeader);
+}
+
+/// Counts a frame, and hands all of it to the system: after a kill the file still holds it.
+void PclBinary::endFrame(std::size_t pointCount) {
+  file->flush();
+  if (file->writeError() == 0) {
+    ++storedFrames;
+    storedPoints += pointCount;
+  } else if (writeError == 0) {
+    writeError = file->writeError();
+  }
+  setCounts(frames + 1, points + pointCount);
 }
 
 void PclBinary::writeIrtFrame(PcbFrameHeader frameHeader, const norvo::IrtCloud& cloud) {
   beginFrame(frameHeader, cloud.points.size());
   writePoints<IrtPointRecord>(*file, cloud, [](int) {});
-  ++frames;
+  endFrame(cloud.points.size());
 }
 
 void PclBinary::writeRgbFrame(PcbFrameHeader frameHeader, const norvo::RgbCloud& cloud) {
   beginFrame(frameHeader, cloud.points.size());
+  std::size_t failures = 0;
   writePoints<RgbPointRecord>(*file, cloud, [&](int length) {
     const char* const reason = std::strerror(errno);
-    TRACE_MEMBER_WARNING(name, "operator()", "write frame(%u) point data error(%d): %s!",
+    if (++failures > kMostWriteWarnings) return;
+    TRACE_MEMBER_WARNING(name.c_str(), "operator()", "write frame(%u) point data error(%d): %s!",
                          frameHeader.frameIndex, length, reason);
   });
-  ++frames;
+  if (failures > kMostWriteWarnings)
+    TRACE_MEMBER_WARNING(name.c_str(), "operator()",
+                         "write frame(%u) point data error: %zu points more!",
+                         frameHeader.frameIndex, failures - kMostWriteWarnings);
+  endFrame(cloud.points.size());
 }
 
 }  // namespace modeling_app

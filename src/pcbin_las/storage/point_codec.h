@@ -1,6 +1,8 @@
-// Between points and their records in a pcbin file. All values survive the way there and back, but
-// for intensities and colours that are no small whole numbers.
+// Encoding of points as the records of a pcbin file, and decoding. A point that is encoded and
+// decoded again is unchanged, except for an intensity that is no integer from 0 to 65535.
 #pragma once
+
+#include <cstdint>
 
 #include "pcbin_las/platform/number.h"
 #include "pcbin_las/storage/pcb_format.h"
@@ -8,8 +10,8 @@
 
 namespace modeling_app {
 
-/// The low bits of a float's integer part as 32 unsigned bits (negative and NaN: 0, too large: all
-/// ones).
+/// The low bits of `value` as an unsigned 32-bit integer: truncated, 0 for negative values and NaN,
+/// 4294967295 for values beyond the range.
 template <class Integer>
 constexpr Integer lowBits(float value) {
   return static_cast<Integer>(ferrun::saturatingTruncate<std::uint32_t>(value));

@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "pcbin_las/platform/api.h"
+
 namespace norvo {
 
 /// One point of a lidar frame, in the layout of PCL's point types: 16-byte aligned, the coordinates

@@ -1,0 +1,86 @@
+# The Debian packages that cpack makes of the installed components; scripts/package.sh runs it.
+
+# Each package has its licence and its changelog, which is the section of this version in CHANGELOG.md.
+# The time is SOURCE_DATE_EPOCH, where that is set.
+set(CPACK_PACKAGE_CONTACT "pcbin_las developers <developers@pcbin-las.invalid>")
+file(READ CHANGELOG.md changes)
+string(REGEX REPLACE ".*\n## ${PROJECT_VERSION}\n+" "\n" changes "${changes}")
+string(REGEX REPLACE "\n## .*" "\n" changes "${changes}")
+string(REGEX REPLACE "\n  " "\n    " changes "${changes}")
+string(REGEX REPLACE "\n- " "\n  * " changes "${changes}")
+string(REGEX REPLACE "\n([^ \n])" "\n  \\1" changes "${changes}")
+file(WRITE ${PROJECT_BINARY_DIR}/packaging/changes "${changes}")
+execute_process(COMMAND fmt -t -w 78 ${PROJECT_BINARY_DIR}/packaging/changes OUTPUT_VARIABLE changes
+                COMMAND_ERROR_IS_FATAL ANY)
+string(REGEX REPLACE "\n([^ \n])" "\n    \\1" changes "${changes}")
+string(STRIP "${changes}" changes)
+string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
+
+function(pcbin_add_package_documents COMPONENT PACKAGE)
+  set(documents ${PROJECT_BINARY_DIR}/packaging/${PACKAGE})
+  file(WRITE ${documents}/changelog
+    "${PACKAGE} (${PROJECT_VERSION}) unstable; urgency=medium\n\n  ${changes}\n\n"
+    " -- ${CPACK_PACKAGE_CONTACT}  ${date}\n")
+  if(GZIP_PROGRAM)
+    execute_process(COMMAND ${GZIP_PROGRAM} -9nc ${documents}/changelog
+                    OUTPUT_FILE ${documents}/changelog.gz COMMAND_ERROR_IS_FATAL ANY)
+    install(FILES ${documents}/changelog.gz DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${PACKAGE}
+            COMPONENT ${COMPONENT})
+  endif()
+  install(FILES LICENSE RENAME copyright DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${PACKAGE}
+          COMPONENT ${COMPONENT})
+endfunction()
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS  # not the umask's
+    OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each package has a summary of its own
+set(CPACK_COMPONENTS_ALL program development)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+if(CMAKE_SYSTEM_PROCESSOR STREQUAL "aarch64")
+  set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE arm64)
+endif()  # otherwise that of the machine
+
+set(CPACK_DEBIAN_PROGRAM_PACKAGE_NAME pcbin-las)
+set(CPACK_DEBIAN_PROGRAM_PACKAGE_SECTION science)
+if(CMAKE_CROSSCOMPILING)
+  # dpkg-shlibdeps knows nothing of a cross compiler's libraries; scripts/package.sh finds the versions.
+  set(CPACK_DEBIAN_PROGRAM_PACKAGE_DEPENDS "$ENV{PCBIN_PROGRAM_DEPENDS}")
+else()
+  set(CPACK_DEBIAN_PROGRAM_PACKAGE_SHLIBDEPS ON)
+endif()
+set(CPACK_DEBIAN_PROGRAM_DESCRIPTION
+"turn pcbin point clouds and poses into LAS files
+Moves the points of a pcbin file to the optimised poses of a pose-graph run
+and writes them as a LAS 1.2 file for surveying and GIS software. Also shows
+the contents of pcbin and LAS files, and repairs LAS files whose header does
+not agree with their records.")
+pcbin_add_package_documents(program pcbin-las)
+
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME pcbin-las-dev)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libpcl-dev, libeigen3-dev")
+set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION
+"read and write pcbin point clouds (development files)
+Headers, static libraries, the CMake package and the pkg-config file of the
+library with which a mapping pipeline writes its scans to pcbin files and
+reads them back.")
+pcbin_add_package_documents(development pcbin-las-dev)
+
+if(EXISTS ${PROJECT_SOURCE_DIR}/python/CMakeLists.txt)
+  list(APPEND CPACK_COMPONENTS_ALL python)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-pcbin)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "python3, python3-numpy")
+  set(CPACK_DEBIAN_PYTHON_DESCRIPTION
+"read and write pcbin point clouds and pose files (Python)
+A module on NumPy that gives the frames of a pcbin file as structured arrays
+without copying them, writes frames, and reads and writes pose files.")
+  pcbin_add_package_documents(python python3-pcbin)
+endif()
+include(CPack)

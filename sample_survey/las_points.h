@@ -1,0 +1,39 @@
+// Reads the points of a LAS 1.2 file of point data record format 3.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include <Eigen/Core>
+
+#include "pcbin_las/las/las_records.h"
+#include "pcbin_las/platform/file.h"
+
+/// A LAS file open for reading.
+class LasPoints {
+ public:
+  /// Opens the file at `path`. False, with a line on standard error, when it cannot be read or has
+  /// another format.
+  bool open(const std::string& path);
+
+  /// The next record; nothing after the number of records in the header, or at the end of the file.
+  std::optional<pontra::LasPointRecord> next();
+
+  /// Goes back to the first record.
+  void rewind();
+
+  const pontra::LasHeader& header() const { return header_; }
+
+  /// The point's coordinates in metres, without the header's offset.
+  Eigen::Vector3d position(const pontra::LasPointRecord& record) const {
+    return {record.x * header_.xScaleFactor, record.y * header_.yScaleFactor,
+            record.z * header_.zScaleFactor};
+  }
+
+  Eigen::Vector3d offset() const { return {header_.xOffset, header_.yOffset, header_.zOffset}; }
+
+ private:
+  ferrun::File file_;
+  pontra::LasHeader header_{};
+  std::uint32_t left_ = 0;  ///< records still to be read
+};

@@ -1,0 +1,87 @@
+#!/usr/bin/env bash
+# Checks the Debian packages: builds them twice in different folders and compares the bytes, runs
+# lintian, then installs, uses and purges them in a fresh minimal Debian 12. Needs root; the
+# development package brings 2.6 GB with it.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+# shellcheck source=scripts/lib/install_packages.sh
+. scripts/lib/install_packages.sh
+# shellcheck source=scripts/lib/debian_system.sh
+. scripts/lib/debian_system.sh
+
+work=$(mktemp -d /var/tmp/pcbin_packages_XXXXXX)
+trap 'rm -rf "$work"' EXIT
+log=$work/log
+: >"$log"
+system=$work/system
+install_packages git lintian
+
+fail() {
+  echo "check_packages: $*" >&2
+  exit 1
+}
+
+check_same_bytes() {
+  local architecture package
+  run_quietly git -c safe.directory="$PWD/.git" clone --no-hardlinks "$PWD" "$work/another folder"
+  for architecture in "$(dpkg --print-architecture)" arm64; do
+    run_quietly scripts/package.sh "$architecture"
+    run_quietly "$work/another folder/scripts/package.sh" "$architecture"
+  done
+  for package in build/package/*.deb; do
+    cmp "$package" "$work/another folder/$package" || fail "$package differs from build to build"
+  done
+}
+
+check_with_lintian() {
+  local findings
+  findings=$(lintian --allow-root build/package/*.deb 2>&1) || fail "lintian: $findings"
+  [[ -z $findings ]] || fail "lintian: $findings"
+}
+
+# Installs packages with what they depend on, without recommended packages.
+install_in_system() {
+  cp "$@" "$system/root/"
+  run_quietly in_system "$system" apt-get install -y --no-install-recommends "${@/#*\//\/root/}"
+}
+
+check_program() {
+  local usage
+  install_in_system "build/package/pcbin-las_"*"_$machine.deb"
+  usage=$(in_system "$system" pcbin_las -h)
+  [[ $usage == *"--repair <map.las>"* ]] || fail "the installed program does not print its usage"
+}
+
+check_development_package() {
+  install_in_system "build/package/pcbin-las-dev_"*"_$machine.deb"
+  run_quietly in_system "$system" apt-get install -y --no-install-recommends g++ cmake make pkg-config
+  cp -r "$caller" "$system/root/caller"
+  run_quietly in_system "$system" cmake -S /root/caller -B /root/caller/build
+  run_quietly in_system "$system" cmake --build /root/caller/build
+}
+
+check_python_package() {
+  install_in_system build/package/python3-pcbin_*_all.deb
+  run_quietly in_system "$system" python3 -c 'import pcbin'
+}
+
+# Every package leaves nothing behind.
+check_purge() {
+  local left
+  run_quietly in_system "$system" apt-get purge -y '?name(pcbin)'
+  left=$(find "$system/usr" "$system/etc" "$system/var/lib/dpkg/info" -iname '*pcbin*' ! -path '*/lib/apt/*')
+  [[ -z $left ]] || fail "left after the purge: $left"
+}
+
+machine=$(dpkg --print-architecture)
+caller=examples/recorder
+echo "Building the packages twice ..."
+check_same_bytes
+check_with_lintian
+echo "Installing them in a fresh system ..."
+make_system bookworm "$system"
+check_program
+check_development_package
+if compgen -G 'build/package/python3-pcbin_*' >/dev/null; then check_python_package; fi
+check_purge
+echo "check_packages: passed"

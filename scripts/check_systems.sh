@@ -1,0 +1,57 @@
+#!/usr/bin/env bash
+# Builds the project and runs its tests with the oldest and the newest supported tools: in a fresh
+# Debian 13 with g++ 14 and with clang 19, and in a fresh Ubuntu 22.04 (g++ 11, CMake 3.22, PCL 1.12)
+# when PCBIN_UBUNTU_MIRROR names a package mirror. Without one, Debian 12's g++-11 is used in its
+# place. Needs root and some 8 GB.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+# shellcheck source=scripts/lib/install_packages.sh
+. scripts/lib/install_packages.sh
+# shellcheck source=scripts/lib/debian_system.sh
+. scripts/lib/debian_system.sh
+
+mkdir -p build
+log=$PWD/build/systems.log
+: >"$log"
+work=$(mktemp -d /var/tmp/pcbin_systems_XXXXXX)
+trap 'umount "$work"/*/proc 2>/dev/null || true; rm -rf "$work"' EXIT
+
+# Runs scripts/test.sh in a fresh system, once with each compiler.
+# Usage: test_in RELEASE MIRROR COMPONENTS COMPILER...
+test_in() {
+  local release=$1 mirror=$2 components=$3 compiler system=$work/$1
+  shift 3
+  make_system "$release" "$system" "$mirror"
+  echo "deb $mirror $release $components" >"$system/etc/apt/sources.list"
+  run_quietly mount -t proc proc "$system/proc"
+  mkdir "$system/root/source"
+  git -c safe.directory="$PWD" archive HEAD | tar x -C "$system/root/source"
+  run_quietly in_system "$system" apt-get update
+  for compiler in "$@"; do
+    if [[ $compiler == clang++ ]]; then
+      run_quietly in_system "$system" apt-get install -y --no-install-recommends clang
+    fi
+    rm -rf "$system/root/source/build"
+    run_quietly in_system "$system" env CXX="$compiler" bash -c \
+      "/root/source/scripts/test.sh && $compiler --version && cmake --version"
+    echo "$release, $compiler: $(grep -E '^[0-9]+% tests passed' "$log" | tail -n 1)"
+  done
+  umount "$system/proc"
+  rm -rf "$system"
+}
+
+test_with_old_compiler() {
+  install_packages g++-11 cmake ninja-build libpcl-dev libpng-dev libgtest-dev libgmock-dev
+  run_quietly cmake --preset release -B build/g++-11 -DCMAKE_CXX_COMPILER=g++-11
+  run_quietly cmake --build build/g++-11 --parallel "$(nproc)"
+  run_quietly ctest --test-dir build/g++-11 --output-on-failure --parallel "$(nproc)"
+  echo "this system, g++-11: $(grep -E '^[0-9]+% tests passed' "$log" | tail -n 1)"
+}
+
+if [[ -n ${PCBIN_UBUNTU_MIRROR:-} ]]; then
+  test_in jammy "$PCBIN_UBUNTU_MIRROR" "main universe" g++
+else
+  echo "Ubuntu 22.04 (CMake 3.22, PCL 1.12) was not tried: PCBIN_UBUNTU_MIRROR names no mirror"
+  test_with_old_compiler
+fi
+test_in trixie "$(package_mirror)" main g++ clang++

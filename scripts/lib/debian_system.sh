@@ -1,0 +1,26 @@
+# shellcheck shell=bash
+# For scripts that need a fresh minimal system in a directory of its own: to be sourced after
+# install_packages.sh. Such scripts run as root.
+
+# The first source of Debian packages of this machine.
+package_mirror() {
+  apt-get indextargets --format '$(SITE)' 'Created-By: Packages' 'Origin: Debian' | head -n 1
+}
+
+# Makes a minimal system of a release in a directory: make_system RELEASE DIRECTORY [MIRROR]
+make_system() {
+  local release=$1 directory=$2 mirror=${3:-$(package_mirror)}
+  install_packages debootstrap
+  run_quietly debootstrap --variant=minbase "$release" "$directory" "$mirror"
+  # Packages must not start services, and need no documentation of other packages.
+  printf '#!/bin/sh\nexit 101\n' >"$directory/usr/sbin/policy-rc.d"
+  chmod +x "$directory/usr/sbin/policy-rc.d"
+}
+
+# Runs a command in such a system: in_system DIRECTORY COMMAND...
+in_system() {
+  local directory=$1
+  shift
+  chroot "$directory" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 \
+    DEBIAN_FRONTEND=noninteractive "$@"
+}

@@ -1,0 +1,15 @@
+// PNG files.
+#pragma once
+
+#include <string>
+
+#include "pcbin_las/picture/canvas.h"
+
+namespace picture {
+
+/// Writes the picture beside `path` under a temporary name, which it takes when it is complete.
+/// False, with an error line and without a new file, when that fails or `path` is something else
+/// than a regular file.
+bool writePng(const Canvas& canvas, const std::string& path);
+
+}  // namespace picture

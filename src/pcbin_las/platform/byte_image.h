@@ -1,0 +1,26 @@
+// Reading and writing of byte images: packed structs that are stored as they are in memory.
+#pragma once
+
+#include <bit>
+#include <type_traits>
+
+namespace ferrun {
+
+static_assert(std::endian::native == std::endian::little,
+              "byte images are little-endian, as the files are");
+
+/// Reads the byte image of `image` from the current position. Returns what readData() returns.
+template <class Device, class Image>
+int readImage(Device& device, Image& image) {
+  static_assert(std::is_trivially_copyable_v<Image>);
+  return device.readData(reinterpret_cast<char*>(&image), sizeof(Image));
+}
+
+/// Writes the byte image of `image` at the current position. Returns what writeData() returns.
+template <class Device, class Image>
+int writeImage(Device& device, const Image& image) {
+  static_assert(std::is_trivially_copyable_v<Image>);
+  return device.writeData(reinterpret_cast<const char*>(&image), sizeof(Image));
+}
+
+}  // namespace ferrun

@@ -1,0 +1,17 @@
+// Text from outside, made safe for a terminal and a log.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace ferrun {
+
+/// `text` with each byte of these kinds written as "\xNN" (two upper-case hexadecimal digits):
+/// bytes 0 to 31 and 127, the UTF-8 control characters C2 80 to C2 9F, and bytes that are not valid
+/// UTF-8. All else, backslashes included, stays.
+std::string escapeControls(std::string_view text);
+
+/// Whether escapeControls() would change `text`. Pure ASCII costs one pass.
+bool hasControls(std::string_view text);
+
+}  // namespace ferrun

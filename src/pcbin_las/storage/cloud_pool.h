@@ -1,0 +1,58 @@
+// Recycles point clouds.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include <Eigen/Geometry>
+
+namespace modeling_app {
+
+/// Makes clouds, from those that it made before and nobody else holds any more: touching fresh
+/// pages costs more than decoding. Holds as many clouds as a batch of frames has. Owners may
+/// release clouds in any thread; the pool itself is used by one thread at a time.
+template <class Cloud>
+class CloudPool {
+ public:
+  /// A cloud with the defaults of a new one, but for the values and the number of its points. Its
+  /// memory holds `pointCount` points if any recycled memory does. Throws std::bad_alloc.
+  std::shared_ptr<Cloud> take(std::size_t pointCount) {
+    // The smallest free memory that suffices, or else the largest: so that not every cloud of the
+    // pool grows to the size of the largest frame.
+    const auto rank = [pointCount](const std::shared_ptr<Cloud>& cloud) {
+      if (!cloud || cloud.use_count() > 1) return SIZE_MAX;
+      const std::size_t capacity = cloud->points.capacity();
+      return capacity >= pointCount ? capacity : SIZE_MAX - 1 - capacity;
+    };
+    const auto best = std::ranges::min_element(clouds_, {}, rank);
+    if (rank(*best) == SIZE_MAX) return *nextSlot() = std::make_shared<Cloud>();
+    // use_count() reads without a barrier. The copy changes the count, and so orders what follows
+    // after the release by the last owner.
+    std::shared_ptr<Cloud> cloud = *best;
+    cloud->header = {};
+    cloud->is_dense = true;
+    cloud->sensor_origin_ = Eigen::Vector4f::Zero();
+    cloud->sensor_orientation_ = Eigen::Quaternionf::Identity();
+    return cloud;
+  }
+
+  /// Releases the memory that nobody else holds.
+  void clear() { clouds_ = {}; }
+
+ private:
+  /// An empty slot, or else the one that was used the longest time ago.
+  auto nextSlot() {
+    const auto empty = std::ranges::find(clouds_, nullptr);
+    return empty != clouds_.end() ? empty : clouds_.begin() + (next_++ % kSize);
+  }
+
+  static constexpr std::size_t kSize = 10;  ///< clouds of one batch
+
+  std::array<std::shared_ptr<Cloud>, kSize> clouds_;
+  std::size_t next_ = 0;
+};
+
+}  // namespace modeling_app
