@@ -12,13 +12,13 @@ _pcbin_las_files() {
 
 # Completes the options that go with the mode chosen so far.
 _pcbin_las_options() {
-  local options="-b -r --repair -i -o -f --offset -d -h --help" word
+  local options="-b -r --repair -i -o -f --offset --batch --summary -d -h --help --version --options" word
   for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
     case $word in
       -b) options="-s -n -d" && break ;;
       -r) options="-s -n -v -d" && break ;;
       --repair) options="-d" && break ;;
-      -i | -o | -f | --offset) options="-i -o -f --offset -d" ;;
+      -i | -o | -f | --offset | --batch | --summary) options="-i -o -f --offset --batch --summary -d" ;;
     esac
   done
   mapfile -t COMPREPLY < <(compgen -W "$options" -- "$current")
@@ -34,6 +34,7 @@ _pcbin_las() {
     -b | -i) _pcbin_las_files pcbin ;;
     -r | -o | --repair) _pcbin_las_files las ;;
     -f) _pcbin_las_files csv ;;
+    --summary) _pcbin_las_files json ;;
     -d) mapfile -t COMPREPLY < <(compgen -W "1 2 3 4" -- "$current") ;;
     -v) mapfile -t COMPREPLY < <(compgen -W "0 1" -- "$current") ;;
     -s | -n) ;;  # numbers

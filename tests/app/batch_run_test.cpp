@@ -7,7 +7,6 @@
 
 #include "pcbin_las/app/batch.h"
 #include "pcbin_las/platform/singleton.h"
-#include "robustness/sparse_survey.h"
 #include "support/bytes.h"
 #include "support/faulty_io.h"
 #include "support/run_tool.h"
@@ -31,6 +30,8 @@ class Survey {
     dir_.write("lidar.pcbin", test::pcbHeader(1, 1) + test::irtFrame(0, 0, {{}}));
     dir_.write("unclosed.pcbin", test::pcbHeader(0, 0) + test::rgbFile(kFrames, 2).substr(68));
     dir_.write("empty.pcbin", test::pcbHeader(0, 0));
+    dir_.write("large.pcbin",
+               test::pcbHeader(1, 4'000'000) + test::frameHeader(10, 0, 0, 4'000'000));
   }
 
   /// The exit status of a shell script that runs here. In it, `run` converts with --batch, and
@@ -39,8 +40,9 @@ class Survey {
     std::string tool;
     for (const std::string& word : test::toolCommand()) tool += word + " ";
     std::string command = "cd '" + dir_.path() + "' && T='" + tool + "'\n";
-    command +=
-        "run() { $T --batch -f pgo.csv --summary s.json \"$@\" > out 2> err < /dev/null; }\n";
+    command += "run() { $T --batch -f pgo.csv";
+    command += hasSummary() ? " --summary s.json" : "";
+    command += " \"$@\" > out 2> err < /dev/null; }\n";
     command +=
         "until_started() { until ls .map.las.*.part > /dev/null 2>&1; do sleep 0.05; done; }\n";
     const int status = std::system((command + script).c_str());
@@ -146,6 +148,7 @@ TEST(Batch, EndsWithTheStatusOfWhatWasWritten) {
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
+    if (!hasSummary() && std::string(row.script).find("--summary") != std::string::npos) continue;
     const Survey survey;
     EXPECT_EQ(survey.shell(row.script), row.status) << survey.text("out") << survey.text("err");
     EXPECT_THAT(lastLine(survey.text("out")),
@@ -184,21 +187,26 @@ TEST(Batch, CountsWhatItReadsAndLeavesOut) {
 }
 
 TEST(Batch, WritesItsOutcomeAsJson) {
+  if (!hasSummary()) GTEST_SKIP() << "this build has no option --summary";
   const Survey survey;
-  EXPECT_EQ(survey.shell("$T --options | grep -q -e --summary || exit 9\n"
-                         "run -d 4 -i \"$(printf 'a\\377')\" || "
-                         "python3 -c 'import json; s = json.load(open(\"s.json\"))\n"
-                         "assert s[\"status\"] == 2 and s[\"input\"] == \"a\\ufffd\"\n"
-                         "assert \"not exist\" in s[\"first_error\"]'"),
-            0);
-  EXPECT_EQ(survey.shell("run && python3 -c 'import json; s = json.load(open(\"s.json\"))\n"
-                         "assert s[\"status\"] == 0 and s[\"written\"] == 120 == s[\"read\"], s\n"
-                         "assert s[\"frames\"] == {\"found\": 60, \"announced\": 60}, s\n"
-                         "assert s[\"bounds\"][\"max\"] == [1118.5, 2119.25, 150], s\n"
-                         "assert s[\"offset\"] == [1000, 2000, 30], s\n"
-                         "assert s[\"first_error\"] is None and s[\"poses\"] == \"pgo.csv\", s'"),
-            0)
-      << survey.text("s.json");
+  const auto summary = [&survey](const std::string& script) {
+    survey.shell(script);
+    return std::regex_replace(survey.text("s.json"), std::regex("\\s+"), "");
+  };
+  EXPECT_THAT(
+      summary("run -d 4 -i \"$(printf 'a\\377')\""),
+      testing::AllOf(testing::StartsWith("{\"status\":2,\"input\":\"a\xEF\xBF\xBD\","),
+                     testing::HasSubstr("\"bounds\":null,"), testing::HasSubstr("notexist!\"}")));
+  EXPECT_THAT(
+      summary("run"),
+      testing::MatchesRegex(
+          "\\{\"status\":0,\"input\":\"pgo.pcbin\",\"poses\":\"pgo.csv\",\"output\":\"map.las\","
+          "\"read\":120,\"written\":120,\"no_pose\":0,\"refused\":0,\"pose_lines_skipped\":0,"
+          "\"frames\":\\{\"found\":60,\"announced\":60\\},"
+          "\"points\":\\{\"found\":120,\"announced\":120\\},"
+          "\"bounds\":\\{\"min\":\\[999.5,2000.25,31.0\\],\"max\":\\[1118.5,2119.25,150.0\\]\\},"
+          "\"offset\":\\[1000.0,2000.0,30.0\\],\"seconds\":[0-9.e-]+,\"version\":\"[0-9.]+\","
+          "\"first_error\":null\\}"));
 }
 
 TEST(Batch, WritesNothingWhenTheDeviceOrTheMemoryFails) {
@@ -216,7 +224,7 @@ TEST(Batch, WritesNothingWhenTheDeviceOrTheMemoryFails) {
   }
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
   if (test::toolCommand().size() == 1) {
-    test::writeSparseSurvey(survey.path("large.pcbin"), 1, 4'000'000);
+    std::filesystem::resize_file(survey.path("large.pcbin"), 68 + 48 + 40 * 4'000'000);
     EXPECT_EQ(survey.shell("ulimit -v 150000; run -i large.pcbin"), 2) << survey.text("out");
     EXPECT_THAT(survey.text("out"), testing::HasSubstr("no memory for a frame"));
   }

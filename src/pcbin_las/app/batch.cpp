@@ -60,7 +60,8 @@ bool isUseless(const BatchFiles& files, const ConversionResult& result) {
   else if (result.writeFailed)
     TRACE_ERROR("batch", "las file(%s) cannot be written!", files.lasPath.c_str());
   else if (result.written == 0)
-    TRACE_ERROR("batch", "no point to write!");
+    TRACE_ERROR("batch", "no point to write, of %llu points %llu have no pose!", ull{result.read},
+                ull{result.noPose});
   else
     return false;
   return true;

@@ -68,7 +68,7 @@ std::string partFilePrefix(const std::string& directory, const std::string& name
   std::size_t length = std::min(name.size(), room > rest ? room - rest : 0);
   const auto isContinuation = [](char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; };
   while (length > 0 && length < name.size() && isContinuation(name[length])) --length;
-  return "." + name.substr(0, length) + ".";
+  return StrUtil::format(".%s.", name.substr(0, length).c_str());
 }
 
 std::string newPartFileName(const std::string& prefix) {
