@@ -41,7 +41,7 @@ test_in() {
 }
 
 test_with_old_compiler() {
-  install_packages g++-11 cmake ninja-build libpcl-dev libpng-dev libgtest-dev libgmock-dev
+  install_packages g++-11 "${build_packages[@]}" "${test_packages[@]}"
   run_quietly cmake --preset release -B build/g++-11 -DCMAKE_CXX_COMPILER=g++-11
   run_quietly cmake --build build/g++-11 --parallel "$(nproc)"
   run_quietly ctest --test-dir build/g++-11 --output-on-failure --parallel "$(nproc)"
