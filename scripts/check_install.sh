@@ -11,8 +11,7 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 log=$work/log
 : >"$log"
-install_packages g++ cmake ninja-build libpcl-dev nlohmann-json3-dev libeigen3-dev groff-base man-db \
-  pkg-config
+install_packages "${build_packages[@]}" groff-base man-db pkg-config
 mapfile -t generator < <(generator_options)
 prefix=$work/moved
 

@@ -10,7 +10,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 . scripts/lib/debian_system.sh
 
 work=$(mktemp -d /var/tmp/pcbin_packages_XXXXXX)
-trap 'rm -rf "$work"' EXIT
+trap 'remove_system "$work/system"; rm -rf "$work"' EXIT
 log=$work/log
 : >"$log"
 system=$work/system

@@ -14,7 +14,7 @@ mkdir -p build
 log=$PWD/build/systems.log
 : >"$log"
 work=$(mktemp -d /var/tmp/pcbin_systems_XXXXXX)
-trap 'umount "$work"/*/proc 2>/dev/null || true; rm -rf "$work"' EXIT
+trap 'remove_system "$work/jammy"; remove_system "$work/trixie"; rm -rf "$work"' EXIT
 
 # Runs scripts/test.sh in a fresh system, once with each compiler.
 # Usage: test_in RELEASE MIRROR COMPONENTS COMPILER...
@@ -23,7 +23,6 @@ test_in() {
   shift 3
   make_system "$release" "$system" "$mirror"
   echo "deb $mirror $release $components" >"$system/etc/apt/sources.list"
-  run_quietly mount -t proc proc "$system/proc"
   mkdir "$system/root/source"
   git -c safe.directory="$PWD" archive HEAD | tar x -C "$system/root/source"
   run_quietly in_system "$system" apt-get update
@@ -36,12 +35,11 @@ test_in() {
       "/root/source/scripts/test.sh && $compiler --version && cmake --version"
     echo "$release, $compiler: $(grep -E '^[0-9]+% tests passed' "$log" | tail -n 1)"
   done
-  umount "$system/proc"
-  rm -rf "$system"
+  remove_system "$system"
 }
 
 test_with_old_compiler() {
-  install_packages g++-11 cmake ninja-build libpcl-dev libpng-dev libgtest-dev libgmock-dev
+  install_packages g++-11 "${build_packages[@]}" "${test_packages[@]}"
   run_quietly cmake --preset release -B build/g++-11 -DCMAKE_CXX_COMPILER=g++-11
   run_quietly cmake --build build/g++-11 --parallel "$(nproc)"
   run_quietly ctest --test-dir build/g++-11 --output-on-failure --parallel "$(nproc)"

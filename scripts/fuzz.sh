@@ -12,7 +12,7 @@ mkdir -p "$build"
 log=$build/build.log
 : >"$log"
 
-install_packages clang libclang-rt-14-dev cmake ninja-build libpcl-dev
+install_packages clang libclang-rt-14-dev "${build_packages[@]}"
 mapfile -t generator < <(generator_options)
 echo "Building ..."
 run_quietly cmake -S . -B "$build" "${generator[@]}" -DCMAKE_CXX_COMPILER=clang++ \

@@ -11,7 +11,7 @@ mkdir -p build/package
 log=build/package/package.log
 : >"$log"
 
-install_packages g++ cmake ninja-build libpcl-dev nlohmann-json3-dev libeigen3-dev dpkg-dev file git
+install_packages "${build_packages[@]}" dpkg-dev file git
 mapfile -t generator < <(generator_options)
 machine=$(dpkg --print-architecture)
 architecture=${1:-$machine}

@@ -9,7 +9,7 @@ mkdir -p build
 log=build/test.log
 : >"$log"
 
-install_packages g++ cmake ninja-build libpcl-dev nlohmann-json3-dev libpng-dev libgtest-dev libgmock-dev
+install_packages "${build_packages[@]}" "${test_packages[@]}"
 mapfile -t generator < <(generator_options)
 echo "Building ..."
 run_quietly cmake --preset release "${generator[@]}"

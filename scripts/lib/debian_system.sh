@@ -12,9 +12,16 @@ make_system() {
   local release=$1 directory=$2 mirror=${3:-$(package_mirror)}
   install_packages debootstrap
   run_quietly debootstrap --variant=minbase "$release" "$directory" "$mirror"
-  # Packages must not start services, and need no documentation of other packages.
+  # No package may start a service; some need /proc.
   printf '#!/bin/sh\nexit 101\n' >"$directory/usr/sbin/policy-rc.d"
   chmod +x "$directory/usr/sbin/policy-rc.d"
+  run_quietly mount -t proc proc "$directory/proc"
+}
+
+# Removes such a system, or what there is of it.
+remove_system() {
+  if mountpoint -q "$1/proc"; then umount "$1/proc"; fi
+  rm -rf "$1"
 }
 
 # Runs a command in such a system: in_system DIRECTORY COMMAND...

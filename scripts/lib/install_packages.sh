@@ -1,6 +1,12 @@
 # shellcheck shell=bash
 # For scripts that build the project on a Debian machine: to be sourced.
 
+# What builds the program and its tests.
+# shellcheck disable=SC2034 # the scripts that source this file use them
+build_packages=(g++ cmake ninja-build libpcl-dev libeigen3-dev libpng-dev sqlite3 proj-data)
+# shellcheck disable=SC2034
+test_packages=(libgtest-dev libgmock-dev python3-numpy)
+
 # Runs a command with its output in the file $log; when it fails, prints the end of that and ends
 # the script.
 run_quietly() {
