@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
+#include <sstream>
 #include <string>
 
 #include "pcbin_las/platform/singleton.h"
@@ -41,6 +42,17 @@ inline const test::TempDir& directory() {
 /// The path of a file with these contents, the same at every call.
 inline std::string inputFile(const std::string& contents) {
   return directory().write("input", contents);
+}
+
+/// Whether a line may name a sweep whose poses would fill the memory: their lists are as long as
+/// the largest id, by design. Ids beyond the limit are refused before, and may come.
+inline bool namesDistantSweep(const std::string& file) {
+  std::istringstream lines(file);
+  for (std::string line; std::getline(lines, line);) {
+    const unsigned long id = std::strtoul(line.substr(line.find(',') + 1).c_str(), nullptr, 10);
+    if (id > 999 && id <= 16777215) return true;
+  }
+  return false;
 }
 
 /// Ends the run as a crash when something does not hold that must hold for every input.

@@ -3,7 +3,8 @@
 
 # What builds the program and its tests.
 # shellcheck disable=SC2034 # the scripts that source this file use them
-build_packages=(g++ cmake ninja-build libpcl-dev libeigen3-dev libpng-dev sqlite3 proj-data)
+build_packages=(g++ cmake ninja-build libpcl-dev libeigen3-dev libpng-dev nlohmann-json3-dev sqlite3
+  proj-data)
 # shellcheck disable=SC2034
 test_packages=(libgtest-dev libgmock-dev python3-numpy)
 

@@ -8,6 +8,7 @@
 #include <new>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 #include "pcbin_las/platform/trace_macros.h"
 
@@ -96,7 +97,7 @@ bool File::openWith(const std::string& name, bool reading, OpenDescriptor openDe
   limit_ = reading_ ? 0 : capacity_;
   begin_ = end_ = 0;
   diskPosition_ = 0;
-  readError_ = writeError_ = 0;
+  readError_ = writeError_ = reportedError_ = 0;
   try {
     name_ = name;
     buffer_ = std::make_unique_for_overwrite<char[]>(capacity_);
@@ -119,12 +120,18 @@ void File::close() {
   flush();
   if (::close(descriptor_) != 0 && !reading_ && writeError_ == 0 && errno != EINTR) {
     writeError_ = errno;
-    TRACE_MEMBER_ERROR("File", "close", "file(%s) write error: %s!", name_.c_str(),
-                       std::strerror(writeError_));
+    report("close", "write", writeError_);
   }
   descriptor_ = -1;
   buffer_.reset();
   limit_ = begin_ = end_ = 0;
+}
+
+/// Prints why an operation failed, once for each reason: a device that fails does so many times.
+void File::report(const char* function, const char* operation, int error) {
+  if (std::exchange(reportedError_, error) == error) return;
+  TRACE_MEMBER_ERROR("File", function, "file(%s) %s error: %s!", name_.c_str(), operation,
+                     std::strerror(error));
 }
 
 int File::readBeyondBuffer(char* destination, int count) {
@@ -190,8 +197,7 @@ std::size_t File::readFromDisk(char* destination, std::size_t size) {
     } else if (errno != EINTR) {
       readError_ = errno;
       lastReadFailed_ = true;
-      TRACE_MEMBER_ERROR("File", "readData", "file(%s) read error: %s!", name_.c_str(),
-                         std::strerror(readError_));
+      report("readData", "read", readError_);
       break;
     }
   }
@@ -229,8 +235,7 @@ std::size_t File::writeToDisk(const char* source, std::size_t size) {
     } else if (count == 0 || errno != EINTR) {
       writeError_ = count == 0 ? ENOSPC : errno;
       limit_ = 0;
-      TRACE_MEMBER_ERROR("File", "writeData", "file(%s) write error: %s!", name_.c_str(),
-                         std::strerror(writeError_));
+      report("writeData", "write", writeError_);
     }
   }
   diskPosition_ += static_cast<std::int64_t>(done);
@@ -256,8 +261,7 @@ void File::seek(std::int64_t position) {
   }
   writeError_ = errno;
   limit_ = 0;
-  TRACE_MEMBER_ERROR("File", "seek", "file(%s) seek error: %s!", name_.c_str(),
-                     std::strerror(writeError_));
+  report("seek", "seek", writeError_);
 }
 
 bool File::skip(std::int64_t count) {

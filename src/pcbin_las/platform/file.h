@@ -16,8 +16,9 @@ namespace ferrun {
 /// continued. Use from one thread at a time.
 ///
 /// A failed read or write (a full disk, for example) prints one error line with the file's name and
-/// the system's reason. After a failed write all writes fail with the same errno and change
-/// nothing, so that the file gets no gap, until seek() chooses a new position.
+/// the system's reason; the same reason is not printed again. After a failed write all writes fail
+/// with the same errno and change nothing, so that the file gets no gap, until seek() chooses a new
+/// position.
 class PCBIN_API File final : public IODevice {
  public:
   static constexpr int kRead = 0;   ///< an existing file, from its start
@@ -108,6 +109,7 @@ class PCBIN_API File final : public IODevice {
   bool fillBuffer();
   std::size_t readFromDisk(char* destination, std::size_t size);
   std::size_t writeToDisk(const char* source, std::size_t size);
+  void report(const char* function, const char* operation, int error);
 
   /// Reads of the buffer begin with kSmallestRead bytes and double up to kLargestRead: after a seek
   /// or a large read, which goes past the buffer, little is read in vain.
@@ -120,6 +122,7 @@ class PCBIN_API File final : public IODevice {
   int readError_ = 0;
   bool lastReadFailed_ = false;
   int writeError_ = 0;
+  int reportedError_ = 0;  ///< the error that the last error line told
   std::unique_ptr<char[]> buffer_;
   std::size_t capacity_ = 0;  ///< size of buffer_
   std::size_t nextRead_ = kSmallestRead;

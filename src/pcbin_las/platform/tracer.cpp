@@ -20,6 +20,7 @@ namespace {
 
 constexpr std::chrono::milliseconds kGatherTime{20};
 constexpr std::size_t kFull = std::size_t{256} << 10;  // bytes of waiting lines
+constexpr std::size_t kShortLine = 1024;               // bytes; longer lines take memory
 
 /// Escapes the text of a line; the colours around a prompt stay.
 std::string escapeLine(std::string_view line) {
@@ -75,6 +76,7 @@ void Tracer::stopThread() noexcept {
   wake_.notify_one();
   if (join) thread_.join();
   flush();
+  flush();  // what sinks printed during the first
 }
 
 void Tracer::setLevel(int threshold) {
@@ -94,8 +96,9 @@ void Tracer::start() {
   started_ = true;
   hasThread_ = true;
   try {
+    for (std::string* const lines : {&pending_, &lines_}) lines->reserve(kFull + kShortLine);
     thread_ = std::thread(&Tracer::deliverInTime, this);
-  } catch (const std::exception&) {  // no thread, or no memory for one: append() delivers
+  } catch (const std::exception&) {  // no thread, or no memory: append() delivers
     hasThread_ = false;
   }
   gate_ = threshold_;
@@ -118,7 +121,7 @@ void Tracer::printEscaped(int level, const char* format, ...) noexcept {
 }
 
 void Tracer::format(Escape escape, const char* format, std::va_list values) noexcept {
-  std::array<char, 1024> text;
+  std::array<char, kShortLine> text;
   std::va_list again;
   va_copy(again, values);
   const int length = std::vsnprintf(text.data(), text.size(), format, values);

@@ -47,7 +47,8 @@ class PCBIN_API STDSink : public TracerSink {
 
 /// Formats lines and delivers them to its sinks, whole and in the order in which they were printed.
 /// A thread of the tracer delivers them within some 20 ms; a printing thread does so itself when
-/// 256 KiB of lines wait. Any thread may print, and printing never throws: a line for which there
+/// 256 KiB of lines wait. Any thread may print, and printing never throws. Lines of up to 1023
+/// bytes take no memory after start(); a longer line, or one with bytes to escape, for which there
 /// is no memory is lost.
 ///
 /// The library prints to Singleton<Tracer>, which is silent until a program adds a sink and calls

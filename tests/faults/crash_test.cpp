@@ -1,0 +1,87 @@
+// What is on the disk when the program ends after any of its writes, or in the middle of one.
+#include <filesystem>
+#include <functional>
+
+#include <gmock/gmock.h>
+
+#include "pcbin_las/app/las_repair.h"
+#include "pcbin_las/export/pcbin_las.h"
+#include "pcbin_las/las/las_writer.h"
+#include "pcbin_las/storage/pcb_reader.h"
+#include "pcbin_las/storage/pcb_writer.h"
+#include "support/fault_injection.h"
+#include "support/temp_dir.h"
+
+namespace {
+
+using test::at;
+using test::Bytes;
+
+/// The states of the file that `write` writes.
+std::vector<Bytes> statesOf(const std::function<void()>& write) {
+  const test::WriteRecording recording;
+  write();
+  return recording.states();
+}
+
+TEST(Crash, LeavesALasFileThatAnnouncesNoMoreThanItHolds) {
+  const test::TempDir dir;
+  const std::string pcbin = dir.write("a", test::rgbFile(3, 5000));
+  const std::string las = dir.write("a.las", test::lasFile(9000));
+  const std::tuple<const char*, std::function<void()>, std::size_t> rows[] = {
+      {"conversion", [&] { pcbin_las(pcbin, "", dir.path("b.las")); }, 15000},
+      {"repair", [&] { las_repair(las); }, 9000},
+      {"writer whose header is due after ten records",
+       [&] {
+         pontra::LasWriter writer;
+         pontra::LasHeader header;
+         pontra::LasHeaderInit(&header, pontra::kPointFormat3);
+         writer.open(header, dir.path("c.las"), 340);
+         for (int k = 0; k < 705; ++k) writer.writePoint({1.0 * k, 0, 0, 0, 0, 0, 0, 0});
+       },
+       705},
+  };
+  for (const auto& [name, write, records] : rows) {
+    SCOPED_TRACE(name);
+    const std::vector<Bytes> states = statesOf(write);
+    ASSERT_GE(states.size(), 300U);
+    std::size_t most = 0;
+    for (const Bytes& state : states) {
+      const std::size_t count = state.size() >= 111 ? at<std::uint32_t>(state, 107) : 0;
+      ASSERT_GE(state.size(), count > 0 ? 227 + 34 * count : 0);
+      most = std::max(most, count);
+    }
+    EXPECT_EQ(most, records);
+    EXPECT_EQ(states.back().size(), 227U + 34 * records);
+  }
+}
+
+TEST(Crash, LeavesTheWholeFramesOfAPcbinFileReadable) {
+  const test::TempDir dir;
+  const std::vector<Bytes> states = statesOf([&] {
+    modeling_app::PcbWriter writer(std::make_shared<ferrun::AsyncTaskQueue>("not started"));
+    ASSERT_TRUE(writer.open(dir.path("a"), 1000));
+    for (const std::size_t size : {0U, 1U, 100U, 7U}) {
+      const auto cloud = std::make_shared<norvo::RgbCloud>();
+      cloud->points.resize(size);
+      writer.writePcl(cloud);
+    }
+  });
+  ASSERT_GE(states.size(), 100U);
+  std::size_t most = 0;
+  for (const Bytes& state : states) {
+    std::size_t frames = 0;
+    for (std::size_t end = 68; end + 48 <= state.size(); ++frames) {
+      end += 48 + std::size_t{40} * at<std::uint32_t>(state, end + 44);
+      if (end > state.size()) break;
+    }
+    modeling_app::PcbReader reader;
+    ASSERT_EQ(reader.open(dir.write("b", state), 0), state.size() >= 68);
+    ASSERT_EQ(reader.readPclRGB(10).size(), frames) << state.size();
+    ASSERT_LE(reader.totalFrames(), frames);
+    most = std::max<std::size_t>(most, reader.totalFrames());
+  }
+  EXPECT_EQ(most, 4U);
+}
+
+}  // namespace

@@ -1,0 +1,146 @@
+// How processes that use the library end: each case runs in a child process.
+#include <csignal>
+#include <functional>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+
+#include "pcbin_las/platform/singleton.h"
+#include "pcbin_las/platform/thread.h"
+#include "pcbin_las/platform/tracer.h"
+#include "pcbin_las/storage/pcb_reader.h"
+#include "pcbin_las/storage/pcb_writer.h"
+#include "support/temp_dir.h"
+
+namespace {
+
+using ferrun::AsyncTaskQueue;
+using ferrun::Thread;
+using modeling_app::PcbReader;
+using modeling_app::PcbWriter;
+using testing::HasSubstr;
+
+struct Ended {
+  int status;  ///< exit status, or 128 + the signal that ended it
+  std::string output;
+};
+
+/// Runs `program` in a child process, which then calls exit(0); it is killed after a minute.
+Ended runProcess(const std::function<void()>& program) {
+  int ends[2];
+  if (pipe(ends) != 0) throw std::runtime_error("no pipe");
+  std::fflush(nullptr);
+  const pid_t child = fork();
+  if (child == 0) {
+    dup2(ends[1], STDOUT_FILENO);
+    close(ends[0]);
+    close(ends[1]);
+    alarm(60);
+    program();
+    std::exit(0);
+  }
+  close(ends[1]);
+  Ended ended{};
+  char piece[4096];
+  for (ssize_t count = 0; (count = read(ends[0], piece, sizeof(piece))) > 0;)
+    ended.output.append(piece, static_cast<std::size_t>(count));
+  close(ends[0]);
+  int status = 0;
+  waitpid(child, &status, 0);
+  ended.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  return ended;
+}
+
+ferrun::Tracer& startedTracer() {
+  auto* const tracer = ferrun::Singleton<ferrun::Tracer>::getInstance();
+  tracer->addSink(std::make_shared<ferrun::STDSink>());
+  tracer->start();
+  return *tracer;
+}
+
+std::shared_ptr<norvo::RgbCloud> cloudOf(std::size_t points) {
+  auto cloud = std::make_shared<norvo::RgbCloud>();
+  cloud->points.resize(points);
+  return cloud;
+}
+
+TEST(ProcessEnd, AWriterWithStaticStorageWritesItsFramesAndSaysWhatFailed) {
+  constexpr std::size_t kPoints = 300'000;
+  for (const bool fullDisk : {false, true}) {
+    const test::TempDir dir;
+    const Ended ended = runProcess([&] {
+      static const auto queue = std::make_shared<AsyncTaskQueue>("frames");
+      static PcbWriter writer(queue);  // made before the tracer: destroyed after its last delivery
+      startedTracer();
+      queue->init(1, {});
+      if (!writer.open(dir.path("a"), 4096)) _exit(1);
+      std::signal(SIGXFSZ, SIG_IGN);
+      const rlimit limit{1'000'000, RLIM_INFINITY};
+      if (fullDisk && setrlimit(RLIMIT_FSIZE, &limit) != 0) _exit(2);
+      writer.writePcl(cloudOf(kPoints));
+      while (queue->size() > 0) Thread::msleep(1);  // close() would wait for five seconds
+    });
+    EXPECT_EQ(ended.status, 0);
+    if (fullDisk) {
+      EXPECT_THAT(ended.output, HasSubstr("is incomplete, 0 of 1 frames and 0 of 300000 points"));
+    } else {
+      PcbReader reader;
+      ASSERT_TRUE(reader.open(dir.path("a"), 0));
+      EXPECT_EQ(reader.totalPoints(), kPoints);
+      EXPECT_EQ(reader.readPclRGB(2).size(), 1U);
+    }
+  }
+}
+
+TEST(ProcessEnd, ThreadsMayPrintWhileTheProcessEnds) {
+  for (int repeat = 0; repeat < 5; ++repeat) {
+    const Ended ended = runProcess([] {
+      ferrun::Tracer& tracer = startedTracer();
+      for (int thread = 0; thread < 4; ++thread)
+        std::thread([&tracer] {
+          while (true) tracer.print(3, "a whole line");
+        }).detach();
+      Thread::msleep(20);
+    });
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_GT(ended.output.size(), 1000U);
+  }
+}
+
+TEST(ProcessEnd, AForkedProcessPrintsAndExits) {
+  const Ended ended = runProcess([] {
+    ferrun::Tracer& tracer = startedTracer();
+    tracer.print(3, "before");
+    const pid_t child = fork();
+    tracer.print(3, child == 0 ? "child" : "parent");
+    if (child == 0) std::exit(0);
+    waitpid(child, nullptr, 0);
+  });
+  EXPECT_EQ(ended.status, 0);
+  for (const char* const line : {"before\n", "child\n", "parent\n"}) {
+    EXPECT_THAT(ended.output, HasSubstr(line));
+    EXPECT_EQ(ended.output.find(line), ended.output.rfind(line)) << "once";
+  }
+}
+
+TEST(ProcessEnd, AKilledWriterLeavesEveryFrameWhoseTaskEnded) {
+  const test::TempDir dir;
+  const Ended ended = runProcess([&] {
+    PcbWriter writer;
+    if (!writer.open(dir.path("a"), PcbWriter::kBufferSize)) _exit(1);
+    for (unsigned frames = 1; frames <= 30; ++frames) {
+      writer.writePcl(cloudOf(10));
+      while (writer.totalFrames() < frames) Thread::msleep(1);
+    }
+    raise(SIGKILL);
+  });
+  EXPECT_EQ(ended.status, 128 + SIGKILL);
+  PcbReader reader;
+  ASSERT_TRUE(reader.open(dir.path("a"), 0));
+  EXPECT_EQ(reader.readPclRGB(100).size(), 30U);
+}
+
+}  // namespace

@@ -1,0 +1,50 @@
+// System calls and allocations that fail, and a record of what was written. Programs that use it
+// link pcbin_fault_injection, whose link options send the calls of the code under test through it.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "support/bytes.h"
+
+namespace test {
+
+enum class Call { kOpen, kRead, kWrite, kSeek, kTruncate, kSync, kClose, kAllocate };
+constexpr Call kEveryCall[] = {Call::kOpen,     Call::kRead, Call::kWrite, Call::kSeek,
+                               Call::kTruncate, Call::kSync, Call::kClose, Call::kAllocate};
+
+/// The call that fails, counted from 1: that one alone, or with all later ones.
+struct Fault {
+  Call call;
+  unsigned number;
+  bool forGood;
+};
+
+/// These calls fail, in every thread, while the object lives; use one at a time. A failing close()
+/// closes the file. Only what the program's own code and its templates call is counted.
+class FaultInjection {
+ public:
+  explicit FaultInjection(const std::vector<Fault>& faults);
+  FaultInjection(const FaultInjection&) = delete;
+  FaultInjection& operator=(const FaultInjection&) = delete;
+  ~FaultInjection();
+
+  /// Whether the call with the number of the first fault was made.
+  static bool happened();
+};
+
+/// Records how a file that is opened for writing changes, while the object lives; use one at a
+/// time, with one such file.
+class WriteRecording {
+ public:
+  WriteRecording();
+  WriteRecording(const WriteRecording&) = delete;
+  WriteRecording& operator=(const WriteRecording&) = delete;
+  ~WriteRecording();
+
+  /// The contents of the file after each change, and after parts of each write.
+  static std::vector<Bytes> states();
+};
+
+}  // namespace test
