@@ -215,11 +215,13 @@ TEST(Batch, WritesNothingWhenTheDeviceOrTheMemoryFails) {
   const auto sink = std::make_shared<BatchSink>(4);
   tracer->addSink(sink);
   tracer->start();
-  const BatchFiles files = {survey.path("pgo.pcbin"), survey.path("pgo.csv"),
-                            survey.path("map.las"), ""};
+  Conversion conversion;
+  conversion.pcbinPath = survey.path("pgo.pcbin");
+  conversion.pgoPath = survey.path("pgo.csv");
+  conversion.lasPath = survey.path("map.las");
   for (const auto& [name, end] : {std::pair{"pgo.pcbin", 5000}, {"pgo.csv", 3000}}) {
     const test::FaultyFile faulty(survey.path(name), {.end = end});
-    EXPECT_EQ(batch_convert(files, *sink), kNothingWritten) << name;
+    EXPECT_EQ(batch_convert(conversion, {}, *sink), kNothingWritten) << name;
     EXPECT_THAT(sink->firstError(), testing::HasSubstr("read error"));
   }
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
