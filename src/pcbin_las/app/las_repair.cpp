@@ -99,7 +99,7 @@ void las_repair(const std::string& path) {
   newHeader.xOffset = header.xOffset;
   newHeader.yOffset = header.yOffset;
   newHeader.zOffset = header.zOffset;
-  if (!writer.open(newHeader, newPath, kWriteBufferSize)) {
+  if (!writer.openOwn(newHeader, newPath, path, kWriteBufferSize)) {
     TRACE_ERROR("las_repair", "open las writer error!");
     return;
   }

@@ -26,6 +26,16 @@ constexpr std::int64_t endOf(std::uint64_t count) {
 }  // namespace
 
 bool LasWriter::open(const LasHeader& header, const std::string& path, unsigned bufferSize) {
+  return prepare(path, bufferSize) && file_.open(path, ferrun::File::kWrite) && begin(header, path);
+}
+
+bool LasWriter::openOwn(const LasHeader& header, const std::string& path, const std::string& input,
+                        unsigned bufferSize) {
+  return prepare(path, bufferSize) && file_.openOwn(path, input) && begin(header, path);
+}
+
+/// Makes the buffer. False, with an error line, when the writer is open or there is no memory.
+bool LasWriter::prepare(const std::string& path, unsigned bufferSize) {
   if (file_.isOpen()) {
     TRACE_MEMBER_ERROR("LasWriter", "open", "file(%s): the writer is open for file(%s)!",
                        path.c_str(), path_.c_str());
@@ -40,8 +50,11 @@ bool LasWriter::open(const LasHeader& header, const std::string& path, unsigned 
                        path.c_str(), bufferSize);
     return false;
   }
-  if (!file_.open(path, ferrun::File::kWrite)) return false;
+  return true;
+}
 
+/// Writes the header into the file that was opened; closes the file when that fails.
+bool LasWriter::begin(const LasHeader& header, const std::string& path) {
   path_ = path;
   header_ = header;
   scale_ = {header.xScaleFactor, header.yScaleFactor, header.zScaleFactor};

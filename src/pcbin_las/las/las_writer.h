@@ -46,6 +46,10 @@ class LasWriter {
   /// buffer (the writer is closed then), or the writer is open (it stays open for its file).
   bool open(const LasHeader& header, const std::string& path, unsigned bufferSize);
 
+  /// The same, through File::openOwn(): false too when the file at `path` is not the caller's own.
+  bool openOwn(const LasHeader& header, const std::string& path, const std::string& input,
+               unsigned bufferSize);
+
   /// Announces that about `count` points will be written: disk space is reserved ahead of them, in
   /// steps of 256 MiB. Does nothing where the file system refuses; close() frees what is left over.
   void expectPoints(std::uint64_t count);
@@ -177,6 +181,8 @@ class LasWriter {
     used_ += kBlock;
     return true;
   }
+  bool prepare(const std::string& path, unsigned bufferSize);
+  bool begin(const LasHeader& header, const std::string& path);
   bool toSteps(std::array<Values, 3>& coordinates);
   bool makeRoom();
   void reserve();
