@@ -11,7 +11,7 @@ mkdir -p "$build"
 log=$build/build.log
 : >"$log"
 
-install_packages g++ cmake ninja-build libpcl-dev libpng-dev googletest gcovr
+install_packages "${build_packages[@]}" "${test_packages[@]}" gcovr
 mapfile -t generator < <(generator_options)
 echo "Building ..."
 run_quietly cmake -S . -B "$build" "${generator[@]}" -DCMAKE_BUILD_TYPE=Debug -DPCBIN_BUILD_EXAMPLES=OFF \
