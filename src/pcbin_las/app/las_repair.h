@@ -8,6 +8,6 @@
 /// its count and bounds agree with the records, its offsets are the old ones. At most as many
 /// records are copied as the old header announces; what follows them and a partial record at the
 /// end are left out. Colours, intensity, time and coordinates are kept, the other fields of a
-/// record are not. All outcomes are told by log lines; the input is only read. A file of the new name
-/// is overwritten only if it is a regular file with one name.
+/// record are not. All outcomes are told by log lines; the input is only read. A file of the new
+/// name is overwritten only if it is a regular file with one name.
 void las_repair(const std::string& path);
