@@ -1,7 +1,7 @@
-# The Debian packages that cpack makes of the installed components; scripts/package.sh runs it.
+# The Debian packages that cpack makes from the installed components; scripts/package.sh runs it.
 
-# Each package has its licence and its changelog, which is the section of this version in CHANGELOG.md.
-# The time is SOURCE_DATE_EPOCH, where that is set.
+# Adds the licence and the changelog to a package. The changelog is the section of this version in
+# CHANGELOG.md; its date is SOURCE_DATE_EPOCH if set.
 set(CPACK_PACKAGE_CONTACT "pcbin_las developers <developers@pcbin-las.invalid>")
 file(READ CHANGELOG.md changes)
 string(REGEX REPLACE ".*\n## ${PROJECT_VERSION}\n+" "\n" changes "${changes}")
@@ -48,7 +48,7 @@ endif()  # otherwise that of the machine
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_NAME pcbin-las)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_SECTION science)
 if(CMAKE_CROSSCOMPILING)
-  # dpkg-shlibdeps knows nothing of a cross compiler's libraries; scripts/package.sh finds the versions.
+  # dpkg-shlibdeps does not know a cross compiler's libraries; scripts/package.sh determines the versions.
   set(CPACK_DEBIAN_PROGRAM_PACKAGE_DEPENDS "$ENV{PCBIN_PROGRAM_DEPENDS}")
 else()
   set(CPACK_DEBIAN_PROGRAM_PACKAGE_SHLIBDEPS ON)

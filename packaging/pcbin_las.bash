@@ -28,7 +28,7 @@ _pcbin_las_options() {
 _pcbin_las() {
   local current=${COMP_WORDS[COMP_CWORD]}
   COMPREPLY=()
-  # The three numbers of --offset and --zoom: nothing to offer, though a negative one begins like an option.
+  # The three numbers of --offset and --zoom: no completion, although a negative one begins like an option.
   local first=$((COMP_CWORD > 3 ? COMP_CWORD - 3 : 1))
   [[ " ${COMP_WORDS[*]:first:COMP_CWORD-first} " != *" --"@(offset|zoom)" "* ]] || return 0
   case ${COMP_WORDS[COMP_CWORD - 1]} in

@@ -51,7 +51,7 @@ complete_words() {
     cd "$work/data"
     # shellcheck source=packaging/pcbin_las.bash
     source "$prefix/share/bash-completion/completions/pcbin_las"
-    compopt() { :; }  # of use only while a key is being pressed
+    compopt() { :; }  # works only during interactive completion
     COMP_WORDS=("$@")
     COMP_CWORD=$(($# - 1))
     _pcbin_las

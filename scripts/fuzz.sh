@@ -20,7 +20,7 @@ run_quietly cmake -S . -B "$build" "${generator[@]}" -DCMAKE_CXX_COMPILER=clang+
   -DCMAKE_BUILD_TYPE=Debug -DPCBIN_BUILD_FUZZ=ON -DPCBIN_BUILD_TESTS=OFF -DPCBIN_BUILD_EXAMPLES=OFF
 run_quietly cmake --build "$build" --parallel "$(nproc)"
 
-# The targets write an input file for each execution: into memory where there is such a place.
+# The targets write an input file for each execution: in memory if possible.
 memory=/tmp
 if [ -w /dev/shm ]; then memory=/dev/shm; fi
 TMPDIR=$(mktemp -d "$memory/pcbin_fuzz_XXXXXX")

@@ -18,7 +18,7 @@ make_system() {
   run_quietly mount -t proc proc "$directory/proc"
 }
 
-# Removes such a system, or what there is of it.
+# Removes such a system, also if it is incomplete.
 remove_system() {
   if mountpoint -q "$1/proc"; then umount "$1/proc"; fi
   rm -rf "$1"

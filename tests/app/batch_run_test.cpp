@@ -1,4 +1,4 @@
-// Runs with --batch: the exit status, the last line and the target, whatever is wrong.
+// Runs with --batch: exit status, last line and target, with all kinds of faults.
 #include <cstdlib>
 #include <regex>
 #include <sys/wait.h>
@@ -18,7 +18,7 @@ namespace {
 constexpr unsigned kFrames = 60;
 const std::string kBefore = "last night's map";
 
-/// A directory with an intact survey and the map of last night.
+/// A directory with an intact survey and an existing map.
 class Survey {
  public:
   Survey() {
@@ -35,8 +35,8 @@ class Survey {
                test::pcbHeader(1, 4'000'000) + test::frameHeader(10, 0, 0, 4'000'000));
   }
 
-  /// The exit status of a shell script that runs here. In it, `run` converts with --batch, and
-  /// `$T` is the program.
+  /// Runs a shell script in the directory and returns its exit status. In it, `run` converts with
+  /// --batch, and `$T` is the program.
   int shell(const std::string& script) const {
     std::string tool;
     for (const std::string& word : test::toolCommand()) tool += word + " ";

@@ -1,4 +1,4 @@
-// Files that stand where the repair is going to write.
+// Existing files with the name of the repair's output.
 #include <ctime>
 #include <filesystem>
 #include <sys/stat.h>
@@ -15,8 +15,7 @@ using testing::Contains;
 using testing::EndsWith;
 namespace fs = std::filesystem;
 
-/// Calls `make` with the name that a repair of "a.las" gives its file now, and those of the next
-/// seconds.
+/// Calls `make` with the names that a repair of "a.las" uses now and in the next seconds.
 void forEachComingName(const std::string& directory,
                        const std::function<void(const std::string&)>& make) {
   for (int second = 0; second < 20; ++second) {

@@ -1,4 +1,4 @@
-// LAS files as the writer leaves them on disk, whole or after failures.
+// The files of the LAS writer, complete and after failures.
 #include "pcbin_las/las/las_writer.h"
 
 #include <cerrno>
@@ -199,7 +199,7 @@ TEST(LasWriter, CountsInTheHeaderAtTheIntervalsOfItsBufferSize) {
   }
 }
 
-TEST(LasWriter, FreesTheDiskSpaceThatItReservedInVain) {
+TEST(LasWriter, FreesUnusedReservedDiskSpace) {
   const test::TempDir dir;
   LasWriter writer;
   ASSERT_TRUE(writer.open(headerWithOffset(), dir.path("a.las"), kFourRecords));

@@ -44,7 +44,7 @@ struct Change {
 };
 
 std::atomic<bool> recording = false;
-std::mutex mutex;  // guards what follows
+std::mutex mutex;  // guards the variables below
 std::vector<Change> changes;
 int recorded = -1;  // the descriptor
 
@@ -115,8 +115,8 @@ std::vector<Bytes> WriteRecording::states() {
 
 }  // namespace test
 
-// The linker sends the calls of read() to __wrap_read(), and those of __real_read() to the C
-// library; likewise the others (--wrap). It prescribes the names.
+// The linker option --wrap directs calls of read() to __wrap_read(), and calls of __real_read() to
+// the C library; likewise for the other functions. It prescribes the names.
 // NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" {
 
