@@ -4,6 +4,7 @@
 
 # The first source of Debian packages of this machine.
 package_mirror() {
+  # shellcheck disable=SC2016 # apt-get replaces $(SITE)
   apt-get indextargets --format '$(SITE)' 'Created-By: Packages' 'Origin: Debian' | head -n 1
 }
 
