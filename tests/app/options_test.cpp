@@ -56,6 +56,20 @@ TEST(Options, AreRefusedWithTheReason) {
       {{"--summary", "a", "--batch", "-r", "a"}, "option --summary means nothing beside -r"},
       {{"--summary", "a"}, "option --summary needs option --batch"},
       {{"--summary", "a", "--batch", "-o", "-5"}, ""},
+      {{"--gps-time", "-r", "a"}, "option --gps-time means nothing beside -r"},
+      {{"--epsg", "32632", "--repair", "a"}, "option --epsg means nothing beside --repair"},
+      {{"--epsg", "32632", "25832"}, "option --epsg: value(25832) left over"},
+      {{"--rgb16", "-b", "a"}, "option --rgb16 means nothing beside -b"},
+      {{"--source-id", "-r", "a"}, "option --source-id means nothing beside -r"},
+      {{"--source-id", "--repair", "a"}, ""},
+      {{"--picture", "a"}, "option --picture needs option --batch"},
+      {{"--picture", "a", "--repair", "a"}, "option --picture means nothing beside --repair"},
+      {{"--zoom", "1", "2", "3", "-r", "a"}, "option --zoom needs option --picture"},
+      {{"--zoom", "1", "2", "-r", "a"}, "option --zoom needs 3 values(x y width), 2 given"},
+      {{"--zoom", "1", "2", "3m", "-r", "a", "--picture", "a"},
+       "option zoom: other characters after the number(3m)"},
+      {{"--zoom", "-1", "2", "3", "-r", "a", "--picture", "a"}, ""},
+      {{"--zoom", "1", "2", "3", "--batch", "--picture", "a", "--gps-time", "--rgb16"}, ""},
   };
   for (const auto& c : cases) EXPECT_EQ(refusal(c.words), c.fault);
 }

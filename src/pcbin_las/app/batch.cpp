@@ -18,9 +18,9 @@ namespace {
 using modeling_app::ReadEnd;
 using ull = unsigned long long;
 
-/// Says so when an output would take the place of another file of the run. A summary that would is
-/// given up.
-bool hasNameClash(BatchFiles& files) {
+/// Whether an output would take the place of another file of the run; prints an error line for the
+/// first. A summary or a picture that would is given up.
+bool hasNameClash(const Conversion& wanted, BatchOutputs& outputs) {
   const auto clash = [](const char* kind, const std::string& output, const char* otherKind,
                         const std::string& other) {
     if (output.empty() || other.empty() || !ferrun::leadToSameFile(output, other)) return false;
@@ -28,13 +28,19 @@ bool hasNameClash(BatchFiles& files) {
                 output.c_str(), otherKind, other.c_str());
     return true;
   };
-  const bool lasClash = clash("las", files.lasPath, "input", files.pcbinPath) ||
-                        clash("las", files.lasPath, "input", files.pgoPath);
-  const bool summaryClash = clash("summary", files.summaryPath, "input", files.pcbinPath) ||
-                            clash("summary", files.summaryPath, "input", files.pgoPath) ||
-                            clash("summary", files.summaryPath, "las", files.lasPath);
-  if (summaryClash) files.summaryPath.clear();
-  return lasClash || summaryClash;
+  const auto clashes = [&](const char* kind, const std::string& output) {
+    return clash(kind, output, "input", wanted.pcbinPath) ||
+           clash(kind, output, "input", wanted.pgoPath);
+  };
+  const bool lasClash = clashes("las", wanted.lasPath);
+  const bool summaryClash = clashes("summary", outputs.summaryPath) ||
+                            clash("summary", outputs.summaryPath, "las", wanted.lasPath);
+  if (summaryClash) outputs.summaryPath.clear();
+  const bool pictureClash = clashes("picture", outputs.picturePath) ||
+                            clash("picture", outputs.picturePath, "las", wanted.lasPath) ||
+                            clash("picture", outputs.picturePath, "summary", outputs.summaryPath);
+  if (pictureClash) outputs.picturePath.clear();
+  return lasClash || summaryClash || pictureClash;
 }
 
 /// Draws the progress by the bytes read: the header of an unclosed recording tells no counts.
@@ -52,7 +58,7 @@ std::function<void(const ConversionResult&)> progressOf(const std::string& pcbin
 }
 
 /// Whether the machine has failed, or no point is left: no LAS file is published then.
-bool isUseless(const BatchFiles& files, const ConversionResult& result) {
+bool isUseless(const Conversion& files, const ConversionResult& result) {
   if (result.readEnd == ReadEnd::kReadError)
     TRACE_ERROR("batch", "pcbin file(%s) cannot be read to its end!", files.pcbinPath.c_str());
   else if (result.readEnd == ReadEnd::kNoMemory)
@@ -91,34 +97,32 @@ BatchStatus judge(const ConversionResult& result) {
   return complete ? kEverythingWritten : kSomethingMissing;
 }
 
-BatchStatus convert(const BatchFiles& files, ConversionResult& result, ProgressBar& bar) {
-  if (!ferrun::File::exists(files.pcbinPath)) {
-    TRACE_ERROR("main", "pcbin file(%s) not exist!", files.pcbinPath.c_str());
+BatchStatus convert(const Conversion& wanted, ConversionResult& result, ProgressBar& bar) {
+  if (!ferrun::File::exists(wanted.pcbinPath)) {
+    TRACE_ERROR("main", "pcbin file(%s) not exist!", wanted.pcbinPath.c_str());
     return kNothingWritten;
   }
-  if (files.pgoPath.empty() || !ferrun::File::exists(files.pgoPath))
-    TRACE_WARNING("main", "pgo file(%s), no pgo records!", files.pgoPath.c_str());
+  if (wanted.pgoPath.empty() || !ferrun::File::exists(wanted.pgoPath))
+    TRACE_WARNING("main", "pgo file(%s), no pgo records!", wanted.pgoPath.c_str());
 
   ferrun::StagedFile las;
-  if (!las.create(files.lasPath)) return kNothingWritten;
-  Conversion conversion;
-  conversion.pcbinPath = files.pcbinPath;
-  conversion.pgoPath = files.pgoPath;
+  if (!las.create(wanted.lasPath)) return kNothingWritten;
+  Conversion conversion = wanted;
   conversion.lasPath = las.temporaryName();
   conversion.unattended = true;
-  conversion.progress = progressOf(files.pcbinPath, bar);
+  conversion.progress = progressOf(wanted.pcbinPath, bar);
   const bool converted = convertSurvey(conversion, result);
   bar.erase();
-  if (!converted || isUseless(files, result)) return kNothingWritten;
+  if (!converted || isUseless(wanted, result)) return kNothingWritten;
   const BatchStatus status = judge(result);
   return las.publish() ? status : kNothingWritten;
 }
 
 /// The same, with an error line for what the standard library throws and for the outcome.
-BatchStatus convertOrExplain(const BatchFiles& files, ConversionResult& result, ProgressBar& bar) {
+BatchStatus convertOrExplain(const Conversion& wanted, ConversionResult& result, ProgressBar& bar) {
   BatchStatus status = kNothingWritten;
   try {
-    status = convert(files, result, bar);
+    status = convert(wanted, result, bar);
   } catch (const std::exception& error) {
     bar.erase();
     TRACE_ERROR("batch", "stopped by an error: %s!", error.what());
@@ -136,18 +140,22 @@ BatchStatus convertOrExplain(const BatchFiles& files, ConversionResult& result, 
 
 }  // namespace
 
-BatchStatus batch_convert(const BatchFiles& namedFiles, BatchSink& sink) {
+BatchStatus batch_convert(const Conversion& wanted, const BatchOutputs& namedOutputs,
+                          BatchSink& sink) {
   const auto start = std::chrono::steady_clock::now();
   ferrun::handleStopSignals();
-  BatchFiles files = namedFiles;
+  BatchOutputs outputs = namedOutputs;
   BatchOutcome outcome;
-  if (!hasNameClash(files))
-    outcome.status = convertOrExplain(files, outcome.result, sink.progressBar());
+  if (!hasNameClash(wanted, outputs))
+    outcome.status = convertOrExplain(wanted, outcome.result, sink.progressBar());
+  if (outcome.status != kNothingWritten && !outputs.picturePath.empty() &&
+      !picture::draw(wanted.lasPath, outputs.picturePath, outputs.zoom))
+    outcome.status = kSomethingMissing;
   ferrun::Tracer* const tracer = ferrun::Singleton<ferrun::Tracer>::getInstance();
   tracer->flush();
   outcome.firstError = sink.firstError();
   outcome.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  if (!files.summaryPath.empty() && !writeSummary(files, outcome))
+  if (!outputs.summaryPath.empty() && !writeSummary(wanted, outputs, outcome))
     outcome.status = std::max(outcome.status, kSomethingMissing);
   tracer->flush();
   printLastLine(outcome);

@@ -8,6 +8,7 @@
 
 /// Converts without a question: the LAS file appears whole under its name or not at all, and the
 /// last line on standard output tells the outcome in numbers. `sink` must be a sink of the tracer.
-/// Neither the LAS file nor the summary ever takes the place of an input. From now on signals that
+/// No output ever takes the place of an input or of another output. `unattended` and `progress` of
+/// `wanted` are not used. From now on signals that
 /// end the process remove what is being written.
-BatchStatus batch_convert(const BatchFiles& files, BatchSink& sink);
+BatchStatus batch_convert(const Conversion& wanted, const BatchOutputs& outputs, BatchSink& sink);

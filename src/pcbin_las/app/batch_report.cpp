@@ -27,13 +27,16 @@ ordered_json textOrNull(const std::string& text) {
 
 /// The outcome as JSON text. Bytes that are not UTF-8 become U+FFFD, numbers that are not finite
 /// null.
-std::string summaryText(const BatchFiles& files, const BatchOutcome& outcome) {
+std::string summaryText(const Conversion& conversion, const BatchOutputs& outputs,
+                        const BatchOutcome& outcome) {
   const ConversionResult& result = outcome.result;
   ordered_json summary;
   summary["status"] = static_cast<int>(outcome.status);
-  summary["input"] = files.pcbinPath;
-  summary["poses"] = textOrNull(files.pgoPath);
-  summary["output"] = files.lasPath;
+  summary["input"] = conversion.pcbinPath;
+  summary["poses"] = textOrNull(conversion.pgoPath);
+  summary["output"] = conversion.lasPath;
+  summary["picture"] = textOrNull(outputs.picturePath);
+  summary["epsg"] = conversion.epsg == 0 ? ordered_json(nullptr) : ordered_json(conversion.epsg);
   summary["read"] = result.read;
   summary["written"] = result.written;
   summary["no_pose"] = result.noPose;
@@ -75,17 +78,17 @@ bool hasSummary() {
 #endif
 }
 
-bool writeSummary([[maybe_unused]] const BatchFiles& files,
+bool writeSummary([[maybe_unused]] const Conversion& conversion, const BatchOutputs& outputs,
                   [[maybe_unused]] const BatchOutcome& outcome) {
 #ifdef PCBIN_HAS_JSON
   try {
-    if (writeWhole(files.summaryPath, summaryText(files, outcome))) return true;
+    if (writeWhole(outputs.summaryPath, summaryText(conversion, outputs, outcome))) return true;
   } catch (const std::exception&) {
     // No memory: told below.
   }
 #endif
   TRACE_ERROR("batch", "summary file(%s) not written!",
-              ferrun::StrUtil::printable(files.summaryPath).c_str());
+              ferrun::StrUtil::printable(outputs.summaryPath).c_str());
   return false;
 }
 

@@ -1,23 +1,24 @@
 // What a run with --batch tells at its end.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "pcbin_las/export/conversion.h"
+#include "pcbin_las/picture/picture.h"
 
-/// The files of a run with --batch, as they were named on the command line.
-struct BatchFiles {
-  std::string pcbinPath;
-  std::string pgoPath;  ///< empty for none
-  std::string lasPath;
-  std::string summaryPath;  ///< empty for none
+/// What a run with --batch writes besides the LAS file.
+struct BatchOutputs {
+  std::string summaryPath;            ///< empty for none
+  std::string picturePath;            ///< empty for none
+  std::optional<picture::Area> zoom;  ///< the part of the map that the picture shows
 };
 
 /// Exit statuses of a run with --batch.
 enum BatchStatus : int {
   kEverythingWritten = 0,  ///< every point of the pcbin file is in the LAS file
   kSomethingMissing = 1,   ///< the LAS file was written, without some points, or with lines of the
-                           ///< pose file left out; or the summary is missing
+                           ///< pose file left out; or summary or picture are missing
   kNothingWritten = 2,     ///< the LAS file is as it was
 };
 
@@ -34,7 +35,8 @@ bool hasSummary();
 
 /// Writes the outcome as a JSON file, whole or not at all. False, with an error line, when that is
 /// not possible.
-bool writeSummary(const BatchFiles& files, const BatchOutcome& outcome);
+bool writeSummary(const Conversion& conversion, const BatchOutputs& outputs,
+                  const BatchOutcome& outcome);
 
 /// Writes the last line of the run to standard output:
 ///

@@ -1,6 +1,10 @@
 #include "pcbin_las/app/las_repair.h"
 
+#include <algorithm>
+
+#include "pcbin_las/las/gps_time.h"
 #include "pcbin_las/las/las_writer.h"
+#include "pcbin_las/las/variable_length_records.h"
 #include "pcbin_las/platform/byte_image.h"
 #include "pcbin_las/platform/date_time.h"
 #include "pcbin_las/platform/file.h"
@@ -13,7 +17,7 @@ namespace {
 using pontra::LasHeader;
 using pontra::LasPointRecord;
 
-constexpr unsigned kWriteBufferSize = 33554432;
+constexpr std::uint32_t kMostRecordBytes = 1U << 30;  // of variable-length records
 
 /// The new file's path: "run1/map.las" becomes "run1/20240305-070809_map.las".
 std::string repairedPath(const std::string& path, const ferrun::DateTime& now) {
@@ -23,10 +27,14 @@ std::string repairedPath(const std::string& path, const ferrun::DateTime& now) {
                                  input.baseName().c_str());
 }
 
-/// Whether the header describes the one kind of file that is repaired; prints a line when not.
-bool isSupported(const LasHeader& header) {
+/// Whether the file can be repaired; prints a line when not. Leaves `file` on the first point.
+bool isSupported(ferrun::File& file, const LasHeader& header) {
+  const bool recordsFit =
+      header.pointDataOffset == sizeof(LasHeader) ||
+      (file.isRegular() && header.pointDataOffset <= kMostRecordBytes &&
+       pontra::isLas12Format3(header) && pontra::variableLengthRecordsFit(file, header));
   if (header.versionMajor != 1 || header.versionMinor != 2 ||
-      header.headerSize != sizeof(LasHeader) || header.pointDataOffset != sizeof(LasHeader)) {
+      header.headerSize != sizeof(LasHeader) || !recordsFit) {
     TRACE_ERROR("las_repair", "las file not support!");
     return false;
   }
@@ -35,6 +43,29 @@ bool isSupported(const LasHeader& header) {
     return false;
   }
   return true;
+}
+
+/// The variable-length records of a file whose records fit, byte for byte.
+std::string readRecords(ferrun::File& file, const LasHeader& header) {
+  std::string records(header.pointDataOffset - sizeof(LasHeader), '\0');
+  if (records.empty()) return records;
+  file.seek(sizeof(LasHeader));
+  const int length = file.readData(records.data(), static_cast<int>(records.size()));
+  records.resize(static_cast<std::size_t>(std::max(length, 0)));
+  return records;
+}
+
+/// The header of the copy, without counts and bounds.
+LasHeader copyHeader(const LasHeader& header, const std::string& records) {
+  LasHeader copy;
+  pontra::LasHeaderInit(&copy, pontra::kPointFormat3);
+  copy.globalEncoding = header.globalEncoding & pontra::kAdjustedGpsTimeFlag;
+  copy.numberOfVLR = records.empty() ? 0 : header.numberOfVLR;
+  copy.pointDataOffset += static_cast<std::uint32_t>(records.size());
+  copy.xOffset = header.xOffset;
+  copy.yOffset = header.yOffset;
+  copy.zOffset = header.zOffset;
+  return copy;
 }
 
 /// Warns when the copy cannot keep all of the input: positions are re-rounded to another scale
@@ -56,7 +87,8 @@ void warnOfLosses(const ferrun::File& file, const LasHeader& header, const LasHe
 }
 
 /// Copies records to the end of the file, or as many as the header announces; returns how many.
-std::uint32_t copyRecords(ferrun::File& file, const LasHeader& header, pontra::LasWriter& writer) {
+std::uint32_t copyRecords(ferrun::File& file, const LasHeader& header, pontra::LasWriter& writer,
+                          bool keepSourceIds) {
   const double xScale = header.xScaleFactor;
   const double yScale = header.yScaleFactor;
   const double zScale = header.zScaleFactor;
@@ -75,14 +107,15 @@ std::uint32_t copyRecords(ferrun::File& file, const LasHeader& header, pontra::L
                        .green = record.green,
                        .blue = record.blue,
                        .intensity = record.intensity,
-                       .gpsTime = record.gpsTime});
+                       .gpsTime = record.gpsTime,
+                       .pointSourceID = keepSourceIds ? record.pointSourceID : std::uint16_t{0}});
   }
   return announced;
 }
 
 }  // namespace
 
-void las_repair(const std::string& path) {
+void las_repair(const std::string& path, bool keepSourceIds) {
   const std::string newPath = repairedPath(path, ferrun::DateTime::getDateTime());
   ferrun::File file;
   file.open(path, ferrun::File::kRead);
@@ -91,21 +124,18 @@ void las_repair(const std::string& path) {
     TRACE_ERROR("las_repair", "read las header error!");
     return;
   }
-  if (!isSupported(header)) return;
+  if (!isSupported(file, header)) return;
 
+  const std::string records = readRecords(file, header);
+  const LasHeader newHeader = copyHeader(header, records);
   pontra::LasWriter writer;
-  LasHeader newHeader;
-  pontra::LasHeaderInit(&newHeader, pontra::kPointFormat3);
-  newHeader.xOffset = header.xOffset;
-  newHeader.yOffset = header.yOffset;
-  newHeader.zOffset = header.zOffset;
-  if (!writer.openOwn(newHeader, newPath, path, kWriteBufferSize)) {
+  if (!writer.openOwn(newHeader, newPath, path, pontra::LasWriter::kBufferSize, records)) {
     TRACE_ERROR("las_repair", "open las writer error!");
     return;
   }
   TRACE_INFO("las_repair", "repair %s with %u points.", path.c_str(), header.numberOfPointRecords);
   warnOfLosses(file, header, newHeader);
-  const std::uint32_t count = copyRecords(file, header, writer);
+  const std::uint32_t count = copyRecords(file, header, writer, keepSourceIds);
   writer.close();
   TRACE_INFO("las_repair", "repair ok => %s with %u points.", newPath.c_str(), count);
 }

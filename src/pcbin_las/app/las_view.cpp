@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "pcbin_las/las/las_records.h"
+#include "pcbin_las/las/variable_length_records.h"
 #include "pcbin_las/platform/byte_image.h"
 #include "pcbin_las/platform/file.h"
 #include "pcbin_las/platform/trace_macros.h"
@@ -69,6 +70,13 @@ bool skipRecords(ferrun::File& file, std::uint32_t count) {
   return true;
 }
 
+/// Moves to the first point: behind the variable-length records if they fill the space up to
+/// pointDataOffset, else directly behind the header.
+void passRecords(ferrun::File& file, const LasHeader& header) {
+  if (!file.isRegular() || !pontra::isLas12Format3(header)) return;
+  if (!pontra::variableLengthRecordsFit(file, header)) file.seek(sizeof(LasHeader));
+}
+
 /// Prints the records in [start, end) of a file that stands on its first record; false when it ends
 /// before.
 bool printRecords(ferrun::File& file, std::uint32_t start, std::uint32_t end) {
@@ -98,6 +106,7 @@ void las_view(const std::string& path, unsigned start, unsigned nums) {
   printHeader(header, file.getSize());
   const std::uint32_t announced = header.numberOfPointRecords;  // std::min() takes references
   const std::uint32_t end = std::min<std::uint32_t>(start + nums, announced);
+  passRecords(file, header);
   if (start < end && !printRecords(file, start, end))
     TRACE_ERROR("las_view", "read las point error!");
 }

@@ -2,8 +2,9 @@
 #include <algorithm>
 #include <cstdio>
 #include <exception>
-#include <malloc.h>
 #include <memory>
+#include <new>
+#include <optional>
 #include <string>
 #include <unistd.h>
 
@@ -11,74 +12,29 @@
 #include "pcbin_las/app/help.h"
 #include "pcbin_las/app/las_repair.h"
 #include "pcbin_las/app/las_view.h"
+#include "pcbin_las/app/option_values.h"
 #include "pcbin_las/app/options.h"
 #include "pcbin_las/app/pcbin_view.h"
 #include "pcbin_las/export/pcbin_las.h"
-#include "pcbin_las/export/pose_file.h"
+#include "pcbin_las/picture/picture.h"
 #include "pcbin_las/platform/arg_option.h"
 #include "pcbin_las/platform/console_in.h"
 #include "pcbin_las/platform/file.h"
 #include "pcbin_las/platform/number.h"
 #include "pcbin_las/platform/process_setup.h"
 #include "pcbin_las/platform/stop_signals.h"
-#include "pcbin_las/platform/str_util.h"
 #include "pcbin_las/platform/trace_macros.h"
 
 namespace {
 
 using ferrun::ArgOption;
-using ferrun::StrUtil;
 
 constexpr int kFailure = -1;
-
-/// The first value of an option, or `fallback` when there is none.
-std::string textOption(const ArgOption& options, const char* option, const std::string& fallback) {
-  return options.hasOption(option) > 0 ? options[option][0] : fallback;
-}
-
-/// Says that an option's value is no number; always false.
-bool badNumber(const char* option, const std::string& text) {
-  TRACE_ERROR("main", "option %s: bad number(%s)!", option, text.c_str());
-  return false;
-}
-
-/// Sets `number` to the first value of an option, when it has one. False, with an error line, when
-/// that is no number.
-bool intOption(const ArgOption& options, const char* option, int& number) {
-  if (options.hasOption(option) <= 0) return true;
-  const std::string text = options[option][0];
-  const auto value = ferrun::toInt(text);
-  if (!value) return badNumber(option, text);
-  number = *value;
-  return true;
-}
-
-/// Fills the settings of the option offset. Warns of too few values and of characters behind a
-/// number. False, with an error line, when a value is no number.
-bool offsetOption(const ArgOption& options) {
-  g_useOffset = false;
-  const int count = options.hasOption("offset");
-  if (count >= 0 && count <= 2)
-    TRACE_WARNING("main", "option offset ignored: it has %d of 3 values!", count);
-  if (count <= 2) return true;
-  const auto texts = options["offset"];
-  for (std::size_t axis = 0; axis < g_offset.size(); ++axis) {
-    std::size_t end = 0;
-    const auto value = ferrun::toDouble(texts[axis], &end);
-    if (!value) return badNumber("offset", texts[axis]);
-    g_offset[axis] = *value;
-    if (end < texts[axis].size())
-      TRACE_WARNING("main", "option offset: %s is taken as %.15g!",
-                    StrUtil::printable(texts[axis]).c_str(), *value);
-  }
-  g_useOffset = true;
-  return true;
-}
 
 /// Sets up the tracer from option d; false, with an error line, when its value is no number. Beside
 /// --batch, error lines always reach the sink, which is stored in `batchSink`.
 bool startTracer(const ArgOption& options, std::shared_ptr<BatchSink>& batchSink) {
-  const std::string text = textOption(options, "d", "1");
+  const std::string text = cli::textOption(options, "d", "1");
   const auto number = ferrun::toInt(text);
   const int level = number.value_or(1);
   ferrun::Tracer* const tracer = ferrun::Singleton<ferrun::Tracer>::getInstance();
@@ -92,13 +48,17 @@ bool startTracer(const ArgOption& options, std::shared_ptr<BatchSink>& batchSink
   }
   const ferrun::StopSignalsBlocked blocked;  // they are for the main thread, not for the tracer's
   tracer->start();
-  return number || badNumber("d", text);
+  return number || cli::badNumber("d", text);
 }
 
 /// Says so when an option is given whose library this build lacks.
 bool isMissing(const ArgOption& options) {
-  if (options.hasOption("summary") < 0 || hasSummary()) return false;
-  TRACE_ERROR("main", "this build has no option --summary, it was made without nlohmann-json!");
+  if (options.hasOption("summary") >= 0 && !hasSummary())
+    TRACE_ERROR("main", "this build has no option --summary, it was made without nlohmann-json!");
+  else if (options.hasOption("picture") >= 0 && !picture::isSupported())
+    TRACE_ERROR("main", "this build has no option --picture, it was made without libpng!");
+  else
+    return false;
   return true;
 }
 
@@ -112,29 +72,31 @@ bool mayOverwrite(const std::string& lasPath) {
 }
 
 int convert(const ArgOption& options, BatchSink* batchSink) {
-  const std::string pcbinPath = textOption(options, "i", "pgo.pcbin");
-  const std::string lasPath = textOption(options, "o", "map.las");
-  const std::string pgoPath = textOption(options, "f", "");
-  if (!offsetOption(options)) return kFailure;
-  if (batchSink != nullptr)
-    return batch_convert({pcbinPath, pgoPath, lasPath, textOption(options, "summary", "")},
-                         *batchSink);
+  Conversion conversion;
+  BatchOutputs outputs = {cli::textOption(options, "summary", ""),
+                          cli::textOption(options, "picture", ""), std::nullopt};
+  if (!cli::offsetOption(options) || !cli::conversionOptions(options, conversion) ||
+      !cli::zoomOption(options, outputs.zoom))
+    return kFailure;
+  if (batchSink != nullptr) return batch_convert(conversion, outputs, *batchSink);
 
-  if (!ferrun::File::exists(pcbinPath)) {
-    TRACE_ERROR("main", "pcbin file(%s) not exist!", pcbinPath.c_str());
+  if (!ferrun::File::exists(conversion.pcbinPath)) {
+    TRACE_ERROR("main", "pcbin file(%s) not exist!", conversion.pcbinPath.c_str());
     return kFailure;
   }
-  if (pgoPath.empty() || !ferrun::File::exists(pgoPath))
-    TRACE_WARNING("main", "pgo file(%s), no pgo records!", pgoPath.c_str());
-  if (ferrun::File::exists(lasPath) && !mayOverwrite(lasPath)) {
+  if (conversion.pgoPath.empty() || !ferrun::File::exists(conversion.pgoPath))
+    TRACE_WARNING("main", "pgo file(%s), no pgo records!", conversion.pgoPath.c_str());
+  if (ferrun::File::exists(conversion.lasPath) && !mayOverwrite(conversion.lasPath)) {
     TRACE_INFO("main", "quit.");
     return 0;
   }
 
-  if (pcbin_las(pcbinPath, pgoPath, lasPath))
+  ConversionResult result;
+  if (convertSurvey(conversion, result))
     TRACE_INFO("main", "pcbin to las success.");
   else
     TRACE_ERROR("main", "pcbin to las failed!");
+  if (result.wrongClock) return kFailure;
   TRACE_PROMPT("press any key to quit...");
   ferrun::ConsoleIn().waitIn();
   return 0;
@@ -145,9 +107,19 @@ template <class View>
 int view(const ArgOption& options, const char* option, View viewFile) {
   int start = 0;
   int nums = 0;
-  if (!intOption(options, "s", start) || !intOption(options, "n", nums)) return kFailure;
+  if (!cli::intOption(options, "s", start) || !cli::intOption(options, "n", nums)) return kFailure;
   viewFile(options[option][0], static_cast<unsigned>(start), static_cast<unsigned>(nums));
   return 0;
+}
+
+/// Runs the LAS viewer, and draws the file when option picture is given.
+int viewLas(const ArgOption& options) {
+  std::optional<picture::Area> zoom;
+  if (!cli::zoomOption(options, zoom)) return kFailure;
+  const int status = view(options, "r", las_view);
+  if (status != 0 || options.hasOption("picture") <= 0) return status;
+  ferrun::handleStopSignals();
+  return picture::draw(options["r"][0], options["picture"][0], zoom) ? 0 : 1;
 }
 
 /// Prints what ended the run, if there is still memory to print with.
@@ -189,15 +161,15 @@ int run(int argc, char** argv) {
     cli::printOptions();
     return 0;
   }
-  if (!intOption(options, "v", g_verbose)) return kFailure;
+  if (!cli::intOption(options, "v", g_verbose)) return kFailure;
 
   switch (cli::chosenMode(options)) {
     case cli::kViewPcbin:
       return view(options, "b", pcbin_view);
     case cli::kViewLas:
-      return view(options, "r", las_view);
+      return viewLas(options);
     case cli::kRepair:
-      las_repair(options["repair"][0]);
+      las_repair(options["repair"][0], options.hasOption("source-id") >= 0);
       return 0;
     case cli::kConvert:
       break;

@@ -6,6 +6,7 @@
 #include <functional>
 #include <string>
 
+#include "pcbin_las/export/write_las.h"
 #include "pcbin_las/storage/pcl_binary.h"
 
 /// What came of a conversion, or how far it has come.
@@ -20,6 +21,7 @@ struct ConversionResult {
   std::uint64_t pointsAnnounced = 0;
   modeling_app::ReadEnd readEnd = modeling_app::ReadEnd::kEndOfFile;  ///< the worst of all reads
   bool writeFailed = false;
+  bool wrongClock = false;  ///< refused: time stamps are no Unix time, which the options ask for
   std::array<double, 3> offset = {};  ///< x, y, z as in the LAS header, like the bounds
   std::array<double, 3> low = {};
   std::array<double, 3> high = {};
@@ -34,6 +36,9 @@ struct Conversion {
   /// Pose lines are read strictly, no line is printed for each frame, and the conversion ends at a
   /// failed write, a failed read and a lack of memory.
   bool unattended = false;
+
+  PointOptions points;     ///< `announce` is not used: it is set unless the run is unattended
+  std::uint16_t epsg = 0;  ///< code of the coordinate system, 0 for none
 
   /// Called after every few frames with the counts so far, unless empty.
   std::function<void(const ConversionResult&)> progress;

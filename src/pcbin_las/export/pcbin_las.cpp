@@ -1,13 +1,18 @@
 #include "pcbin_las/export/pcbin_las.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <optional>
+#include <utility>
 
 #include "pcbin_las/export/pose_file.h"
 #include "pcbin_las/export/write_las.h"
+#include "pcbin_las/las/gps_time.h"
 #include "pcbin_las/las/las_writer.h"
+#include "pcbin_las/las/variable_length_records.h"
 #include "pcbin_las/platform/file.h"
 #include "pcbin_las/platform/rate.h"
 #include "pcbin_las/platform/trace_macros.h"
@@ -16,7 +21,8 @@
 
 namespace {
 
-constexpr unsigned kWriteBufferSize = 33554432;
+using modeling_app::PclRGBFrames;
+
 constexpr float kProgressLinesPerSecond = 0.5F;
 
 /// Says so when the output would destroy one of the inputs.
@@ -47,24 +53,77 @@ void reportProgress(unsigned framesDone, unsigned totalFrames) {
   TRACE_INFO("pcbin_las", "las write progress: %.1f%%.", static_cast<double>(percentage));
 }
 
-/// Opens the writer for the header that the poses ask for.
+/// Opens the writer for the header that the poses and the options ask for.
 bool openWriter(pontra::LasWriter& writer, const norvo::PGOResultMsg& msg,
-                const std::string& lasPath) {
+                const Conversion& conversion) {
   pontra::LasHeader header;
   pontra::LasHeaderInit(&header, pontra::kPointFormat3);
   header.xOffset = msg.offset.x();
   header.yOffset = msg.offset.y();
   header.zOffset = msg.offset.z();
-  if (writer.open(header, lasPath, kWriteBufferSize)) return true;
+  if (conversion.points.gpsTime) header.globalEncoding = pontra::kAdjustedGpsTimeFlag;
+  std::string records;
+  if (conversion.epsg != 0) {
+    records = pontra::projectedSystemRecord(conversion.epsg);
+    header.numberOfVLR = 1;
+    header.pointDataOffset += static_cast<std::uint32_t>(records.size());
+  }
+  if (writer.open(header, conversion.lasPath, pontra::LasWriter::kBufferSize, records)) return true;
   TRACE_ERROR("pcbin_las", "open las writer error!");
   return false;
 }
 
-/// Brings the counts up to a batch of frames that was handed to the writer.
-void count(const modeling_app::PclRGBFrames& frames, const pontra::LasWriter& writer,
-           ConversionResult& result) {
+/// The first time stamp that is finite and not 0.
+std::optional<double> firstTimeStamp(const PclRGBFrames& frames) {
+  for (const auto& frame : frames) {
+    for (const norvo::PointRGBIST& point : frame->cloud->points) {
+      if (std::isfinite(point.timestamp) && point.timestamp != 0) return point.timestamp;
+    }
+  }
+  return std::nullopt;
+}
+
+void countRead(const PclRGBFrames& frames, ConversionResult& result) {
   result.framesFound += frames.size();
-  for (const auto& frame : frames) result.read += frame->cloud ? frame->cloud->points.size() : 0;
+  for (const auto& frame : frames) result.read += frame->cloud->points.size();
+}
+
+PclRGBFrames readBatch(modeling_app::PcbReader& reader, ConversionResult& result) {
+  PclRGBFrames frames = reader.readPclRGB(modeling_app::PclBinary::kBatchFrames);
+  result.readEnd = std::max(result.readEnd, reader.lastReadEnd());
+  return frames;
+}
+
+/// Reads up to the first batch of frames with a time stamp; frames without one are refused, since
+/// they have no Unix time. Sets `result.wrongClock`, with an error line, when the time stamp is no
+/// Unix time either.
+PclRGBFrames readToFirstTime(modeling_app::PcbReader& reader, ConversionResult& result) {
+  PclRGBFrames frames = readBatch(reader, result);
+  std::optional<double> time = firstTimeStamp(frames);
+  for (; !time && !frames.empty(); time = firstTimeStamp(frames = readBatch(reader, result))) {
+    countRead(frames, result);
+    result.refused = result.read;
+  }
+  result.wrongClock = time && !pontra::isUnixTime(*time);
+  if (result.wrongClock)
+    TRACE_ERROR("pcbin_las", "time stamp %.6f is no Unix time in seconds, it looks like %s!", *time,
+                std::string(pontra::likelyClock(*time)).c_str());
+  return frames;
+}
+
+/// One warning when the header's clock seems to be wrong for the time stamps.
+void warnOfClock(const Conversion& conversion, const PclRGBFrames& frames) {
+  if (!conversion.unattended || conversion.points.gpsTime) return;
+  const std::optional<double> time = firstTimeStamp(frames);
+  if (time && pontra::isUnixTime(*time))
+    TRACE_WARNING("pcbin_las",
+                  "time stamps look like Unix seconds, the LAS header says GPS week seconds: "
+                  "see option --gps-time!");
+}
+
+/// Brings the counts up to a batch of frames that was handed to the writer.
+void count(const PclRGBFrames& frames, const pontra::LasWriter& writer, ConversionResult& result) {
+  countRead(frames, result);
   result.refused = writer.refused();
   result.writeFailed = writer.failed();
   if (!result.writeFailed) result.noPose = result.read - writer.accepted() - result.refused;
@@ -77,16 +136,14 @@ bool mustEnd(const Conversion& conversion, const ConversionResult& result) {
          (result.writeFailed || result.readEnd == modeling_app::ReadEnd::kReadError);
 }
 
-void writeFrames(const Conversion& conversion, modeling_app::PcbReader& reader,
+void writeFrames(const Conversion& conversion, PclRGBFrames frames, modeling_app::PcbReader& reader,
                  const std::shared_ptr<pontra::LasWriter>& writer, const norvo::PGOResultMsg& msg,
                  ConversionResult& result) {
-  while (true) {
-    const modeling_app::PclRGBFrames frames =
-        reader.readPclRGB(modeling_app::PclBinary::kBatchFrames);
-    result.readEnd = std::max(result.readEnd, reader.lastReadEnd());
-    if (frames.empty()) break;
+  PointOptions options = conversion.points;
+  options.announce = !conversion.unattended;
+  for (; !frames.empty(); frames = readBatch(reader, result)) {
     for (const auto& frame : frames) {
-      if (write_las(writer, frame, msg, !conversion.unattended) != 0)
+      if (write_las(writer, frame, msg, options) != 0)
         TRACE_ERROR("pcbin_las", "write pcl frame error!");
     }
     count(frames, *writer, result);
@@ -94,6 +151,7 @@ void writeFrames(const Conversion& conversion, modeling_app::PcbReader& reader,
     if (!conversion.unattended)
       reportProgress(static_cast<unsigned>(result.framesFound), reader.totalFrames());
     if (mustEnd(conversion, result)) break;
+    frames.clear();  // so that the next batch finds the memory of this one
   }
 }
 
@@ -125,12 +183,17 @@ bool convertSurvey(const Conversion& conversion, ConversionResult& result) {
   if (isInput(conversion.lasPath, conversion.pcbinPath, conversion.pgoPath)) return false;
 
   const auto writer = std::make_shared<pontra::LasWriter>();
-  if (!openWriter(*writer, msg, conversion.lasPath)) return false;
+  PclRGBFrames frames;
+  if (conversion.points.gpsTime) frames = readToFirstTime(*reader, result);
+  if (result.wrongClock || !openWriter(*writer, msg, conversion)) return false;
   TRACE_INFO("pcbin_las", "las write starts, frames: %u, points: %u, pgoResult: %u",
              reader->totalFrames(), reader->totalPoints(),
              static_cast<unsigned>(msg.pgoPoses.size()));
+  writer->refuse(result.refused);
   writer->expectPoints(expectedPoints(conversion.pcbinPath, result.pointsAnnounced));
-  writeFrames(conversion, *reader, writer, msg, result);
+  if (!conversion.points.gpsTime) frames = readBatch(*reader, result);
+  warnOfClock(conversion, frames);
+  writeFrames(conversion, std::move(frames), *reader, writer, msg, result);
   writer->close();
   takeWritten(*writer, result);
   reader->close();

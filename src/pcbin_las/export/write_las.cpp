@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <span>
+#include <utility>
 
 #include "pcbin_las/export/refine_point.h"
+#include "pcbin_las/las/gps_time.h"
 #include "pcbin_las/platform/number.h"
 #include "pcbin_las/platform/trace_macros.h"
 
@@ -67,11 +69,21 @@ void refineBlock(std::span<const norvo::PointRGBIST> points, unsigned i,
   }
 }
 
+/// Drops the points whose time stamp is no Unix time; returns their number.
+std::size_t dropOtherTimes(RefinedBlock& block) {
+  const std::size_t before = std::exchange(block.count, 0);
+  for (std::size_t k = 0; k < before; ++k) {
+    if (pontra::isUnixTime(block.points[k]->timestamp))
+      block.append(*block.points[k], block.x[k], block.y[k], block.z[k]);
+  }
+  return before - block.count;
+}
+
 }  // namespace
 
 int write_las(std::shared_ptr<pontra::LasWriter> writer,
               const std::shared_ptr<modeling_app::PclRGBFrame>& frame,
-              const norvo::PGOResultMsg& msg, bool announce) {
+              const norvo::PGOResultMsg& msg, const PointOptions& options) {
   if (!frame->cloud) {
     TRACE_ERROR("write_las", "frame points is null!");
     return -1;
@@ -82,20 +94,25 @@ int write_las(std::shared_ptr<pontra::LasWriter> writer,
   for (std::size_t i = 0; i < points.size(); i += kBlock) {
     refineBlock(points.subspan(i, std::min(kBlock, points.size() - i)), static_cast<unsigned>(i),
                 msg, motion, block);
-    writer->writePoints(block.count, [&block](std::size_t k) {
+    if (options.gpsTime) writer->refuse(dropOtherTimes(block));
+    writer->writePoints(block.count, [&block, &options](std::size_t k) {
       const norvo::PointRGBIST& point = *block.points[k];
+      const auto colour = [scale = options.rgb16 ? 257 : 1](std::uint8_t value) {
+        return static_cast<std::uint16_t>(value * scale);
+      };
       return pontra::LasPoint{
           .x = block.x[k],
           .y = block.y[k],
           .z = block.z[k],
-          .red = point.r,
-          .green = point.g,
-          .blue = point.b,
+          .red = colour(point.r),
+          .green = colour(point.g),
+          .blue = colour(point.b),
           .intensity = ferrun::saturatingTruncate<std::uint16_t>(point.intensity),
-          .gpsTime = point.timestamp};
+          .gpsTime = options.gpsTime ? pontra::toAdjustedGpsTime(point.timestamp) : point.timestamp,
+          .pointSourceID = static_cast<std::uint16_t>(options.sourceId ? point.sweepid : 0)};
     });
   }
-  if (announce)
+  if (options.announce)
     TRACE_INFO("write_las", "refine pcl points(%u) ok.", static_cast<unsigned>(points.size()));
   return 0;
 }

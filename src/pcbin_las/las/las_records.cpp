@@ -33,4 +33,10 @@ bool LasHeaderInit(LasHeader* header, const PointDataFormat& format) {
   return true;
 }
 
+bool isLas12Format3(const LasHeader& header) {
+  return header.versionMajor == 1 && header.versionMinor == 2 &&
+         header.headerSize == sizeof(LasHeader) && header.pointDataFormatID == 3 &&
+         header.pointDataRecordLength == sizeof(LasPointRecord);
+}
+
 }  // namespace pontra

@@ -18,24 +18,22 @@ constexpr unsigned kLargestBuffer = 256U << 10;  // bytes
 
 constexpr std::uint64_t kReservationStep = (256U << 20) / sizeof(LasPointRecord);  // records
 
-/// Where the file ends that holds `count` records.
-constexpr std::int64_t endOf(std::uint64_t count) {
-  return static_cast<std::int64_t>(sizeof(LasHeader) + count * sizeof(LasPointRecord));
-}
-
 }  // namespace
 
-bool LasWriter::open(const LasHeader& header, const std::string& path, unsigned bufferSize) {
-  return prepare(path, bufferSize) && file_.open(path, ferrun::File::kWrite) && begin(header, path);
+bool LasWriter::open(const LasHeader& header, const std::string& path, unsigned bufferSize,
+                     std::string_view records) {
+  return openWith(header, path, bufferSize, records,
+                  [&] { return file_.open(path, ferrun::File::kWrite); });
 }
 
 bool LasWriter::openOwn(const LasHeader& header, const std::string& path, const std::string& input,
-                        unsigned bufferSize) {
-  return prepare(path, bufferSize) && file_.openOwn(path, input) && begin(header, path);
+                        unsigned bufferSize, std::string_view records) {
+  return openWith(header, path, bufferSize, records, [&] { return file_.openOwn(path, input); });
 }
 
-/// Makes the buffer. False, with an error line, when the writer is open or there is no memory.
-bool LasWriter::prepare(const std::string& path, unsigned bufferSize) {
+template <class OpenFile>
+bool LasWriter::openWith(const LasHeader& header, const std::string& path, unsigned bufferSize,
+                         std::string_view records, OpenFile openFile) {
   if (file_.isOpen()) {
     TRACE_MEMBER_ERROR("LasWriter", "open", "file(%s): the writer is open for file(%s)!",
                        path.c_str(), path_.c_str());
@@ -50,24 +48,29 @@ bool LasWriter::prepare(const std::string& path, unsigned bufferSize) {
                        path.c_str(), bufferSize);
     return false;
   }
-  return true;
-}
+  if (!openFile()) return false;
 
-/// Writes the header into the file that was opened; closes the file when that fails.
-bool LasWriter::begin(const LasHeader& header, const std::string& path) {
   path_ = path;
   header_ = header;
   scale_ = {header.xScaleFactor, header.yScaleFactor, header.zScaleFactor};
   used_ = written_ = 0;
   bufferBounds_ = writtenBounds_ = {};
-  expected_ = reserved_ = refused_ = 0;
-  failed_ = false;
-  if (!writeHeader()) {
+  expected_ = reserved_ = refused_ = lost_ = 0;
+  failed_ = headerStale_ = false;
+  dataStart_ = static_cast<std::int64_t>(sizeof(LasHeader) + records.size());
+  const auto size = static_cast<int>(records.size());
+  if (size > 0) file_.seek(sizeof(LasHeader));
+  if (file_.writeData(records.data(), size) != size || !writeHeader()) {
     file_.close();
     return false;
   }
   limit_ = capacity_;
   return true;
+}
+
+/// Where the file ends when it holds `count` records.
+std::int64_t LasWriter::endOf(std::uint64_t count) const {
+  return dataStart_ + static_cast<std::int64_t>(count * sizeof(LasPointRecord));
 }
 
 /// Divides a block's coordinates by the scale factors and widens the bounds. False, without the
@@ -99,8 +102,11 @@ bool LasWriter::toSteps(std::array<Values, 3>& coordinates) {
 
 /// The slow path of writePoint(): the buffer is full, or nothing can be appended.
 bool LasWriter::makeRoom() {
-  if (!file_.isOpen() || failed_) return false;
-  if (used_ > 0 && !writeOut()) return false;
+  if (!file_.isOpen()) return false;
+  if (failed_ || (used_ > 0 && !writeOut())) {
+    ++lost_;
+    return false;
+  }
   limit_ = std::min({capacity_, headerDue_, std::size_t{kMostRecords - written_}});
   if (limit_ > 0) return true;
   ++refused_;
@@ -122,8 +128,8 @@ void LasWriter::reserve() {
 }
 
 /// Writes the buffered records and, when one is due, a header that describes what is on disk then.
-/// After a failed write that is the whole records that reached the disk, and nothing is appended
-/// any more.
+/// After a failed write of records that is the whole records that reached the disk, and nothing is
+/// appended any more; after one of the header the header is due again. False when records are lost.
 bool LasWriter::writeOut() {
   reserve();
   const auto size = static_cast<int>(used_ * sizeof(LasPointRecord));
@@ -135,17 +141,18 @@ bool LasWriter::writeOut() {
     const auto whole = static_cast<std::size_t>(std::max(done, 0)) / sizeof(LasPointRecord);
     for (std::size_t i = 0; i < whole; ++i) writtenBounds_.widen(records_[i]);
     written_ += static_cast<std::uint32_t>(whole);
+    lost_ += used_ - whole;
     failed_ = true;
     limit_ = 0;
   }
   headerDue_ -= used_;
   used_ = 0;
   bufferBounds_ = {};
-  return (headerDue_ > 0 && !failed_) || writeHeader();
+  if (headerDue_ == 0 || failed_ || headerStale_) writeHeader();
+  return !failed_;
 }
 
-/// Brings the header on disk up to the records on disk and returns to the end of these. False when
-/// it, or a write of records before it, failed.
+/// Writes a header that describes the records on disk, and returns to the end of these.
 bool LasWriter::writeHeader() {
   const std::array<double, 3> offset = {header_.xOffset, header_.yOffset, header_.zOffset};
   std::array<double, 3> low{};
@@ -170,32 +177,29 @@ bool LasWriter::writeHeader() {
   const std::int64_t end = endOf(written_);
   if (failed_) file_.truncate(end);  // drops the part of a record that reached the disk
   file_.seek(0);
-  const int done = ferrun::writeImage(file_, header_);
-  if (done != sizeof(LasHeader)) {
-    failed_ = true;
-    limit_ = 0;
-    return false;
-  }
+  headerStale_ = ferrun::writeImage(file_, header_) != sizeof(LasHeader);
   file_.seek(end);
   headerDue_ = headerEvery_;
-  return !failed_;
+  return !headerStale_;
 }
 
 bool LasWriter::close() {
   if (!file_.isOpen()) return false;
   if (used_ > 0) writeOut();
-  if (headerDue_ < headerEvery_ && !failed_) writeHeader();
+  if (headerDue_ < headerEvery_ || headerStale_) writeHeader();
   if (reserved_ > written_) file_.truncate(endOf(written_));
   file_.close();
+  if (file_.writeError() != 0) failed_ = true;
   records_.reset();
   limit_ = 0;
-  if (refused_ > 0)
+  if (refused_ + lost_ > 0)
     TRACE_MEMBER_WARNING(
         "LasWriter", "close",
-        "file(%s): %llu points not written, not finite or too far from the offset for "
+        "file(%s): %llu points not written, %snot finite or too far from the offset for "
         "the scale factor or beyond 4294967295 records!",
-        path_.c_str(), static_cast<unsigned long long>(refused_));
-  return !failed_;
+        path_.c_str(), static_cast<unsigned long long>(refused_ + lost_),
+        lost_ > 0 ? "lost to a failed write, or " : "");
+  return !failed();
 }
 
 }  // namespace pontra

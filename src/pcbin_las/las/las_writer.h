@@ -9,6 +9,7 @@
 #include <limits>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "pcbin_las/las/las_records.h"
 #include "pcbin_las/platform/file.h"
@@ -25,6 +26,7 @@ struct LasPoint {
   std::uint16_t blue;
   std::uint16_t intensity;
   double gpsTime;  ///< seconds
+  std::uint16_t pointSourceID = 0;
 };
 
 /// Creates a LAS file and appends points to it. The header on disk is rewritten at intervals, after
@@ -44,19 +46,26 @@ class LasWriter {
   /// bytes of records, rounded down to whole records, at least one; no more are buffered. False,
   /// with an error line, when the file cannot be created or written, there is no memory for the
   /// buffer (the writer is closed then), or the writer is open (it stays open for its file).
-  bool open(const LasHeader& header, const std::string& path, unsigned bufferSize);
+  ///
+  /// `records` are the variable-length records, byte for byte; they stand between header and
+  /// points, and the header must announce them: numberOfVLR, pointDataOffset.
+  bool open(const LasHeader& header, const std::string& path, unsigned bufferSize,
+            std::string_view records = {});
 
-  /// The same, through File::openOwn(): false too when the file at `path` is not the caller's own.
+  /// Like open(), for a file that must be the caller's own: see File::openOwn() for `input`.
   bool openOwn(const LasHeader& header, const std::string& path, const std::string& input,
-               unsigned bufferSize);
+               unsigned bufferSize, std::string_view records = {});
+
+  /// Usual size to give to open(): 32 MiB.
+  static constexpr unsigned kBufferSize = 33554432;
 
   /// Announces that about `count` points will be written: disk space is reserved ahead of them, in
   /// steps of 256 MiB. Does nothing where the file system refuses; close() frees what is left over.
   void expectPoints(std::uint64_t count);
 
   /// Appends one record. Coordinates become the nearest number of scale-factor steps, each offset
-  /// left aside; the record says return 1 of 1, and 0 for classification, scan angle, user data and
-  /// point source. False when the point is not written: a coordinate is not finite or does not fit
+  /// left aside; the record says return 1 of 1, and 0 for classification, scan angle and user
+  /// data. False when the point is not written: a coordinate is not finite or does not fit
   /// into 32 bits of steps, the file holds 4294967295 records, a write has failed, or the writer is
   /// closed.
   bool writePoint(const LasPoint& point) {
@@ -98,11 +107,15 @@ class LasWriter {
   /// Points that writePoint() has taken, whether or not they are on disk yet.
   std::uint64_t accepted() const { return std::uint64_t{written_} + used_; }
 
-  /// Points that writePoint() has refused for their coordinates or for the count.
+  /// Points that writePoint() has refused for their coordinates or for the count, and those given
+  /// to refuse().
   std::uint64_t refused() const { return refused_; }
 
+  /// Counts points that the caller leaves out since the file cannot hold them.
+  void refuse(std::uint64_t count) { refused_ += count; }
+
   /// Whether a write has failed since the file was opened.
-  bool failed() const { return failed_; }
+  bool failed() const { return failed_ || headerStale_; }
 
   /// The header as it stands on disk: count and bounds of the records there.
   const LasHeader& header() const { return header_; }
@@ -154,7 +167,7 @@ class LasWriter {
     record.classification = 0;
     record.scanAngleRank = 0;
     record.userData = 0;
-    record.pointSourceID = 0;
+    record.pointSourceID = point.pointSourceID;
     record.gpsTime = point.gpsTime;
     record.red = point.red;
     record.green = point.green;
@@ -181,8 +194,10 @@ class LasWriter {
     used_ += kBlock;
     return true;
   }
-  bool prepare(const std::string& path, unsigned bufferSize);
-  bool begin(const LasHeader& header, const std::string& path);
+  template <class OpenFile>
+  bool openWith(const LasHeader& header, const std::string& path, unsigned bufferSize,
+                std::string_view records, OpenFile openFile);
+  std::int64_t endOf(std::uint64_t count) const;
   bool toSteps(std::array<Values, 3>& coordinates);
   bool makeRoom();
   void reserve();
@@ -205,7 +220,10 @@ class LasWriter {
   std::uint64_t expected_ = 0;   ///< records to reserve disk space for
   std::uint64_t reserved_ = 0;   ///< records that disk space was reserved for
   std::uint64_t refused_ = 0;
-  bool failed_ = false;  ///< a write has failed
+  std::int64_t dataStart_ = sizeof(LasHeader);  ///< where the first record stands
+  std::uint64_t lost_ = 0;    ///< points that came after a failed write, or were part of it
+  bool failed_ = false;       ///< a write of records has failed
+  bool headerStale_ = false;  ///< the last write of the header has failed; it is tried again
 };
 
 }  // namespace pontra

@@ -29,8 +29,8 @@ bool isSupported();
 /// the file ends before. The file is read once, and some blocks of it twice; memory is bounded by
 /// some 60 MB, whatever the file's size.
 ///
-/// The picture is written beside `pngPath` under a temporary name, ".NAME.PID.part", and takes its
-/// name, in the place of an existing regular file, when it is complete.
+/// The picture is written beside `pngPath` under a temporary name (StagedFile) and takes its name,
+/// in the place of an existing regular file, when it is complete.
 ///
 /// False, with an error line, and without a new file, when the input cannot be read, has another
 /// format, holds scale factors that are 0 or not finite or no point to draw, when `zoom` is no

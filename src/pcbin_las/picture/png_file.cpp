@@ -3,23 +3,14 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <fcntl.h>
-#include <filesystem>
-#include <unistd.h>
 
 #include <png.h>
 
-#include "pcbin_las/platform/file_path.h"
-#include "pcbin_las/platform/str_util.h"
+#include "pcbin_las/platform/staged_file.h"
 #include "pcbin_las/platform/trace_macros.h"
 
 namespace picture {
 namespace {
-
-bool fail(const std::string& path, const char* reason) {
-  TRACE_ERROR("picture", "picture(%s) cannot be written: %s!", path.c_str(), reason);
-  return false;
-}
 
 /// Writes the picture and closes the stream. Returns why that failed, or an empty text.
 std::string encode(const Canvas& canvas, std::FILE* stream) {
@@ -40,29 +31,13 @@ std::string encode(const Canvas& canvas, std::FILE* stream) {
 }  // namespace
 
 bool writePng(const Canvas& canvas, const std::string& path) {
-  std::error_code error;
-  const auto status = std::filesystem::status(path, error);
-  if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status))
-    return fail(path, "not a regular file");
-
-  const ferrun::FilePath parts(path);
-  const std::string part =
-      ferrun::StrUtil::format("%s/.%s.%d.part", parts.dirName().c_str(), parts.baseName().c_str(),
-                              static_cast<int>(::getpid()));
-  const int descriptor = ::open(part.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-  if (descriptor < 0) return fail(path, std::strerror(errno));
-  std::FILE* const stream = ::fdopen(descriptor, "wb");
-  std::string reason;
-  if (stream == nullptr) {
-    reason = std::strerror(errno);
-    ::close(descriptor);
-  } else {
-    reason = encode(canvas, stream);
-  }
-  if (reason.empty() && std::rename(part.c_str(), path.c_str()) != 0) reason = std::strerror(errno);
-  if (reason.empty()) return true;
-  ::unlink(part.c_str());
-  return fail(path, reason.c_str());
+  ferrun::StagedFile staged;
+  if (!staged.create(path)) return false;
+  std::FILE* const stream = std::fopen(staged.temporaryName().c_str(), "wb");
+  const std::string reason = stream == nullptr ? std::strerror(errno) : encode(canvas, stream);
+  if (reason.empty()) return staged.publish();
+  TRACE_ERROR("picture", "picture(%s) cannot be written: %s!", path.c_str(), reason.c_str());
+  return false;
 }
 
 }  // namespace picture
