@@ -17,7 +17,7 @@ using Fault = std::optional<std::string>;
 using ferrun::ArgOption;
 using ferrun::StrUtil;
 
-/// The option as it is typed: "-b", "--batch".
+/// The option with its dashes: "-b", "--batch".
 std::string typed(const std::string& name) {
   return (name.size() == 1 ? "-" : "--") + name;
 }
@@ -32,7 +32,7 @@ char lower(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
-/// The edit distance of two words; a letter in the other case counts half of another letter.
+/// Twice the edit distance of two words, where a change of case counts half.
 int distance(std::string_view a, std::string_view b) {
   std::vector<int> row(b.size() + 1);
   for (std::size_t j = 0; j <= b.size(); ++j) row[j] = 2 * static_cast<int>(j);
@@ -65,7 +65,7 @@ Fault unknownOption(const ArgOption& options) {
   return std::nullopt;
 }
 
-/// How many values an option takes.
+/// The number of values of an option.
 std::size_t valueCount(const Option& option) {
   const std::string_view words = option.values;
   return words.empty() ? 0 : 1 + static_cast<std::size_t>(std::ranges::count(words, ' '));

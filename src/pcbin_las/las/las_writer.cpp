@@ -68,7 +68,7 @@ bool LasWriter::openWith(const LasHeader& header, const std::string& path, unsig
   return true;
 }
 
-/// Where the file ends when it holds `count` records.
+/// Size of the file with `count` records.
 std::int64_t LasWriter::endOf(std::uint64_t count) const {
   return dataStart_ + static_cast<std::int64_t>(count * sizeof(LasPointRecord));
 }
@@ -117,7 +117,7 @@ void LasWriter::expectPoints(std::uint64_t count) {
   expected_ = std::min<std::uint64_t>(count, kMostRecords);
 }
 
-/// Reserves disk space when the buffered records go beyond what is reserved and more are expected.
+/// Reserves disk space when the buffered records exceed the reserved space and more are expected.
 void LasWriter::reserve() {
   if (written_ + used_ <= reserved_ || reserved_ >= expected_) return;
   const std::uint64_t next = std::min(reserved_ + kReservationStep, expected_);
@@ -127,9 +127,10 @@ void LasWriter::reserve() {
     expected_ = 0;
 }
 
-/// Writes the buffered records and, when one is due, a header that describes what is on disk then.
-/// After a failed write of records that is the whole records that reached the disk, and nothing is
-/// appended any more; after one of the header the header is due again. False when records are lost.
+/// Writes the buffered records and, when it is due, a header that describes the records on disk.
+/// After a failed write of records these are the whole records that reached the disk, and no more
+/// are appended. After a failed write of the header, it is written again later. False when records
+/// are lost.
 bool LasWriter::writeOut() {
   reserve();
   const auto size = static_cast<int>(used_ * sizeof(LasPointRecord));
@@ -152,7 +153,7 @@ bool LasWriter::writeOut() {
   return !failed_;
 }
 
-/// Writes a header that describes the records on disk, and returns to the end of these.
+/// Writes a header that describes the records on disk, then seeks to their end.
 bool LasWriter::writeHeader() {
   const std::array<double, 3> offset = {header_.xOffset, header_.yOffset, header_.zOffset};
   std::array<double, 3> low{};

@@ -33,7 +33,7 @@ int refuse(int descriptor, int reason) {
   return -1;
 }
 
-/// A descriptor of a file that is no directory, or -1 with errno set.
+/// Opens a file that is not a directory; returns the descriptor, or -1 with errno set.
 int openAny(const std::string& name, int flags) {
   const int descriptor = openFile(name, flags);
   struct stat status {};
@@ -131,7 +131,7 @@ void File::close() {
   limit_ = begin_ = end_ = 0;
 }
 
-/// Prints why an operation failed, once for each reason: a device that fails does so many times.
+/// Prints why an operation failed, once for each reason: a failing device fails repeatedly.
 void File::report(const char* function, const char* operation, int error) {
   if (std::exchange(reportedError_, error) == error) return;
   TRACE_MEMBER_ERROR("File", function, "file(%s) %s error: %s!", name_.c_str(), operation,
@@ -179,7 +179,7 @@ int File::readLine(std::string* line) {
   return static_cast<int>(std::min<std::size_t>(consumed, INT_MAX));
 }
 
-/// Replaces the buffer's contents, which are used up; false at the end of the file or on error.
+/// Refills the buffer after all of it was read; false at the end of the file or on error.
 bool File::fillBuffer() {
   begin_ = 0;
   end_ = readFromDisk(buffer_.get(), nextRead_);
@@ -187,7 +187,7 @@ bool File::fillBuffer() {
   return end_ > 0;
 }
 
-/// Reads until `size` bytes are there or the file ends or fails; returns the number of bytes read.
+/// Reads `size` bytes, fewer at the end of the file or on error; returns the number of bytes read.
 std::size_t File::readFromDisk(char* destination, std::size_t size) {
   std::size_t done = 0;
   lastReadFailed_ = false;

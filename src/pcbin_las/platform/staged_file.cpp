@@ -32,7 +32,7 @@ bool StagedFile::create(const std::string& target) {
   return true;
 }
 
-/// Follows links and looks at what stands under the name.
+/// Resolves links and checks the target.
 bool StagedFile::checkTarget(const std::string& name) {
   target_ = name;
   if (name.empty()) return fail("written", ENOENT);
@@ -50,7 +50,7 @@ bool StagedFile::checkTarget(const std::string& name) {
   const bool leadsThere =
       !exists_ || (stat(path.c_str(), &status) == 0 && status.st_dev == targetStatus_.st_dev &&
                    status.st_ino == targetStatus_.st_ino);
-  if (!leadsThere) return fail("written", ENOENT);  // a link to a file that has no name any more
+  if (!leadsThere) return fail("written", ENOENT);  // a link to a file without a name
   if (exists_ && faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0)
     return fail("written", errno);
   target_ = std::move(path);
@@ -59,8 +59,8 @@ bool StagedFile::checkTarget(const std::string& name) {
   return true;
 }
 
-/// Creates and locks the temporary file, under another name when a run that looks for leftovers was
-/// faster than the lock.
+/// Creates and locks the temporary file. If another run that removes leftovers was faster than the
+/// lock, tries another name.
 bool StagedFile::createExclusively() {
   constexpr int kMostTries = 100;
   for (int i = 0; i < kMostTries; ++i) {
@@ -90,7 +90,7 @@ bool StagedFile::createExclusively() {
   return fail("written", EEXIST);
 }
 
-/// Whether the temporary name still leads to the file that was created.
+/// Whether the temporary name still refers to the file that was created.
 bool StagedFile::holdsName() const {
   struct stat own {};
   struct stat named {};
@@ -98,8 +98,8 @@ bool StagedFile::holdsName() const {
          own.st_dev == named.st_dev && own.st_ino == named.st_ino;
 }
 
-/// Gives the temporary file the target's mode, and its owner where that is permitted. False, with
-/// errno set, when the mode cannot be had.
+/// Copies the target's mode to the temporary file, and its owner where permitted. False, with errno
+/// set, when the mode cannot be set.
 bool StagedFile::takeOverMode() const {
   struct stat own {};
   if (fstat(descriptor_, &own) != 0) return false;
@@ -137,10 +137,10 @@ void StagedFile::discard() {
   close();
 }
 
-/// Gives up the lock and the name.
+/// Releases the lock and the name.
 void StagedFile::close() {
   onStop_.keep();
-  ::close(descriptor_);  // its data are on the disk, or not wanted
+  ::close(descriptor_);  // its data are synced or discarded
   descriptor_ = -1;
   temporary_.clear();
 }

@@ -7,8 +7,8 @@
 
 namespace norvo {
 
-/// One point of a lidar frame, in the layout of PCL's point types: 16-byte aligned, the coordinates
-/// in a group of four floats.
+/// One point of a lidar frame, with the layout of PCL's point types: 16-byte aligned, the
+/// coordinates in a group of four floats.
 struct alignas(16) PointIRT {
   union {
     float data[4] = {0, 0, 0, 1};
@@ -20,7 +20,7 @@ struct alignas(16) PointIRT {
   double timestamp = 0;  ///< seconds
 };
 
-/// One coloured point, in the same layout; the colour is PCL's packed word, blue in the lowest
+/// One coloured point, with the same layout; the colour is PCL's packed word, blue in the lowest
 /// byte.
 struct alignas(16) PointRGBIST {
   union {
@@ -32,10 +32,10 @@ struct alignas(16) PointRGBIST {
   std::uint8_t b = 0;
   std::uint8_t g = 0;
   std::uint8_t r = 0;
-  std::uint8_t a = 0;         ///< carried through files, used by nobody
-  float intensity = 0;        ///< stored as an integer of 16 bits
+  std::uint8_t a = 0;         ///< stored, not used
+  float intensity = 0;        ///< stored as a 16-bit integer
   double timestamp = 0;       ///< seconds; becomes the LAS GPS time
-  std::uint32_t sweepid = 0;  ///< the sweep that the point belongs to; picks its pose
+  std::uint32_t sweepid = 0;  ///< of the sweep that the point belongs to; selects its pose
 };
 
 }  // namespace norvo
