@@ -48,7 +48,7 @@ tr , ';' < s12/pgo.csv > p && mv p s12/pgo.csv
 : > s15/survey.pcbin
 (cat s20/pgo.csv && echo 1,1) > p && mv p s20/pgo.csv
 rm s22/pgo.csv
-echo 'last night' > s12/map.las
+echo 'last night' > s12/map.las && touch s12/map.png
 touch stray 'stray file' -- -stray
 mkdir empty
 cd ..
