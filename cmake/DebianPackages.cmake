@@ -77,6 +77,8 @@ if(EXISTS ${PROJECT_SOURCE_DIR}/python/CMakeLists.txt)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "python3, python3-numpy")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA
+      ${PROJECT_SOURCE_DIR}/packaging/python3-pcbin/postinst ${PROJECT_SOURCE_DIR}/packaging/python3-pcbin/prerm)
   set(CPACK_DEBIAN_PYTHON_DESCRIPTION
 "read and write pcbin point clouds and pose files (Python)
 A module on NumPy that gives the frames of a pcbin file as structured arrays

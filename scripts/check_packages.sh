@@ -69,7 +69,8 @@ check_python_package() {
 check_purge() {
   local left
   run_quietly in_system "$system" apt-get purge -y '?name(pcbin)'
-  left=$(find "$system/usr" "$system/etc" "$system/var/lib/dpkg/info" -iname '*pcbin*' ! -path '*/lib/apt/*')
+  left=$(find "$system/usr" "$system/etc" "$system/var/lib/dpkg/info" \
+    -name 'pcbin*' -o -name 'libpcbin*' -o -name 'python3-pcbin*')
   [[ -z $left ]] || fail "left after the purge: $left"
 }
 

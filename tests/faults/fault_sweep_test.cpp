@@ -136,7 +136,7 @@ TEST(FaultSweep, OfTheWriterLosesNoFrameUntold) {
     }
     EXPECT_EQ(status.frames, accepted);
     ASSERT_EQ(whole, accepted);
-    EXPECT_EQ(file.substr(0, 68), test::pcbHeader(accepted, 100 * accepted));
+    EXPECT_EQ(file.substr(0, 68), test::pcbHeader(accepted, std::uint64_t{100} * accepted));
     PcbReader reader;
     ASSERT_TRUE(reader.open(path, 0));
     EXPECT_EQ(reader.readPclRGB(10).size(), accepted);

@@ -10,5 +10,6 @@
 /// input. At most as many records are copied as the old header announces; later ones are left out
 /// with a warning, and so is a partial record at the end. Colours, intensity, time and coordinates
 /// are kept, with `keepSourceIds` the point source ids too; the other fields of a record are not,
-/// nor is a scale factor other than 0.001. All outcomes are printed; the input is only read.
+/// nor is a scale factor other than 0.001. All outcomes are printed; the input is only read. A file
+/// of the new name is overwritten only if it is a regular file with one name.
 void las_repair(const std::string& path, bool keepSourceIds = false);

@@ -9,7 +9,6 @@
 #include <unistd.h>
 
 #include "pcbin_las/app/batch.h"
-#include "pcbin_las/app/help.h"
 #include "pcbin_las/app/las_repair.h"
 #include "pcbin_las/app/las_view.h"
 #include "pcbin_las/app/option_values.h"

@@ -57,3 +57,6 @@ void printOptions();
 void printVersion();
 
 }  // namespace cli
+
+/// Prints the usage text of -h on standard output; `program` is the name it was started by.
+void help(char* program);

@@ -105,7 +105,11 @@ bool File::openWith(const std::string& name, bool reading, OpenDescriptor openDe
   } catch (const std::bad_alloc&) {
     errno = ENOMEM;
   }
-  if (descriptor_ >= 0) return true;
+  if (descriptor_ >= 0) {
+    struct stat status {};
+    regular_ = ::fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode);
+    return true;
+  }
   const int reason = errno;
   if (!reading_)
     TRACE_MEMBER_ERROR("File", "open", "file(%s) cannot be written: %s!", name.c_str(),
@@ -278,11 +282,6 @@ bool File::skip(std::int64_t count) {
 std::int64_t File::getSize() const {
   struct stat status {};
   return isOpen() && ::fstat(descriptor_, &status) == 0 ? status.st_size : -1;
-}
-
-bool File::isRegular() const {
-  struct stat status {};
-  return isOpen() && ::fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode);
 }
 
 bool File::truncate(std::int64_t size) {

@@ -85,7 +85,7 @@ class PCBIN_API File final : public IODevice {
   std::int64_t getSize() const;
 
   /// Whether the open file is a regular file: it has a size, and seek() works.
-  bool isRegular() const;
+  bool isRegular() const { return isOpen() && regular_; }
 
   /// errno of the last read that failed, 0 when none has failed since open().
   int readError() const { return readError_; }
@@ -119,6 +119,7 @@ class PCBIN_API File final : public IODevice {
   std::string name_;
   int descriptor_ = -1;
   bool reading_ = true;
+  bool regular_ = false;
   int readError_ = 0;
   bool lastReadFailed_ = false;
   int writeError_ = 0;

@@ -19,9 +19,6 @@ class PCBIN_API StrUtil {
   /// A new string, formatted by the rules of printf.
   [[gnu::format(printf, 1, 2)]] static std::string format(const char* format, ...);
 
-  /// `text` for a message: control bytes as "\x1B", and cut after 200 bytes, with "...".
-  static std::string printable(const std::string& text);
-
   /// The bytes as pairs of hexadecimal digits with a blank between them: "FF 01 44 00".
   static std::string hexView(const char* bytes, int count);
 };

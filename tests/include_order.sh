@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# Checks that the folders of src/pcbin_las/ include only themselves and the folders below them.
+# Usage: include_order.sh SOURCE_DIR
+set -euo pipefail
+cd "$1/src/pcbin_las"
+
+declare -A below=(
+  [platform]=""
+  [las]="platform"
+  [storage]="platform"
+  [picture]="las platform"
+  [export]="storage las platform"
+  [app]="export picture storage las platform"
+)
+failures=0
+checked=0
+while IFS=: read -r file included; do
+  checked=$((checked + 1))
+  folder=${file%%/*}
+  [[ " $folder ${below[$folder]} " == *" $included "* ]] && continue
+  echo "$file includes a header of $included/"
+  failures=$((failures + 1))
+done < <(grep -roE '^#include "pcbin_las/[a-z]+' --include='*.h' --include='*.cpp' --include='*.in' . |
+  sed -E 's|^\./||; s|#include "pcbin_las/||')
+for folder in */; do
+  [[ -v below[${folder%/}] ]] || { echo "unknown folder $folder"; failures=$((failures + 1)); }
+done
+((checked > 100 && failures == 0))
