@@ -4,6 +4,8 @@
 # a line for each survey and how many there were. The exit status is 1 when one is not complete.
 #
 #   convert_all.sh [--skip-done] FOLDER [JOBS]
+#
+# make_page.py FOLDER then makes a page of their pictures, counts and statuses.
 set -u
 option=
 if [ "${1-}" = --skip-done ]; then
