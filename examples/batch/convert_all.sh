@@ -4,6 +4,8 @@
 # counts. The exit status is 1 when a survey is not complete.
 #
 #   convert_all.sh [--skip-done] FOLDER [JOBS]
+#
+# make_page.py FOLDER then makes a page of their pictures, counts and statuses.
 set -u
 option=
 if [ "${1-}" = --skip-done ]; then

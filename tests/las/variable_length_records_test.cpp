@@ -1,4 +1,4 @@
-// The variable-length record of a coordinate system, and the check of those of a file.
+// Variable-length records: the one that names a coordinate system, and the check of a file's own.
 #include "pcbin_las/las/variable_length_records.h"
 
 #include <limits>
@@ -22,7 +22,7 @@ TEST(ProjectedSystemRecord, HoldsTheGeoTiffKeysByteForByte) {
                       32));
 }
 
-/// A record whose header announces `length` bytes, followed by `content`.
+/// A record whose header announces `length` bytes, with `content` behind it.
 Bytes record(std::uint16_t length, std::size_t content) {
   Bytes bytes(54, '\0');
   bytes.replace(0, 10,
@@ -43,7 +43,7 @@ TEST(VariableLengthRecords, FitWhenTheyEndAtTheFirstPoint) {
   };
   const Case cases[] = {
       {"none", 0, 227, "", true},
-      {"a count without space for it", kMost, 227, "", true},
+      {"a count without space for records", kMost, 227, "", true},
       {"points within the header", 0, 226, "", false},
       {"one without content", 1, 281, record(0, 0), true},
       {"two", 2, 227 + 64 + 65589, record(10, 10) + record(65535, 65535), true},

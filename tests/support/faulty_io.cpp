@@ -32,11 +32,10 @@ bool admit(int descriptor, std::size_t& size, int errorAtEnd) {
   if (!isFaulty(descriptor)) return true;
   failsNext = !failsNext;
   const bool fails = faults.everyOther != 0 && failsNext;
-  const std::int64_t available =
-      faults.end - std::max<std::int64_t>(lseek(descriptor, 0, SEEK_CUR), 0);
+  const std::int64_t space = faults.end - std::max<std::int64_t>(lseek(descriptor, 0, SEEK_CUR), 0);
   errno = fails ? faults.everyOther : errorAtEnd;
-  if (fails || available <= 0) return false;
-  size = std::min({size, faults.longestTransfer, static_cast<std::size_t>(available)});
+  if (fails || space <= 0) return false;
+  size = std::min({size, faults.longestTransfer, static_cast<std::size_t>(space)});
   return true;
 }
 

@@ -6,7 +6,6 @@
 
 #include "pcbin_las/platform/file.h"
 #include "pcbin_las/platform/staged_file.h"
-#include "pcbin_las/platform/str_util.h"
 #include "pcbin_las/platform/trace_macros.h"
 #include "pcbin_las/platform/tracer.h"
 
@@ -87,8 +86,7 @@ bool writeSummary([[maybe_unused]] const Conversion& conversion, const BatchOutp
     // No memory: reported below.
   }
 #endif
-  TRACE_ERROR("batch", "summary file(%s) not written!",
-              ferrun::StrUtil::printable(outputs.summaryPath).c_str());
+  TRACE_ERROR("batch", "summary file(%s) not written!", outputs.summaryPath.c_str());
   return false;
 }
 

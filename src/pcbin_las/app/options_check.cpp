@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "pcbin_las/app/options.h"
+#include "pcbin_las/platform/escape.h"
 #include "pcbin_las/platform/number.h"
 #include "pcbin_las/platform/str_util.h"
 
@@ -58,7 +59,7 @@ Fault unknownOption(const ArgOption& options) {
     const auto nearest = std::ranges::min_element(
         allOptions(), {}, [&](const Option& known) { return distance(given.name, known.name); });
     return StrUtil::format("unknown option(%s), the nearest known one is %s",
-                           StrUtil::printable(typed(given.name)).c_str(),
+                           ferrun::escapeControls(typed(given.name)).c_str(),
                            typed(nearest->name).c_str());
   }
   return std::nullopt;
@@ -78,7 +79,7 @@ Fault wrongValueCount(const Option& option, const std::vector<std::string>& valu
                            wanted == 1 ? "" : "s", option.values, values.size());
   if (values.size() > wanted)
     return StrUtil::format("option %s: value(%s) left over", name.c_str(),
-                           StrUtil::printable(values[wanted]).c_str());
+                           ferrun::escapeControls(values[wanted]).c_str());
   return std::nullopt;
 }
 
@@ -92,7 +93,7 @@ Fault wrongNumber(const Option& option, const std::vector<std::string>& values) 
     if (isNumber && end == value.size()) continue;
     const char* const what = isNumber ? "other characters after the number" : "bad number";
     return StrUtil::format("option %s: %s(%s)", option.name, what,
-                           StrUtil::printable(value).c_str());
+                           ferrun::escapeControls(value).c_str());
   }
   return std::nullopt;
 }
@@ -154,7 +155,7 @@ std::optional<std::string> explainRejection(const ArgOption& options, int argc, 
                                             bool toPerson) {
   if (!toPerson && std::none_of(argv + 1, argv + argc, isStrictWord)) return std::nullopt;
   const std::string& word = options.rejectedWord();
-  const std::string shown = StrUtil::printable(word);
+  const std::string shown = ferrun::escapeControls(word);
   if (!word.starts_with('-') || word.find_first_of("0123456789.") == 1 || word == "-")
     return StrUtil::format("word(%s) before the first option", shown.c_str());
   const std::string name = word.substr(0, word.find('='));

@@ -92,7 +92,7 @@ void removeLeftovers(const std::string& directory, const std::string& prefix,
   }
   if (!left.empty())
     TRACE_WARNING("removeLeftovers", "directory(%s) holds temporary files that may be in use: %s",
-                  StrUtil::printable(directory).c_str(), StrUtil::printable(left).c_str());
+                  directory.c_str(), left.c_str());
 }
 
 }  // namespace ferrun

@@ -10,7 +10,6 @@
 #include "pcbin_las/platform/file_path.h"
 #include "pcbin_las/platform/part_file_names.h"
 #include "pcbin_las/platform/retried.h"
-#include "pcbin_las/platform/str_util.h"
 #include "pcbin_las/platform/trace_macros.h"
 
 namespace ferrun {
@@ -21,7 +20,7 @@ constexpr const char* kClassName = "StagedFile";
 
 bool StagedFile::fail(const char* action, int error) {
   TRACE_MEMBER_ERROR(kClassName, "create", "file(%s) cannot be %s: %s!",
-                     StrUtil::printable(target_).c_str(), action, std::strerror(error));
+                     target_.c_str(), action, std::strerror(error));
   discard();
   return false;
 }
@@ -42,7 +41,7 @@ bool StagedFile::checkTarget(const std::string& name) {
     return fail("written", EISDIR);
   if (exists_ && !S_ISREG(targetStatus_.st_mode)) {
     TRACE_MEMBER_ERROR(kClassName, "create", "file(%s) cannot be written: it is no regular file!",
-                       StrUtil::printable(name).c_str());
+                       name.c_str());
     return false;
   }
   std::string path = followLinks(name);
@@ -126,7 +125,7 @@ void StagedFile::syncDirectory() const {
       [&] { return ::open((directory_ + "/").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
   if (descriptor < 0 || retried([&] { return fsync(descriptor); }) != 0)
     TRACE_MEMBER_WARNING(kClassName, "publish", "directory(%s) cannot be forced to the disk: %s!",
-                         StrUtil::printable(directory_).c_str(), std::strerror(errno));
+                         directory_.c_str(), std::strerror(errno));
   if (descriptor >= 0) ::close(descriptor);
 }
 
@@ -134,7 +133,7 @@ void StagedFile::discard() {
   if (descriptor_ < 0) return;
   if (unlink(temporary_.c_str()) != 0 && errno != ENOENT)
     TRACE_MEMBER_WARNING(kClassName, "discard", "file(%s) cannot be removed: %s!",
-                         StrUtil::printable(temporary_).c_str(), std::strerror(errno));
+                         temporary_.c_str(), std::strerror(errno));
   close();
 }
 

@@ -19,9 +19,6 @@ class PCBIN_API StrUtil {
   /// A string formatted by the rules of printf.
   [[gnu::format(printf, 1, 2)]] static std::string format(const char* format, ...);
 
-  /// `text` for a message: control characters escaped as "\x1B"; shortened to 200 bytes and "...".
-  static std::string printable(const std::string& text);
-
   /// The bytes as pairs of hexadecimal digits separated by blanks: "FF 01 44 00".
   static std::string hexView(const char* bytes, int count);
 };
