@@ -13,7 +13,7 @@ printf '#!/bin/sh\nexec %s "$@"\n' "$*" > pcbin_las
 chmod +x pcbin_las
 export PCBIN_LAS=$directory/pcbin_las
 cp "$scripts"/*.sh "$scripts"/*.py .
-if ./pcbin_las --picture p.png --batch -i none | grep -q 'made without'; then export PCBIN_LAS_PICTURES=no; fi
+if [[ $(./pcbin_las --picture p.png --batch -i none) == *'made without libpng'* ]]; then export PCBIN_LAS_PICTURES=no; fi
 
 fail() {
   echo "FAILED: $*"

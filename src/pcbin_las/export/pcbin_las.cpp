@@ -194,6 +194,9 @@ bool convertSurvey(const Conversion& conversion, ConversionResult& result) {
   warnOfClock(conversion, frames);
   writeFrames(conversion, std::move(frames), *reader, writer, msg, result);
   writer->close();
+  if (writer->leftOut() > 0)
+    TRACE_WARNING("pcbin_las", "%llu points left out, their time stamps are no Unix time!",
+                  static_cast<unsigned long long>(writer->leftOut()));
   takeWritten(*writer, result);
   reader->close();
   return result.readEnd != modeling_app::ReadEnd::kNoMemory;
