@@ -47,12 +47,7 @@ endif()  # otherwise that of the machine
 
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_NAME pcbin-las)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_SECTION science)
-if(CMAKE_CROSSCOMPILING)
-  # dpkg-shlibdeps does not know a cross compiler's libraries; scripts/package.sh determines the versions.
-  set(CPACK_DEBIAN_PROGRAM_PACKAGE_DEPENDS "$ENV{PCBIN_PROGRAM_DEPENDS}")
-else()
-  set(CPACK_DEBIAN_PROGRAM_PACKAGE_SHLIBDEPS ON)
-endif()
+set(CPACK_DEBIAN_PROGRAM_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PROGRAM_DESCRIPTION
 "turn pcbin point clouds and poses into LAS files
 Moves the points of a pcbin file to the optimised poses of a pose-graph run

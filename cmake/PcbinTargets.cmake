@@ -8,7 +8,9 @@ target_compile_options(pcbin_compile_options INTERFACE
   -Wall -Wextra -Wconversion -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align
   -Wformat=2 -Wnull-dereference
   # g++ 12 gives false alarms for sums of strings.
-  $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict> $<$<CXX_COMPILER_ID:GNU>:-Wno-stringop-overflow>
+  $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>
+  $<$<CXX_COMPILER_ID:GNU>:-Wno-stringop-overflow>
+  $<$<CXX_COMPILER_ID:GNU>:-Wno-array-bounds>
   $<$<BOOL:${PCBIN_WARNINGS_AS_ERRORS}>:-Werror>)
 
 # Sets what users of library NAME compile and link with.

@@ -21,7 +21,7 @@ if [[ $architecture != "$machine" ]]; then
     echo "package.sh: of other machines only arm64 can be built for" >&2
     exit 1
   fi
-  install_packages g++-aarch64-linux-gnu
+  install_arm64_packages
   preset=arm64
 fi
 build=build/package/$architecture
@@ -43,25 +43,6 @@ build_flags() {
     DEB_CXXFLAGS_MAINT_STRIP="-g -O2" dpkg-buildflags --get "$1"
 }
 
-# The Debian dependencies of a program that this machine cannot run: for each library the lowest
-# version that has all symbol versions which the program needs. This machine's packages list them;
-# their names are the same for every architecture.
-cross_dependencies() {
-  local package lowest separator='' symbol_versions
-  symbol_versions=$(objdump -p "$1" | awk '/^Version References/ { on = 1 } on && /^ +0x/ { print $4 }')
-  for package in libc6 libgcc-s1 libstdc++6; do
-    lowest=$(dpkg-query --control-show "$package:$machine" symbols |
-      awk 'NR == FNR { needed[$1 "@" $1]; next } $1 in needed { print $2 }' <(echo "$symbol_versions") - |
-      sort -V | tail -n 1)
-    if [[ -n $lowest ]]; then printf '%s%s (>= %s)' "$separator" "$package" "$lowest"; fi
-    separator=', '
-  done
-}
-
-configure() {
-  run_quietly cmake --preset "$preset" -B "$build" "${generator[@]}" "$@"
-}
-
 make_packages() {
   cd "$build"
   for_architecture cpack -B ..
@@ -70,16 +51,12 @@ make_packages() {
 umask 022
 echo "Building for $architecture ..."
 rm -rf "$build"
-configure -DPCBIN_BUILD_TESTS=OFF -DPCBIN_BUILD_EXAMPLES=OFF -DCMAKE_INSTALL_PREFIX=/usr \
+run_quietly cmake --preset "$preset" -B "$build" "${generator[@]}" \
+  -DPCBIN_BUILD_TESTS=OFF -DPCBIN_BUILD_EXAMPLES=OFF -DCMAKE_INSTALL_PREFIX=/usr \
   -DCMAKE_INSTALL_LIBDIR="lib/$(dpkg-architecture --force -a "$architecture" -qDEB_HOST_MULTIARCH)" \
   -DCMAKE_CXX_FLAGS="$(build_flags CPPFLAGS) $(build_flags CXXFLAGS)" \
   -DCMAKE_EXE_LINKER_FLAGS="$(build_flags LDFLAGS)"
 run_quietly cmake --build "$build" --parallel "$(nproc)"
-if [[ $preset == arm64 ]]; then
-  PCBIN_PROGRAM_DEPENDS=$(cross_dependencies "$build/bin/pcbin_las")
-  export PCBIN_PROGRAM_DEPENDS
-  configure
-fi
 (log=$PWD/$log && run_quietly make_packages)
 rm -rf build/package/_CPack_Packages
 find build/package -maxdepth 1 -name "*_$architecture.deb" -o -maxdepth 1 -name '*_all.deb' | sort

@@ -62,7 +62,17 @@ install_packages() {
     apt-get install -y --no-install-recommends "${missing[@]}"
 }
 
-# The options that make CMake use ninja if it is installed, one per line.
+# Installs what cross-builds for 64-bit Arm: the compiler, and the libraries of that architecture that the
+# program is linked with, of which dpkg-shlibdeps reads the versions.
+install_arm64_packages() {
+  if command -v dpkg >/dev/null && [[ $(dpkg --print-architecture) != arm64 ]] &&
+    ! dpkg --print-foreign-architectures | grep -qx arm64; then
+    run_quietly as_root dpkg --add-architecture arm64
+  fi
+  install_packages g++-aarch64-linux-gnu libpng-dev:arm64 libstdc++6:arm64
+}
+
+# The options that make CMake use ninja where it is installed, one a line.
 generator_options() {
   if command -v ninja >/dev/null; then printf '%s\n' -G Ninja; fi
 }

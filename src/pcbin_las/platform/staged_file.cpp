@@ -19,8 +19,8 @@ constexpr const char* kClassName = "StagedFile";
 }  // namespace
 
 bool StagedFile::fail(const char* action, int error) {
-  TRACE_MEMBER_ERROR(kClassName, "create", "file(%s) cannot be %s: %s!",
-                     target_.c_str(), action, std::strerror(error));
+  TRACE_MEMBER_ERROR(kClassName, "create", "file(%s) cannot be %s: %s!", target_.c_str(), action,
+                     std::strerror(error));
   discard();
   return false;
 }
