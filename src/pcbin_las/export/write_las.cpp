@@ -89,28 +89,30 @@ int write_las(std::shared_ptr<pontra::LasWriter> writer,
     return -1;
   }
   const std::span<const norvo::PointRGBIST> points = frame->cloud->points;
+  const int colourScale = options.rgb16 ? 257 : 1;
+  const std::uint32_t sourceIdBits = options.sourceId ? 0xFFFF : 0;
+  const bool gpsTime = options.gpsTime;
   SweepMotion motion;
   RefinedBlock block;
   for (std::size_t i = 0; i < points.size(); i += kBlock) {
     refineBlock(points.subspan(i, std::min(kBlock, points.size() - i)), static_cast<unsigned>(i),
                 msg, motion, block);
-    if (options.gpsTime) writer->refuse(dropOtherTimes(block));
-    writer->writePoints(block.count, [&block, &options](std::size_t k) {
+    if (gpsTime) writer->refuse(dropOtherTimes(block));
+    // Copies of the options, so that writing a record cannot change them.
+    const auto pointAt = [&block, colourScale, sourceIdBits, gpsTime](std::size_t k) {
       const norvo::PointRGBIST& point = *block.points[k];
-      const auto colour = [scale = options.rgb16 ? 257 : 1](std::uint8_t value) {
-        return static_cast<std::uint16_t>(value * scale);
-      };
       return pontra::LasPoint{
           .x = block.x[k],
           .y = block.y[k],
           .z = block.z[k],
-          .red = colour(point.r),
-          .green = colour(point.g),
-          .blue = colour(point.b),
+          .red = static_cast<std::uint16_t>(point.r * colourScale),
+          .green = static_cast<std::uint16_t>(point.g * colourScale),
+          .blue = static_cast<std::uint16_t>(point.b * colourScale),
           .intensity = ferrun::saturatingTruncate<std::uint16_t>(point.intensity),
-          .gpsTime = options.gpsTime ? pontra::toAdjustedGpsTime(point.timestamp) : point.timestamp,
-          .pointSourceID = static_cast<std::uint16_t>(options.sourceId ? point.sweepid : 0)};
-    });
+          .gpsTime = gpsTime ? pontra::toAdjustedGpsTime(point.timestamp) : point.timestamp,
+          .pointSourceID = static_cast<std::uint16_t>(point.sweepid & sourceIdBits)};
+    };
+    writer->writePoints(block.count, pointAt);
   }
   if (options.announce)
     TRACE_INFO("write_las", "refine pcl points(%u) ok.", static_cast<unsigned>(points.size()));

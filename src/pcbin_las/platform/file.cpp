@@ -108,6 +108,7 @@ bool File::openWith(const std::string& name, bool reading, OpenDescriptor openDe
   if (descriptor_ >= 0) {
     struct stat status {};
     regular_ = ::fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode);
+    knownSize_ = status.st_size;
     return true;
   }
   const int reason = errno;
@@ -274,8 +275,11 @@ bool File::skip(std::int64_t count) {
     begin_ += static_cast<std::size_t>(count);
     return true;
   }
-  if (!reading_ || count < 0 || !isRegular() || count > getSize() - pos()) return false;
-  seek(pos() + count);
+  if (!reading_ || count < 0 || !isRegular()) return false;
+  const std::int64_t position = pos();
+  if (count > knownSize_ - position) knownSize_ = getSize();
+  if (count > knownSize_ - position) return false;
+  seek(position + count);
   return true;
 }
 

@@ -121,6 +121,7 @@ class PCBIN_API File final : public IODevice {
   int descriptor_ = -1;
   bool reading_ = true;
   bool regular_ = false;
+  std::int64_t knownSize_ = 0;  ///< of a regular file when it was last asked for
   int readError_ = 0;
   bool lastReadFailed_ = false;
   int writeError_ = 0;
