@@ -242,6 +242,11 @@ check_recorder() {
     fail "read_pcbin does not read what write_pcbin wrote: $read"
   "$prefix/bin/pcbin_las" -b "$build/survey.pcbin" -n 1 | grep -q 'points\[0\]' ||
     fail "the program does not read the file of write_pcbin"
+  if [[ -x $build/pcbin_to_pcd ]]; then
+    run_quietly "$build/pcbin_to_pcd" "$build/survey.pcbin" "$build/frame.pcd"
+    [[ $(head -n 11 "$build/frame.pcd") == *"FIELDS x y z rgba intensity timestamp sweepid"*"POINTS 2000"* ]] ||
+      fail "pcbin_to_pcd does not save the frame"
+  fi
 }
 
 echo "Building and installing ..."
