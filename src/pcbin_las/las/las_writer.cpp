@@ -58,9 +58,7 @@ bool LasWriter::openWith(const LasHeader& header, const std::string& path, unsig
   expected_ = reserved_ = refused_ = leftOut_ = lost_ = 0;
   failed_ = headerStale_ = false;
   dataStart_ = static_cast<std::int64_t>(sizeof(LasHeader) + records.size());
-  const auto size = static_cast<int>(records.size());
-  if (size > 0) file_.seek(sizeof(LasHeader));
-  if (file_.writeData(records.data(), size) != size || !writeHeader()) {
+  if (!writeRecords(records) || !writeHeader()) {
     file_.close();
     return false;
   }
@@ -71,6 +69,14 @@ bool LasWriter::openWith(const LasHeader& header, const std::string& path, unsig
 /// Size of the file with `count` records.
 std::int64_t LasWriter::endOf(std::uint64_t count) const {
   return dataStart_ + static_cast<std::int64_t>(count * sizeof(LasPointRecord));
+}
+
+/// Writes the variable-length records, which follow the header.
+bool LasWriter::writeRecords(std::string_view records) {
+  if (records.empty()) return true;
+  const auto size = static_cast<int>(records.size());
+  file_.seek(sizeof(LasHeader));
+  return file_.writeData(records.data(), size) == size;
 }
 
 /// Divides a block's coordinates by the scale factors and widens the bounds. False, without the

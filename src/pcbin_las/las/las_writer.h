@@ -201,6 +201,7 @@ class LasWriter {
   template <class OpenFile>
   bool openWith(const LasHeader& header, const std::string& path, unsigned bufferSize,
                 std::string_view records, OpenFile openFile);
+  bool writeRecords(std::string_view records);
   std::int64_t endOf(std::uint64_t count) const;
   bool toSteps(std::array<Values, 3>& coordinates);
   bool makeRoom();
