@@ -71,6 +71,14 @@ TEST(LasRepair, ChangesNoCoordinate) {
   expectRepair(las, 2002);
 }
 
+TEST(LasRepair, WarnsThatPositionsAreRoundedToAnotherScaleFactor) {
+  Bytes las = test::lasFile(3);
+  test::patch(las, 131, 0.0125);
+  EXPECT_THAT(repair(las).lines[1],
+              testing::HasSubstr("scale factors [0.0125, 0.001, 0.001] become [0.001, 0.001, 0.001]"
+                                 ", positions are re-rounded!"));
+}
+
 TEST(LasHeader, RepairChecksTheFormatFieldsAndViewerReadsAnyHeader) {
   for (std::size_t offset = 0; offset < 227; ++offset) {
     Bytes las = test::lasFile(3);

@@ -203,4 +203,11 @@ TEST_F(PoseFile, ReadStrictlyCountsEveryDamagedLine) {
   }
 }
 
+TEST_F(PoseFile, WarnsBeforeALargeSweepIdTakesMuchMemory) {
+  EXPECT_EQ(load(withField(1, "4194304")).pgoPoses.size(), 4194305U);
+  EXPECT_THAT(captured_.lines(),
+              ElementsAre("<W>TIME [pcbin_las,L#] pgo file(" + dir_.path("pgo.csv") +
+                          ") line 1: sweep id 4194304 needs 640 MiB of memory!"));
+}
+
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 
+#include "pcbin_las/app/batch.h"
 #include "pcbin_las/app/las_repair.h"
 #include "pcbin_las/export/pcbin_las.h"
 #include "pcbin_las/las/las_writer.h"
@@ -82,6 +83,32 @@ TEST(Crash, LeavesTheWholeFramesOfAPcbinFileReadable) {
     most = std::max<std::size_t>(most, reader.totalFrames());
   }
   EXPECT_EQ(most, 4U);
+}
+
+TEST(Crash, ABatchRunPublishesOnlyAWholeSyncedFile) {
+  const test::TempDir dir;
+  Conversion conversion;
+  conversion.pcbinPath = dir.write("a", test::rgbFile(3, 5));
+  conversion.lasPath = dir.path("a.las");
+  BatchSink sink(4);
+  const auto run = [&](const std::vector<test::Fault>& faults, bool& happened) {
+    dir.write("a.las", "before");
+    const test::FaultInjection injection(faults);
+    const BatchStatus status = batch_convert(conversion, {}, sink);
+    happened = test::FaultInjection::happened();
+    return status;
+  };
+  for (const test::Call call : test::kEveryCall) {
+    if (call == test::Call::kAllocate) continue;
+    bool happened = true;
+    for (unsigned number = 1; happened; ++number) {
+      const BatchStatus status = run({{call, number, false}}, happened);
+      const Bytes las = test::readFile(conversion.lasPath);
+      ASSERT_EQ(las == "before", status == kNothingWritten) << static_cast<int>(call) << number;
+      ASSERT_TRUE(las == "before" || las.size() == 227U + 34 * 15);
+      ASSERT_TRUE(call != test::Call::kSync || number > 1 || las == "before");
+    }
+  }
 }
 
 }  // namespace

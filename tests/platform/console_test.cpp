@@ -1,4 +1,5 @@
 #include <iostream>
+#include <sstream>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
@@ -31,6 +32,17 @@ TEST(ConsoleIn, ShowsTheQuestionBeforeItWaits) {
   std::cin.rdbuf(keyboard);
   EXPECT_THAT(test::normalizedLines(terminal->seen),
               testing::ElementsAre("<I>TIME [main] 7% done", "<C>\033[33m\033[1mfile a?\033[0m"));
+}
+
+TEST(ConsoleIn, KeepsTheBeginningOfALongLineAndRefusesAnEndlessOne) {
+  std::istringstream typed(std::string(5000, 'y') + "\nY\n" + std::string(3 << 20, 'y'));
+  std::streambuf* const keyboard = std::cin.rdbuf(typed.rdbuf());
+  ferrun::ConsoleIn console;
+  for (const std::string& word : {std::string(4096, 'y'), std::string("Y"), std::string()}) {
+    console.waitIn();
+    EXPECT_EQ(console.as<std::string>(), word);
+  }
+  std::cin.rdbuf(keyboard);
 }
 
 TEST(Console, SecuresStandardStreamsAndSurvivesClosedPipes) {
