@@ -1,14 +1,14 @@
 #!/bin/sh
-# Compares whole runs of the tool with programs that only read and write the same number of bytes, and
-# checks the ratios against their bounds. Runs alternate, and the median ratio is shown: it varies much
-# less on a shared machine than the times.
+# Compares whole runs of the tool with programs that only read and write the same number of bytes, and checks
+# the ratios against their bounds. Runs alternate, and the median ratio is shown: it varies much less than the
+# times on a shared machine.
 #
 #   compare.sh BUILD_DIR [WORK_DIR [PAIRS [large]]]
 #
-# BUILD_DIR must be built with -DPCBIN_BUILD_BENCH=ON. WORK_DIR (default: BUILD_DIR/bench-data) needs
-# 2 GB, and 8 GB more with "large", which adds a survey of 100 million points. The surveys are kept
-# for the next run. Waits up to QUIET_SECONDS (default 300) for a load below 1, and says when the
-# machine was not quiet. The exit status is 1 when a bound is missed.
+# BUILD_DIR must be built with -DPCBIN_BUILD_BENCH=ON. WORK_DIR (default: BUILD_DIR/bench-data) needs 2 GB,
+# and 8 GB more with "large", which adds a survey of 100 million points. The surveys are kept for the next
+# run. Waits up to QUIET_SECONDS (default 300) for a load below 1, and reports when the machine was not quiet.
+# The exit status is 1 when a bound is missed.
 set -eu
 
 if [ $# -lt 1 ]; then

@@ -42,7 +42,7 @@ void refinePoints(benchmark::State& state) {
 }
 BENCHMARK(refinePoints)->ArgName("run")->Arg(bench::kFramePoints)->Arg(100)->Arg(1);
 
-/// Frames in batches of ten as in a conversion: their points come from beyond the fast caches.
+/// Frames in batches of ten, as in a conversion, so that their points are not in the fast caches.
 void writeFrameAsLas(benchmark::State& state) {
   const norvo::PGOResultMsg poses = somePoses();
   std::array<std::shared_ptr<modeling_app::PclRGBFrame>, 10> frames;

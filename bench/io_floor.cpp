@@ -1,7 +1,7 @@
 // The lower bound for a conversion or a repair: reads a file in pieces of 4 MiB and writes, for
 // every IN_SIZE bytes read, OUT_SIZE of them through one buffer of 32 MiB. Without OUTPUT it only
-// reads. With --slices it does as the tool does: pieces and a buffer of 256 KiB, and disk space
-// reserved ahead in steps of 256 MiB.
+// reads. With --slices it works like the tool: it reads and writes 256 KiB at a time and reserves
+// disk space ahead in steps of 256 MiB.
 //
 //   io_floor [--slices] INPUT [OUTPUT [IN_SIZE OUT_SIZE]]
 #include <algorithm>
@@ -30,7 +30,7 @@ std::size_t readPiece(int descriptor, char* piece, std::size_t size) {
 }
 
 /// Reserves disk space up to `expected` bytes, step by step, when the file is to grow to
-/// `position`. A refusal is no error.
+/// `position`. Ignores failures.
 void reserve(int descriptor, off_t position, off_t expected) {
   static off_t reserved = 0;
   if (position <= reserved || reserved >= expected) return;

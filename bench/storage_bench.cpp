@@ -62,7 +62,7 @@ void waitUntilWritten(const ferrun::AsyncTaskQueue& queue) {
 }
 
 /// The duration of a writePcl() call: while the worker is busy with earlier frames, or while it
-/// sleeps because frames are put slowly.
+/// sleeps because frames are queued slowly.
 void writePclCall(benchmark::State& state) {
   const auto cloud = bench::sweepCloud(0, static_cast<unsigned>(state.range(0)));
   const bool slowly = state.range(1) != 0;

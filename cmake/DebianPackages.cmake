@@ -1,7 +1,7 @@
-# The Debian packages that cpack makes of the installed components; scripts/package.sh runs it.
+# The Debian packages that cpack makes from the installed components; scripts/package.sh runs it.
 
-# Each package has its licence and its changelog, which is the section of this version in CHANGELOG.md.
-# The time is SOURCE_DATE_EPOCH, where that is set.
+# Adds the licence and the changelog to a package. The changelog is the section of this version in
+# CHANGELOG.md; its date is SOURCE_DATE_EPOCH if set.
 set(CPACK_PACKAGE_CONTACT "pcbin_las developers <developers@pcbin-las.invalid>")
 file(READ CHANGELOG.md changes)
 string(REGEX REPLACE ".*\n## ${PROJECT_VERSION}\n+" "\n" changes "${changes}")

@@ -1,4 +1,4 @@
-# Sets VARIABLE to the value that EIGEN_MAX_ALIGN_BYTES has under the compiler flags in force here.
+# Sets VARIABLE to the value of EIGEN_MAX_ALIGN_BYTES with the current compiler flags.
 function(pcbin_find_eigen_alignment VARIABLE)
   set(source ${PROJECT_BINARY_DIR}/eigen_alignment/value.cpp)
   file(WRITE ${source} [[

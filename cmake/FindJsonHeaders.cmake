@@ -1,5 +1,6 @@
-# Finds the headers of nlohmann-json and offers them as JsonHeaders::JsonHeaders. They stand beside the C
-# library's headers of the build machine, which a cross compiler must not see: a link leads to them alone.
+# Finds the headers of nlohmann-json and provides the target JsonHeaders::JsonHeaders. Their directory also
+# contains the C library's headers of the build machine, which a cross compiler must not use. The target
+# therefore uses a directory with a link to them only.
 find_path(JsonHeaders_INCLUDE_DIR nlohmann/json.hpp)
 mark_as_advanced(JsonHeaders_INCLUDE_DIR)
 

@@ -1,4 +1,4 @@
-# Finds the headers of the Point Cloud Library and of Eigen and offers them as PclHeaders::PclHeaders.
+# Finds the headers of the Point Cloud Library and of Eigen and provides the target PclHeaders::PclHeaders.
 # Only pcl::PointCloud, a header template, is used. PCL's own CMake package would also search for every
 # library that PCL can be linked with.
 set(_pcl_suffixes pcl-1.16 pcl-1.15 pcl-1.14 pcl-1.13 pcl-1.12 pcl-1.11 pcl)

@@ -1,4 +1,4 @@
-# How every target of the project is compiled.
+# The compile options of all targets, and functions that define targets.
 
 # -ffp-contract=off: without fused multiply-adds, Arm and x86 compute the same bits.
 add_library(pcbin_compile_options INTERFACE)
@@ -7,10 +7,13 @@ target_compile_options(pcbin_compile_options INTERFACE
   -ffp-contract=off -fno-math-errno
   -Wall -Wextra -Wconversion -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align
   -Wformat=2 -Wnull-dereference
-  $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>  # g++ 12 gives false alarms for sums of strings
+  # g++ 12 gives false alarms for sums of strings.
+  $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>
+  $<$<CXX_COMPILER_ID:GNU>:-Wno-stringop-overflow>
+  $<$<CXX_COMPILER_ID:GNU>:-Wno-array-bounds>
   $<$<BOOL:${PCBIN_WARNINGS_AS_ERRORS}>:-Werror>)
 
-# What a user of library NAME compiles and links with.
+# Sets what users of library NAME compile and link with.
 function(pcbin_set_usage NAME)
   target_include_directories(${NAME} INTERFACE
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/src>
@@ -30,9 +33,9 @@ function(pcbin_add_library NAME)
   pcbin_set_usage(${NAME} ${ARG_LINKS})
 endfunction()
 
-# Such a library that callers may link, as pcbin_las::SHORT_NAME, and whose HEADERS are installed.
-# With BUILD_SHARED_LIBS callers get a shared library of the same objects; the programs of this
-# project link the static one in any case.
+# A static library for callers, with the alias pcbin_las::SHORT_NAME and installed HEADERS. With
+# BUILD_SHARED_LIBS callers get a shared library of the same objects; the programs of this project always link
+# the static one.
 # Usage: pcbin_add_public_library(NAME SHORT_NAME SOURCES ... HEADERS ... LINKS ...)
 function(pcbin_add_public_library NAME SHORT_NAME)
   cmake_parse_arguments(ARG "" "" "SOURCES;HEADERS;LINKS" ${ARGN})

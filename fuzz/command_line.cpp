@@ -1,4 +1,4 @@
-// A command line, one word a line, and the numbers in it.
+// Fuzzes the parser of command lines, one word per line, and the conversion of numbers.
 #include <cmath>
 #include <optional>
 
@@ -9,7 +9,7 @@
 
 namespace {
 
-/// What the standard library's conversion gives, or nothing when it throws.
+/// The result of the standard library's conversion, or nothing when it throws.
 template <class Convert>
 auto standard(Convert convert, const std::string& value)
     -> std::optional<decltype(convert(value))> {

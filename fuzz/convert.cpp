@@ -1,5 +1,5 @@
-// A pcbin file and a pose file through the conversion. The first two bytes are the size of the pose
-// file, which follows; the rest is the pcbin file.
+// Fuzzes the conversion with a pcbin file and a pose file. The first two bytes are the size of the
+// pose file, which follows; the rest is the pcbin file.
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -11,8 +11,8 @@ namespace {
 
 using test::at;
 
-/// Requires that a LAS file holds what its header announces, and that its bounds are those of the
-/// records.
+/// Requires that a LAS file contains the records that its header announces, with the bounds in the
+/// header.
 void checkLas(const std::string& las) {
   fuzz::require(las.size() >= 227);
   const std::size_t count = at<std::uint32_t>(las, 107);

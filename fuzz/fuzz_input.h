@@ -1,4 +1,4 @@
-// What the fuzz targets share.
+// Shared by the fuzz targets.
 #pragma once
 
 #include <cstddef>
@@ -19,7 +19,7 @@ inline std::string text(const std::uint8_t* data, std::size_t size) {
   return {reinterpret_cast<const char*>(data), size};
 }
 
-/// Has every line formatted and then thrown away; call it before anything that prints.
+/// Starts the tracer with a sink that discards all lines; call it before anything that prints.
 inline void discardLines() {
   class DiscardingSink : public ferrun::TracerSink {
     void write(const char* lines, std::size_t size) override { (void)lines, (void)size; }
@@ -33,19 +33,19 @@ inline void discardLines() {
   (void)started;
 }
 
-/// The directory of inputFile() and of what the program writes beside it.
+/// The directory of inputFile() and of the program's outputs.
 inline const test::TempDir& directory() {
   static const test::TempDir instance;
   return instance;
 }
 
-/// The path of a file with these contents, the same at every call.
+/// Writes a file with these contents and returns its path, which is the same for every call.
 inline std::string inputFile(const std::string& contents) {
   return directory().write("input", contents);
 }
 
-/// Whether a line may name a sweep whose poses would fill the memory: their lists are as long as
-/// the largest id, by design. Ids beyond the limit are refused before, and may come.
+/// Whether a line may name a sweep id that needs much memory: the lists of poses are as long as the
+/// largest id. Ids beyond the limit are rejected early and are allowed here.
 inline bool namesDistantSweep(const std::string& file) {
   std::istringstream lines(file);
   for (std::string line; std::getline(lines, line);) {
@@ -55,7 +55,7 @@ inline bool namesDistantSweep(const std::string& file) {
   return false;
 }
 
-/// Ends the run as a crash when something does not hold that must hold for every input.
+/// Crashes when a condition is false that must be true for every input.
 inline void require(bool condition) {
   if (!condition) std::abort();
 }

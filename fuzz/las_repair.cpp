@@ -1,4 +1,4 @@
-// A LAS file through the repair.
+// Fuzzes the repair with a LAS file.
 #include "pcbin_las/app/las_repair.h"
 
 #include <filesystem>

@@ -1,5 +1,5 @@
-// A LAS file through the viewer. The first 9 bytes are the verbose level and the range of records,
-// the rest is the file.
+// Fuzzes the viewer with a LAS file. The first 9 bytes are the verbose level and the range of
+// records, the rest is the file.
 #include "pcbin_las/app/las_view.h"
 
 #include <cstring>

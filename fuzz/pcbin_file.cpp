@@ -1,5 +1,5 @@
-// A pcbin file through one of the frame readers or the viewer. The first byte chooses which, the
-// next 8 bytes are the viewer's range, the rest is the file.
+// Fuzzes one of the frame readers or the viewer with a pcbin file. The first byte selects which,
+// the next 8 bytes are the viewer's range, the rest is the file.
 #include <cstring>
 
 #include "fuzz_input.h"
@@ -8,7 +8,7 @@
 
 namespace {
 
-/// Reads to the end, past damage too; returns the size of the records of all points read.
+/// Reads to the end, also after damage; returns the size of the records of all points read.
 template <class Read>
 std::size_t readAll(const std::string& path, std::size_t recordSize, Read read) {
   modeling_app::PcbReader reader;

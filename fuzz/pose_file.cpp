@@ -1,4 +1,4 @@
-// A pose file.
+// Fuzzes the reading of pose files.
 #include "pcbin_las/export/pose_file.h"
 
 #include "fuzz_input.h"

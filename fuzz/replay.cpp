@@ -1,4 +1,4 @@
-// Stands in for the fuzzer: feeds every file of the given directories to a fuzz target.
+// Replaces the fuzzer: runs a fuzz target with every file of the given directories.
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>

@@ -1,8 +1,10 @@
-// Frames through the pcbin writer and back through the reader. The first byte chooses the kind of
-// frames, then each frame is a byte with the number of its points and their records.
+// Writes frames with the pcbin writer, reads them back and compares them. The first byte selects
+// the kind of frames, then each frame is a byte with the number of its points and their records.
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstring>
+#include <type_traits>
 #include <vector>
 
 #include "fuzz_input.h"
@@ -50,7 +52,8 @@ Point takePoint(Input& input) {
 
 template <class Number>
 bool sameBits(Number a, Number b) {
-  return std::memcmp(&a, &b, sizeof(Number)) == 0;
+  using Bits = std::conditional_t<sizeof(Number) == 8, std::uint64_t, std::uint32_t>;
+  return std::bit_cast<Bits>(a) == std::bit_cast<Bits>(b);
 }
 
 template <class Point>
@@ -91,7 +94,7 @@ void checkFrames(const Frames& frames, const Clouds& clouds) {
   }
 }
 
-/// Writes each cloud as the frame that `toFrame` makes of it, and compares what `read` gives.
+/// Writes each cloud as the frame made by `toFrame`, and compares it with the result of `read`.
 template <class Clouds, class ToFrame, class Read>
 void roundTrip(const Clouds& clouds, ToFrame toFrame, Read read) {
   const std::string path = fuzz::directory().path("frames");

@@ -10,9 +10,9 @@
                           "intensity": 0, "timestamp": t, "sweepid": 7})
 
 A pcbin file holds lidar frames, coloured frames, or both. Their points are structured arrays of the
-dtypes LIDAR_POINT and RGB_POINT. Arrays that were read are views of the mapped file: they cost no memory
-of their own, cannot be written to, and keep the mapping alive. A mapped file must not be truncated or
-overwritten: the operating system ends a process that touches mapped bytes that are gone.
+dtypes LIDAR_POINT and RGB_POINT. Arrays that were read are views of the mapped file: they take no memory
+of their own, are read-only, and keep the mapping alive. A mapped file must not be truncated or
+overwritten: the operating system kills a process that accesses mapped bytes beyond the new end.
 
 Damage in a file raises PcbinError, which names the file and the place. System errors raise OSError.
 """
@@ -46,7 +46,7 @@ LIDAR_POINT = np.dtype([("x", "<f4"), ("y", "<f4"), ("z", "<f4"), ("intensity", 
                         ("timestamp", "<f8")])
 
 #: A point of a coloured frame, 40 bytes: x, y, z in the map in metres, colours and a (alpha) from 0 to
-#: 255, timestamp in seconds; sweepid picks the pose in the pose file.
+#: 255, timestamp in seconds; sweepid selects the pose in the pose file.
 RGB_POINT = np.dtype([("x", "<f4"), ("y", "<f4"), ("z", "<f4"), ("r", "<f4"), ("g", "<f4"),
                       ("b", "<f4"), ("intensity", "<u2"), ("a", "<u2"), ("timestamp", "<f8"),
                       ("sweepid", "<u4")])
@@ -58,7 +58,7 @@ _LARGEST_BLOCK = {LIDAR_FORMAT: 4294967295, RGB_FORMAT: 4294963200}  # bytes of 
 
 
 class PcbinError(ValueError):
-    """A file, or the data for one, breaks the format.
+    """A file, or the data for one, does not conform to the format.
 
     Attributes: path, message, and the place as far as it applies, else None: frame (counted from 0) and
     offset (in bytes, of the frame header) in a pcbin file, line (from 1) and column (from 0) in a pose file.
@@ -79,7 +79,7 @@ class Frame(NamedTuple):
     """One frame of a pcbin file. Its arrays are read-only views of the mapped file."""
 
     format: int              #: LIDAR_FORMAT or RGB_FORMAT
-    index: int               #: running number that the writer gave, from 0
+    index: int               #: running number assigned by the writer, from 0
     timestamp: float         #: seconds; of a coloured frame, when it was written, since the Unix epoch
     rotation: np.ndarray     #: f4 (4,): quaternion w, x, y, z from frame to map; coloured frame: zero
     translation: np.ndarray  #: f4 (3,): metres in the map; coloured frame: zero
@@ -104,9 +104,9 @@ class Frame(NamedTuple):
 class Reader:
     """A mapped pcbin file: iterable, and a sequence of frames (reader[i], reader[-1], len(reader)).
 
-    The file has no index. Iterating or reader[i] finds the frames up to the one asked for; len() and
-    negative numbers find all. Damage raises PcbinError when it is reached: the frames before it are
-    delivered. A file that ends within a frame is damaged, whatever counts its header announces.
+    The file has no index. Iterating and reader[i] read the frame headers up to the requested frame;
+    len() and negative indices read all. Damage raises PcbinError when it is reached, after the frames before
+    it. A file that ends within a frame is damaged. The counts in the header are not used.
 
     Attributes: path; header, a HEADER record, read-only.
     """
@@ -131,7 +131,7 @@ class Reader:
         self.close()
 
     def close(self):
-        """Lets the mapping go. Frames that were read stay valid; the last of them frees the file."""
+        """Releases the reader's mapping. Frames that were read stay valid and keep theirs."""
         self._map = self.header = None
 
     def __iter__(self):
@@ -155,7 +155,7 @@ class Reader:
         return self._frame(number)
 
     def _find(self, number):
-        """Adds to _starts until frame `number` is there; False when the file ends before it."""
+        """Extends _starts up to frame `number`; False when the file ends before it."""
         if self._map is None:
             raise ValueError(f"{self.path!r}: reader is closed")
         while len(self._starts) <= number + 1:
@@ -196,15 +196,16 @@ class Reader:
 class Writer:
     """Creates a pcbin file, or empties an existing one, and appends frames to it. A context manager.
 
-    The header announces 0 frames until close(). Each frame is handed to the operating system before a
+    The header announces 0 frames until close(). Each frame is passed to the operating system before a
     write method returns, so the frames of a killed program can be read. A frame that could not be written
-    (OSError, PcbinError) leaves no bytes behind, and the writer can go on. One thread at a time.
+    (OSError, PcbinError) leaves no bytes in the file, and the writer can be used further. Use it from one
+    thread at a time.
 
     `points` is, in every method, a structured array or a mapping of field names to arrays (n,) and
-    scalars, which hold for all points. All fields of the record must be there, except a, which then is 0;
+    scalars, which apply to all points. All fields of the record are required except a, which is then 0;
     others are ignored. Numbers of other types are converted. A colour, an a or a sweepid out of range
-    raises PcbinError. Of a coloured point's intensity, the integer part is limited to 32 bits and its low
-    16 bits are stored; a negative one and NaN become 0.
+    raises PcbinError. The integer part of a coloured point's intensity is limited to 32 bits, and its
+    low 16 bits are stored; negative values and NaN become 0.
 
     Attributes: path; frames and points, the counts so far.
     """
@@ -266,7 +267,7 @@ class Writer:
         self.points += len(records)
 
     def _append(self, *arrays):
-        """Writes at the end of the file; what a failure leaves is cut off again."""
+        """Writes at the end of the file; after a failure, truncates the file to its former size."""
         try:
             for array in arrays:
                 self._write_all(array)
@@ -320,7 +321,7 @@ def _encode(points, record):
 
 
 def _whole(name, column, integer):
-    """The integer parts as a type of unsigned integers, which has to hold them."""
+    """The integer parts as a type of unsigned integers; they must be in its range."""
     if column.dtype != integer and column.size > 0:
         limit = np.iinfo(integer).max
         if not (column.min() >= 0 and column.max() < limit + 1):  # false for NaN
@@ -339,15 +340,15 @@ def _low_bits(column):
 _TRANSFORM = [("position", "<f4", 3), ("aux1", "<f4", 3), ("rotation", "<f4", 4), ("aux2", "<f4", 3)]
 
 #: The poses of one sweep. timestamp in seconds; offset of the map's origin in metres; registration: the
-#: pose that placed the sweep's points in the map; optimised: the pose where they belong. Each has a position
-#: (metres), a rotation (quaternion w, x, y, z) and two vectors aux1, aux2 that are carried along; the aux2
+#: pose that placed the sweep's points in the map; optimised: the optimised pose. Each has a position
+#: (metres), a rotation (quaternion w, x, y, z) and two vectors aux1, aux2 that are not used; the aux2
 #: of the registration pose is not in the file, and 0.
 POSE = np.dtype([("timestamp", "<f8"), ("sweepid", "<u4"), ("offset", "<f8", 3),
                  ("registration", _TRANSFORM), ("optimised", _TRANSFORM)])
 _FLAT_POSE = np.dtype([("timestamp", "<f8"), ("sweepid", "<u4"), ("offset", "<f8", 3),
                        ("registration", "<f4", 10), ("aux2", "<f4", 3), ("optimised", "<f4", 13)])
 
-NO_POSE = 0xFFFFFFFF  #: sweepid of a record of by_sweep() that holds no pose
+NO_POSE = 0xFFFFFFFF  #: sweepid of a record of by_sweep() without a pose
 
 _LARGEST_SWEEP = 16777215
 _FIELDS = 28
@@ -357,12 +358,12 @@ _REAL = re.compile(rb"\s*[+-]?(?:0[xX](?:[\da-fA-F]+\.?[\da-fA-F]*|\.[\da-fA-F]+
 
 
 def read_poses(path, skip_bad_lines=False):
-    """Reads a pose file into an array POSE (n,): one record a data line, in the file's order.
+    """Reads a pose file into an array POSE (n,): one record per data line, in the file's order.
 
-    Lines that begin with '#' or have another number of fields than 28 are passed over, and so is a byte
-    order mark at the beginning. Of a field, what follows the number is ignored. A field that holds no number,
-    one that is not finite or too large for its type, or a sweep id above 16777215 raises PcbinError; with
-    skip_bad_lines, it gives a warning and the line is skipped, as the converter does. The map's offset is
+    Lines that begin with '#' or have another number of fields than 28 are ignored, and so is a byte
+    order mark at the beginning. Text after the number of a field is ignored. A field without a number, a
+    number that is not finite or too large for its type, or a sweep id above 16777215 raises PcbinError; with
+    skip_bad_lines, the line is skipped with a warning, as the converter does. The map's offset is
     that of the last line: poses["offset"][-1].
     """
     path = os.fspath(path)
@@ -384,9 +385,9 @@ def read_poses(path, skip_bad_lines=False):
 
 
 def write_poses(path, poses):
-    """Writes an array POSE (n,) as a pose file. Every number is written with the digits that give it back
-    exactly. Records with sweepid NO_POSE are left out. Raises PcbinError, before the file is touched, for a
-    number that is not finite and a sweepid above 16777215."""
+    """Writes an array POSE (n,) as a pose file. Every number is written with enough digits to be read back
+    exactly. Records with sweepid NO_POSE are left out. Raises PcbinError, before the file is opened, for a
+    number that is not finite or a sweepid above 16777215."""
     path = os.fspath(path)
     poses = np.asarray(poses, POSE)
     poses = poses[poses["sweepid"] != NO_POSE].view(_FLAT_POSE)
@@ -396,8 +397,8 @@ def write_poses(path, poses):
 
 
 def by_sweep(poses):
-    """Puts the poses where their sweepid says: the pose of sweep k is at index k. Of several poses of one
-    sweep the last one counts; where there is none, sweepid is NO_POSE and all else 0. The array is as long as
+    """Sorts the poses by sweepid: the pose of sweep k is at index k. If a sweep has several
+    poses, the last one counts; without a pose, sweepid is NO_POSE and all else 0. The length of the array is
     the largest sweepid + 1, so that by_sweep(poses)[frame.points["sweepid"]] gives each point its poses."""
     poses = poses[poses["sweepid"] != NO_POSE]
     dense = np.zeros(int(poses["sweepid"].max()) + 1 if len(poses) else 0, POSE)
@@ -407,7 +408,7 @@ def by_sweep(poses):
 
 
 def _pose(path, line, fields):
-    """The fields of a data line as a tuple that _FLAT_POSE takes."""
+    """The fields of a data line as a tuple for _FLAT_POSE."""
     numbers = []
     for column, text in enumerate(fields):
         number = _integer(text) if column == 1 else _real(text, "d" if column < 5 else "f")

@@ -15,7 +15,8 @@ bool LasPoints::open(const std::string& path) {
     std::cerr << path << ": not a LAS file of point data record format 3\n";
     return false;
   }
-  rewind();
+  file_.seek(header_.pointDataOffset);
+  left_ = header_.numberOfPointRecords;
   return true;
 }
 
@@ -26,9 +27,4 @@ std::optional<pontra::LasPointRecord> LasPoints::next() {
     return std::nullopt;
   --left_;
   return record;
-}
-
-void LasPoints::rewind() {
-  file_.seek(header_.pointDataOffset);
-  left_ = header_.numberOfPointRecords;
 }

@@ -19,9 +19,6 @@ class LasPoints {
   /// The next record; nothing after the number of records in the header, or at the end of the file.
   std::optional<pontra::LasPointRecord> next();
 
-  /// Goes back to the first record.
-  void rewind();
-
   const pontra::LasHeader& header() const { return header_; }
 
   /// The point's coordinates in metres, without the header's offset.

@@ -51,7 +51,7 @@ complete_words() {
     cd "$work/data"
     # shellcheck source=packaging/pcbin_las.bash
     source "$prefix/share/bash-completion/completions/pcbin_las"
-    compopt() { :; }  # of use only while a key is being pressed
+    compopt() { :; }  # works only during interactive completion
     COMP_WORDS=("$@")
     COMP_CWORD=$(($# - 1))
     _pcbin_las
@@ -68,14 +68,17 @@ expect_words() {
 
 check_completion() {
   mkdir "$work/data"
-  touch "$work"/data/{a.pcbin,b.las,C.LAS,d.csv}
+  touch "$work"/data/{a.pcbin,b.las,C.LAS,d.csv,e.png}
   expect_words "a.pcbin" pcbin_las -b ""
   expect_words "a.pcbin" pcbin_las -i a
   expect_words "b.las C.LAS" pcbin_las --repair ""
   expect_words "d.csv" pcbin_las -i a.pcbin -f ""
-  expect_words "--repair --offset --help" pcbin_las --
-  expect_words "-s -n -v -d" pcbin_las -r b.las ""
+  expect_words "e.png" pcbin_las -r b.las --picture ""
+  expect_words "--repair --rgb16" pcbin_las --r
+  expect_words "--source-id -d" pcbin_las --repair b.las ""
+  expect_words "-s -n -v --picture --zoom -d" pcbin_las -r b.las ""
   expect_words "" pcbin_las --offset 1 -
+  expect_words "" pcbin_las -r b.las --zoom 1 -
 }
 
 check_headers() {

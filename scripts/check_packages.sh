@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Checks the Debian packages: builds them twice in different folders and compares the bytes, runs
-# lintian, then installs, uses and purges them in a fresh minimal Debian 12. Needs root; the
-# development package brings 2.6 GB with it.
+# Checks the Debian packages: builds them twice in different folders and compares the bytes, runs lintian,
+# then installs, uses and purges them in a fresh minimal Debian 12. Needs root; the development package
+# installs 2.6 GB.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 # shellcheck source=scripts/lib/install_packages.sh
@@ -65,7 +65,7 @@ check_python_package() {
   run_quietly in_system "$system" python3 -c 'import pcbin'
 }
 
-# Every package leaves nothing behind.
+# No package leaves files after it was purged.
 check_purge() {
   local left
   run_quietly in_system "$system" apt-get purge -y '?name(pcbin)'

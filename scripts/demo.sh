@@ -61,15 +61,12 @@ repaired=(demo/*_broken.las)
 show "$tool" -r "${repaired[0]}" | grep -E "$count_and_bounds"
 show "$survey/compare_points" demo/map.las "${repaired[0]}"
 
-if [ -x "$survey/draw_las" ]; then
-  heading "Pictures from above: the whole street without and with the optimised poses"
-  street=(512060 5403000 130)
-  show "$survey/draw_las" -i demo/before.las -o demo/before.png --zoom "${street[@]}"
-  show "$survey/draw_las" -i demo/map.las -o demo/after.png --zoom "${street[@]}"
-  heading "A part of the street, side by side"
-  show "$survey/draw_las" -i demo/before.las demo/map.las -o demo/street.png --width 500 \
-    --zoom 512024 5403002 40
-fi
+heading "Pictures from above: the whole map, and a part of the street without and with the optimised poses"
+draw() { show "$tool" -d 3 -r "$1" --picture "$2" "${@:3}"; }
+part=(--zoom 512024 5403002 40)
+draw demo/map.las demo/map.png
+draw demo/before.las demo/street_before.png "${part[@]}"
+draw demo/map.las demo/street_after.png "${part[@]}"
 
 heading "The files"
 du -h --apparent-size demo/* | sed 's/^/  /'

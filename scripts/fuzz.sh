@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Fuzzes each target of fuzz/ for the given number of seconds (30 when none is given). Fails when an
-# input crashes one, takes more than 10 seconds or more than 512 MiB; the input is kept in build/fuzz.
+# Fuzzes each target of fuzz/ for the given number of seconds (30 when none is given), with the words of
+# fuzz/NAME.dict. Fails when an input crashes one, takes more than 10 seconds or more than 512 MiB; the
+# input is kept in build/fuzz.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 # shellcheck source=scripts/lib/install_packages.sh
@@ -19,7 +20,7 @@ run_quietly cmake -S . -B "$build" "${generator[@]}" -DCMAKE_CXX_COMPILER=clang+
   -DCMAKE_BUILD_TYPE=Debug -DPCBIN_BUILD_FUZZ=ON -DPCBIN_BUILD_TESTS=OFF -DPCBIN_BUILD_EXAMPLES=OFF
 run_quietly cmake --build "$build" --parallel "$(nproc)"
 
-# The targets write an input file for each execution: into memory where there is such a place.
+# The targets write an input file for each execution: in memory if possible.
 memory=/tmp
 if [ -w /dev/shm ]; then memory=/dev/shm; fi
 TMPDIR=$(mktemp -d "$memory/pcbin_fuzz_XXXXXX")
@@ -33,7 +34,7 @@ for seeds in fuzz/corpus/*; do
   found=$build/found/$name
   mkdir -p "$found"
   log=$build/$name.log
-  if "$build/fuzz/fuzz_$name" "$found" "$seeds" -max_total_time="$seconds" -rss_limit_mb=512 \
+  if "$build/fuzz/fuzz_$name" "$found" "$seeds" -dict="fuzz/$name.dict" -max_total_time="$seconds" -rss_limit_mb=512 \
     -timeout=10 -print_final_stats=1 -artifact_prefix="$build/$name-" >"$log" 2>&1; then
     executions=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
     coverage=$(sed -n 's/.* cov: \([0-9]*\) .*/\1/p' "$log" | tail -n 1)

@@ -26,7 +26,7 @@ if [[ $architecture != "$machine" ]]; then
 fi
 build=build/package/$architecture
 
-# Of the last commit; outside a repository, of the changelog.
+# The time of the last commit; outside a repository, of the changelog.
 SOURCE_DATE_EPOCH=$(git -c safe.directory="$PWD" log -1 --format=%ct 2>/dev/null ||
   stat -c %Y CHANGELOG.md)
 export SOURCE_DATE_EPOCH
@@ -36,8 +36,8 @@ for_architecture() {
   dpkg-architecture --force -a "$architecture" -c "$@"
 }
 
-# Debian's hardening flags. Optimisation is left to the build type, and there is no debug
-# information: stripping takes it from the program but not from the libraries.
+# Debian's hardening flags. Optimisation is left to the build type, and there is no debug information:
+# stripping would remove it from the program but not from the libraries.
 build_flags() {
   for_architecture env DEB_BUILD_MAINT_OPTIONS=hardening=+bindnow \
     DEB_CXXFLAGS_MAINT_STRIP="-g -O2" dpkg-buildflags --get "$1"

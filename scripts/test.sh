@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds the project and runs its tests; installs what is missing for that on a Debian machine.
+# Builds the project and runs its tests; installs missing packages on a Debian machine.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 # shellcheck source=scripts/lib/install_packages.sh

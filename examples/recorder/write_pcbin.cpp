@@ -31,7 +31,7 @@ std::shared_ptr<norvo::RgbCloud> makeCloud(unsigned sweep) {
 
 int main(int argc, char** argv) {
   if (argc != 2) return 2;
-  // Print the library's warnings and errors. A failed write is reported there only.
+  // Print the library's warnings and errors.
   auto* const tracer = ferrun::Singleton<ferrun::Tracer>::getInstance();
   tracer->setLevel(2);
   tracer->addSink(std::make_shared<ferrun::STDSink>());

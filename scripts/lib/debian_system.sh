@@ -4,6 +4,7 @@
 
 # The first source of Debian packages of this machine.
 package_mirror() {
+  # shellcheck disable=SC2016 # apt-get replaces $(SITE)
   apt-get indextargets --format '$(SITE)' 'Created-By: Packages' 'Origin: Debian' | head -n 1
 }
 
@@ -18,7 +19,7 @@ make_system() {
   run_quietly mount -t proc proc "$directory/proc"
 }
 
-# Removes such a system, or what there is of it.
+# Removes such a system, also if it is incomplete.
 remove_system() {
   if mountpoint -q "$1/proc"; then umount "$1/proc"; fi
   rm -rf "$1"

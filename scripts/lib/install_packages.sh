@@ -1,7 +1,7 @@
 # shellcheck shell=bash
 # For scripts that build the project on a Debian machine: to be sourced.
 
-# What builds the program and its tests.
+# The packages needed to build the program and its tests.
 # shellcheck disable=SC2034 # the scripts that source this file use them
 build_packages=(g++ cmake ninja-build libpcl-dev libeigen3-dev libpng-dev nlohmann-json3-dev sqlite3
   proj-data)
@@ -39,8 +39,8 @@ require_version() {
   fi
 }
 
-# Installs those of the named packages that are missing, after a check of the tools' versions. Asks
-# nothing, and needs no rights when nothing is missing.
+# Checks the tools' versions and installs the missing ones of the named packages. Asks nothing, and needs root
+# only to install.
 install_packages() {
   local package missing=()
   if [[ " $* " == *" cmake "* ]]; then

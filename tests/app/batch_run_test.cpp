@@ -1,4 +1,4 @@
-// Runs with --batch: the exit status, the last line and the target, whatever is wrong.
+// Runs with --batch: exit status, last line and target, with all kinds of faults.
 #include <cstdlib>
 #include <regex>
 #include <sys/wait.h>
@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 
 #include "pcbin_las/app/batch.h"
+#include "pcbin_las/picture/picture.h"
 #include "pcbin_las/platform/singleton.h"
 #include "support/bytes.h"
 #include "support/faulty_io.h"
@@ -17,7 +18,7 @@ namespace {
 constexpr unsigned kFrames = 60;
 const std::string kBefore = "last night's map";
 
-/// A directory with an intact survey and the map of last night.
+/// A directory with an intact survey and an existing map.
 class Survey {
  public:
   Survey() {
@@ -34,8 +35,8 @@ class Survey {
                test::pcbHeader(1, 4'000'000) + test::frameHeader(10, 0, 0, 4'000'000));
   }
 
-  /// The exit status of a shell script that runs here. In it, `run` converts with --batch, and
-  /// `$T` is the program.
+  /// Runs a shell script in the directory and returns its exit status. In it, `run` converts with
+  /// --batch, and `$T` is the program.
   int shell(const std::string& script) const {
     std::string tool;
     for (const std::string& word : test::toolCommand()) tool += word + " ";
@@ -145,10 +146,19 @@ TEST(Batch, EndsWithTheStatusOfWhatWasWritten) {
        "$T --batch -i in2 > out & b=$!; cat pgo.pcbin > in2; wait $b || exit 9; "
        "cat pgo.pcbin >&3; exec 3>&-; wait $a",
        0},
+      {"picture without a folder", "run --picture none/p.png", 1},
+      {"picture of no point", "run --picture p.png --zoom 0 0 1; s=$?; test -e p.png || exit $s",
+       1},
+      {"picture the pose file",
+       "cp pgo.csv b; run --picture pgo.csv; s=$?; cmp pgo.csv b && exit $s", 2},
+      {"picture the LAS file", "run --picture ./map.las", 2},
+      {"picture the summary", "$T --batch --summary p.png --picture p.png > out", 2},
+      {"picture of a map", "run --picture p.png; s=$?; grep -q IEND p.png && exit $s", 0},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
     if (!hasSummary() && std::string(row.script).find("--summary") != std::string::npos) continue;
+    if (!picture::isSupported() && std::string(row.name).starts_with("picture")) continue;
     const Survey survey;
     EXPECT_EQ(survey.shell(row.script), row.status) << survey.text("out") << survey.text("err");
     EXPECT_THAT(lastLine(survey.text("out")),
@@ -186,6 +196,18 @@ TEST(Batch, CountsWhatItReadsAndLeavesOut) {
   }
 }
 
+TEST(Picture, OfAViewedFileIsWrittenWholeOrNotAtAll) {
+  if (!picture::isSupported()) GTEST_SKIP() << "this build has no option --picture";
+  const Survey survey;
+  const std::string view = "$T --batch > out; cp map.las b; $T -r map.las --picture ";
+  EXPECT_EQ(survey.shell(view + "p.png > out; s=$?; grep -q IEND p.png && exit $s"), 0);
+  EXPECT_EQ(survey.shell(view + "none/p.png > out"), 1);
+  EXPECT_THAT(lastLine(survey.text("out")), testing::StartsWith("<E>"));
+  EXPECT_EQ(survey.shell(view + "map.las > out; s=$?; cmp map.las b && exit $s"), 1);
+  EXPECT_EQ(survey.shell(view + "q.png -d 4 --zoom 0 0 0; s=$?; test -e q.png || exit $s"), 1);
+  EXPECT_EQ(survey.shell("$T -r none --picture q.png > out"), 1);
+}
+
 TEST(Batch, WritesItsOutcomeAsJson) {
   if (!hasSummary()) GTEST_SKIP() << "this build has no option --summary";
   const Survey survey;
@@ -201,7 +223,8 @@ TEST(Batch, WritesItsOutcomeAsJson) {
       summary("run"),
       testing::MatchesRegex(
           "\\{\"status\":0,\"input\":\"pgo.pcbin\",\"poses\":\"pgo.csv\",\"output\":\"map.las\","
-          "\"read\":120,\"written\":120,\"no_pose\":0,\"refused\":0,\"pose_lines_skipped\":0,"
+          "\"picture\":null,\"epsg\":null,\"read\":120,\"written\":120,\"no_pose\":0,\"refused\":0,"
+          "\"pose_lines_skipped\":0,"
           "\"frames\":\\{\"found\":60,\"announced\":60\\},"
           "\"points\":\\{\"found\":120,\"announced\":120\\},"
           "\"bounds\":\\{\"min\":\\[999.5,2000.25,31.0\\],\"max\":\\[1118.5,2119.25,150.0\\]\\},"

@@ -12,7 +12,8 @@ cd "$directory"
 printf '#!/bin/sh\nexec %s "$@"\n' "$*" > pcbin_las
 chmod +x pcbin_las
 export PCBIN_LAS=$directory/pcbin_las
-cp "$scripts"/*.sh .
+cp "$scripts"/*.sh "$scripts"/*.py .
+if [[ $(./pcbin_las --picture p.png --batch -i none) == *'made without libpng'* ]]; then export PCBIN_LAS_PICTURES=no; fi
 
 fail() {
   echo "FAILED: $*"
@@ -37,6 +38,7 @@ for i in $(seq -w 30); do
   case $i in
     05) name=-v ;;
     10) name='b with  blanks' ;;
+    11) name=$'<b>&"\377' ;;
     *) name=s$i ;;
   esac
   make_survey "$name"
@@ -46,7 +48,7 @@ tr , ';' < s12/pgo.csv > p && mv p s12/pgo.csv
 : > s15/survey.pcbin
 (cat s20/pgo.csv && echo 1,1) > p && mv p s20/pgo.csv
 rm s22/pgo.csv
-echo 'last night' > s12/map.las
+echo 'last night' > s12/map.las && touch s12/map.png
 touch stray 'stray file' -- -stray
 mkdir empty
 cd ..
@@ -66,6 +68,18 @@ grep -q '^./-surveys/empty: no survey.pcbin' first.log || fail 'empty'
 [ "$(cat ./-surveys/s12/map.las)" = 'last night' ] || fail 'the map of last night was touched'
 cmp -s ./-surveys/-v/map.las './-surveys/b with  blanks/map.las' || fail 'different files'
 [ "$(stat -c %s ./-surveys/-v/map.las)" -eq 261 ] || fail 'no point was written'
+
+if command -v python3 > /dev/null; then
+  ./make_page.py -surveys
+  grep -q '<b>30 surveys</b>: 26 complete, 1 incomplete, 3 failed · 27 points written' ./-surveys/index.html ||
+    fail 'totals of the page'
+  grep -qF $'>&lt;b&gt;&amp;&quot;\357\277\275 <' ./-surveys/index.html || fail 'a name on the page is not escaped'
+  pictures=$(grep -c '<img' ./-surveys/index.html || true)
+  [ "${PCBIN_LAS_PICTURES-yes}" = no ] || [ "$pictures" -eq 27 ] || fail "$pictures pictures on the page"
+  grep -oP '(href|src)="\K\./[^"]*' ./-surveys/index.html | while read -r link; do
+    [ -s "./-surveys/$(printf '%b' "${link//%/\\x}")" ] || fail "the page links to $link"
+  done
+fi
 
 touch ./-surveys/s01/pgo.csv
 all --skip-done -surveys > second.log

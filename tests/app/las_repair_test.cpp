@@ -1,4 +1,4 @@
-// Damaged LAS files in the repair and in the viewer.
+// The repair and the viewer with damaged LAS files.
 #include "pcbin_las/app/las_repair.h"
 
 #include <filesystem>

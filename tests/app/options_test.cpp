@@ -12,8 +12,8 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-/// What a command line is refused with: the fault, the reason for which it could not be parsed, or
-/// "unsaid" when that is not said to a script; empty when it is accepted.
+/// The reason why a command line is refused: the fault, or why it could not be parsed, or "unsaid"
+/// when that is not printed for a script; empty when it is accepted.
 std::string refusal(Words words, bool toPerson = false) {
   std::string program = "pcbin_las";
   std::vector<char*> argv = {program.data()};
@@ -35,7 +35,7 @@ TEST(Options, AreRefusedWithTheReason) {
       {{"-b", "a", "--batc"}, "unknown option(--batc), the nearest known one is --batch"},
       {{"-F", "pgo.csv"}, "unknown option(-F), the nearest known one is -f"},
       {{"--sumary", "--batch"}, "unknown option(--sumary), the nearest known one is --summary"},
-      // The described options alone are taken as before.
+      // Without a strict option the line is not checked further.
       {{"-i", "-s", "5x", "7", "--offset", "1", "-i", "a"}, ""},
       // With a strict option the whole line is checked.
       {{"--batch", "-i"}, "option -i needs 1 value(pgo.pcbin), 0 given"},
@@ -56,11 +56,25 @@ TEST(Options, AreRefusedWithTheReason) {
       {{"--summary", "a", "--batch", "-r", "a"}, "option --summary means nothing beside -r"},
       {{"--summary", "a"}, "option --summary needs option --batch"},
       {{"--summary", "a", "--batch", "-o", "-5"}, ""},
+      {{"--gps-time", "-r", "a"}, "option --gps-time means nothing beside -r"},
+      {{"--epsg", "32632", "--repair", "a"}, "option --epsg means nothing beside --repair"},
+      {{"--epsg", "32632", "25832"}, "option --epsg: value(25832) left over"},
+      {{"--rgb16", "-b", "a"}, "option --rgb16 means nothing beside -b"},
+      {{"--source-id", "-r", "a"}, "option --source-id means nothing beside -r"},
+      {{"--source-id", "--repair", "a"}, ""},
+      {{"--picture", "a"}, "option --picture needs option --batch"},
+      {{"--picture", "a", "--repair", "a"}, "option --picture means nothing beside --repair"},
+      {{"--zoom", "1", "2", "3", "-r", "a"}, "option --zoom needs option --picture"},
+      {{"--zoom", "1", "2", "-r", "a"}, "option --zoom needs 3 values(x y width), 2 given"},
+      {{"--zoom", "1", "2", "3m", "-r", "a", "--picture", "a"},
+       "option zoom: other characters after the number(3m)"},
+      {{"--zoom", "-1", "2", "3", "-r", "a", "--picture", "a"}, ""},
+      {{"--zoom", "1", "2", "3", "--batch", "--picture", "a", "--gps-time", "--rgb16"}, ""},
   };
   for (const auto& c : cases) EXPECT_EQ(refusal(c.words), c.fault);
 }
 
-TEST(Options, ThatCannotBeParsedAreExplainedToPersonsAndBesideStrictOptions) {
+TEST(Options, ThatCannotBeParsedAreExplainedOnATerminalAndWithStrictOptions) {
   const struct {
     Words words;
     std::string reason;
@@ -79,7 +93,7 @@ TEST(Options, ThatCannotBeParsedAreExplainedToPersonsAndBesideStrictOptions) {
   }
 }
 
-TEST(Options, StandInTheManualPageAndTheCompletion) {
+TEST(Options, AreInTheManualPageAndTheCompletion) {
   const auto words = [](std::string text) {
     text = std::regex_replace(text, std::regex("\\\\-"), "-");
     const std::regex word("-[-a-z0-9]+");

@@ -1,4 +1,4 @@
-// Pose files, well-formed or not.
+// Valid and invalid pose files.
 #include "pcbin_las/export/pose_file.h"
 
 #include <gmock/gmock.h>
@@ -17,7 +17,7 @@ const std::string kNumberedLine =
     "1000.25,1,2.5,3.5,4.5,5,6,7,8,9,10,0.7071,0.12,0.13,0.14,15,16,17,18,19,20,0.21,0.22,0.23,"
     "0.24,25,26,27";
 
-/// The numbered line with another text in one column, and its line break.
+/// A line with another text in one column, and its line break.
 std::string withField(std::size_t column, const std::string& field) {
   std::size_t begin = 0;
   for (std::size_t i = 0; i < column; ++i) begin = kNumberedLine.find(',', begin) + 1;
@@ -149,14 +149,14 @@ TEST_F(PoseFile, DamageInOneLineLeavesTheOthers) {
   }
 }
 
-TEST_F(PoseFile, AcceptsBlanksBeforeAndTextBehindANumber) {
+TEST_F(PoseFile, AcceptsBlanksBeforeAndTextAfterANumber) {
   EXPECT_THAT(ids(load(withField(1, " 2 (lost)"))), ElementsAre(-1, -1, 2));
   EXPECT_EQ(load(withField(5, "1e-46")).lioPoses[1].translation.x(), 0);
   EXPECT_EQ(load(withField(27, "\t-2.5m\r")).pgoPoses[1].aux2.z(), -2.5F);
   EXPECT_THAT(captured_.lines(), IsEmpty());
 }
 
-TEST_F(PoseFile, PassesOverAByteOrderMark) {
+TEST_F(PoseFile, IgnoresAByteOrderMark) {
   EXPECT_THAT(ids(load("\xEF\xBB\xBF" + identityLine(0))), ElementsAre(0));
   EXPECT_THAT(ids(load("\xEF\xBB\xBF#\n" + identityLine(0))), ElementsAre(0));
   EXPECT_THAT(captured_.lines(), IsEmpty());

@@ -1,4 +1,4 @@
-// The movement of points from registration to optimised poses, and the points without a pose.
+// Moves points from registration to optimised poses; points without a pose.
 #include "pcbin_las/export/refine_point.h"
 
 #include <gmock/gmock.h>

@@ -69,6 +69,30 @@ TEST_F(WriteLas, WritesThePointsWithAPoseInTheirOrder) {
   EXPECT_EQ(records(), expected);
 }
 
+TEST_F(WriteLas, WritesColourSourceIdAndTimeAsAsked) {
+  constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+  // Colour, time stamp and sweep of a point, and those of its record.
+  const std::tuple<std::uint8_t, double, std::uint32_t, std::uint16_t, double, std::uint16_t>
+      rows[] = {{255, 1782036000.5, 65535, 65535, 466071218.5, 65535},
+                {0, 315964800, 65536, 0, -1e9, 0},
+                {1, 4102444800, 4294967295, 257, 2786480018, 65535}};
+  test::Bytes expected;
+  for (const auto& [colour, time, sweep, red, gpsTime, sourceId] : rows) {
+    for (const double stamp : {315964799.9, time, 4102444800.1, 0.0, kNan}) {
+      norvo::PointRGBIST& point = frame_->cloud->points.emplace_back();
+      std::tie(point.r, point.timestamp, point.sweepid) = std::tuple(colour, stamp, sweep);
+    }
+    expected += test::lasRecord({0, 0, 0, 0, red, 0, 0, gpsTime});
+    test::patch(expected, expected.size() - 16, sourceId);
+  }
+  const PointOptions options = {
+      .announce = false, .gpsTime = true, .rgb16 = true, .sourceId = true};
+  EXPECT_EQ(write_las(writer_, frame_, {}, options), 0);
+  EXPECT_EQ(writer_->refused(), 12U);
+  EXPECT_EQ(writer_->accepted(), 3U);
+  EXPECT_EQ(records(), expected);
+}
+
 TEST_F(WriteLas, RefinesAllPointsOfAFrameLikeOnePoint) {
   norvo::PGOResultMsg msg;
   msg.lioPoses.resize(4);

@@ -1,4 +1,4 @@
-// What is on the disk when the program ends after any of its writes, or in the middle of one.
+// The file on disk when the program ends after or within any of its writes.
 #include <filesystem>
 #include <functional>
 

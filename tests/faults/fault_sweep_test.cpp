@@ -1,5 +1,5 @@
-// Every system call and every allocation fails, one after the other: nothing crashes or throws, and
-// what is lost is told by a line or by a state that can be asked.
+// Each system call and each allocation fails in turn: nothing crashes or throws, and every loss is
+// reported by a line or by a state of the object.
 #include <atomic>
 #include <filesystem>
 #include <functional>
@@ -28,7 +28,7 @@ using test::Call;
 using test::Fault;
 using test::FaultInjection;
 
-/// Counts error and warning lines, without memory.
+/// Counts error and warning lines without allocating memory.
 struct CountingSink : ferrun::TracerSink {
   void write(const char* lines, std::size_t size) override {
     const std::string_view text(lines, size);
@@ -51,9 +51,9 @@ int linesTold() {
   return sink->count.exchange(0);
 }
 
-/// Calls `run` with each call failing, once and for good, and with each allocation failing on a
-/// disk that is full after the first write, until it makes fewer calls. `run` puts the faults in
-/// for the code under test alone.
+/// Calls `run` with each call failing once and permanently, and with each allocation failing on a
+/// disk that is full after the first write, until it makes fewer calls. `run` injects the faults
+/// into the code under test only.
 void sweep(const std::function<void(const std::vector<Fault>&)>& run) {
   for (const Call call : test::kEveryCall) {
     for (const bool forGood : {false, true}) {
@@ -75,7 +75,7 @@ void sweep(const std::function<void(const std::vector<Fault>&)>& run) {
   }
 }
 
-TEST(FaultSweep, OfTheReaderLosesNoFrameUntold) {
+TEST(FaultSweep, ReaderReportsEveryLostFrame) {
   const test::TempDir dir;
   const std::string path = dir.write("a", test::rgbFile(3, 300));
   sweep([&](const std::vector<Fault>& faults) {
@@ -103,7 +103,7 @@ TEST(FaultSweep, OfTheReaderLosesNoFrameUntold) {
   });
 }
 
-TEST(FaultSweep, OfTheWriterLosesNoFrameUntold) {
+TEST(FaultSweep, WriterReportsEveryLostFrame) {
   const test::TempDir dir;
   const std::string path = dir.path("a");
   const auto cloud = std::make_shared<norvo::RgbCloud>();
@@ -122,7 +122,7 @@ TEST(FaultSweep, OfTheWriterLosesNoFrameUntold) {
         while (writer.totalFrames() < accepted) ferrun::Thread::msleep(1);
         writer.close();
         status = writer.writeStatus();
-      } catch (const std::bad_alloc&) {  // by the constructor, as it says
+      } catch (const std::bad_alloc&) {  // by the constructor, as documented
         EXPECT_FALSE(opened);
       }
     }
@@ -136,14 +136,14 @@ TEST(FaultSweep, OfTheWriterLosesNoFrameUntold) {
     }
     EXPECT_EQ(status.frames, accepted);
     ASSERT_EQ(whole, accepted);
-    EXPECT_EQ(file.substr(0, 68), test::pcbHeader(accepted, 100 * accepted));
+    EXPECT_EQ(file.substr(0, 68), test::pcbHeader(accepted, std::uint64_t{100} * accepted));
     PcbReader reader;
     ASSERT_TRUE(reader.open(path, 0));
     EXPECT_EQ(reader.readPclRGB(10).size(), accepted);
   });
 }
 
-/// Runs a mode of the program with `faults`; false when it throws, which main() tells.
+/// Runs a mode of the program with `faults`; false when it throws, which main() reports.
 bool runWith(const std::vector<Fault>& faults, const std::function<bool()>& mode) {
   const FaultInjection injection(faults);
   try {
@@ -153,8 +153,8 @@ bool runWith(const std::vector<Fault>& faults, const std::function<bool()>& mode
   }
 }
 
-/// Checks that a LAS file announces no more than it holds, and is `expected` (but for its date)
-/// unless something was `told`.
+/// Checks that a LAS file announces no more than it holds, and equals `expected` (except its date)
+/// unless a loss was reported (`told`).
 void checkLas(const Bytes& las, Bytes expected, bool told) {
   const std::size_t count = las.size() >= 111 ? at<std::uint32_t>(las, 107) : 0;
   EXPECT_GE(las.size(), count > 0 ? 227 + 34 * count : 0);
@@ -164,7 +164,7 @@ void checkLas(const Bytes& las, Bytes expected, bool told) {
   EXPECT_TRUE(las == expected);
 }
 
-TEST(FaultSweep, OfTheConversionLosesNoPointUntold) {
+TEST(FaultSweep, ConversionReportsEveryLostPoint) {
   const test::TempDir dir;
   const std::string pcbin = dir.write("a.pcbin", test::rgbFile(3, 300));
   const std::string poses =
@@ -181,7 +181,7 @@ TEST(FaultSweep, OfTheConversionLosesNoPointUntold) {
   });
 }
 
-TEST(FaultSweep, OfTheRepairLosesNoRecordUntold) {
+TEST(FaultSweep, RepairReportsEveryLostRecord) {
   const test::TempDir dir;
   const std::string input = dir.write("a.las", test::lasFile(300));
   const auto repaired = [&] {

@@ -1,4 +1,4 @@
-// What a pipeline may do with the library, and what it is told.
+// The use of the library by a pipeline, and the lines that it gets.
 #include <cerrno>
 #include <climits>
 #include <filesystem>
@@ -112,7 +112,7 @@ long linesWith(const test::Lines& lines, const std::string& text) {
       lines, [&](const std::string& line) { return line.find(text) != line.npos; });
 }
 
-TEST(LibraryUse, ARecordingOntoAFullDiskSaysSoInFewLines) {
+TEST(LibraryUse, ReportsARecordingOntoAFullDiskInFewLines) {
   const test::TempDir dir;
   const test::CapturedLines log;
   PcbWriter writer(std::make_shared<AsyncTaskQueue>("no workers"));
@@ -137,7 +137,7 @@ TEST(LibraryUse, ARecordingOntoAFullDiskSaysSoInFewLines) {
   EXPECT_EQ(status.points, 1U);
 }
 
-TEST(LibraryUse, AGrowingBacklogIsWarnedOfOnce) {
+TEST(LibraryUse, WarnsOnceOfAGrowingBacklog) {
   constexpr std::size_t kPoints = 4'000'000;
   const test::CapturedLines log;
   PcbWriter writer(std::make_shared<AsyncTaskQueue>("no workers"));
@@ -154,7 +154,7 @@ TEST(LibraryUse, AGrowingBacklogIsWarnedOfOnce) {
             1);
 }
 
-TEST(LibraryUse, AnOwnFileIsNoOtherFile) {
+TEST(LibraryUse, OpeningAnOwnFileChangesNoOtherFile) {
   const test::TempDir dir;
   const std::string input = dir.write("input", "input");
   const std::string other = dir.write("other", "other");

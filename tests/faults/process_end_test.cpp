@@ -1,4 +1,4 @@
-// How processes that use the library end: each case runs in a child process.
+// The end of processes that use the library. Each case runs in a child process.
 #include <csignal>
 #include <functional>
 #include <sys/resource.h>
@@ -67,7 +67,7 @@ std::shared_ptr<norvo::RgbCloud> cloudOf(std::size_t points) {
   return cloud;
 }
 
-TEST(ProcessEnd, AWriterWithStaticStorageWritesItsFramesAndSaysWhatFailed) {
+TEST(ProcessEnd, AWriterWithStaticStorageWritesItsFramesAndReportsFailures) {
   constexpr std::size_t kPoints = 300'000;
   for (const bool fullDisk : {false, true}) {
     const test::TempDir dir;

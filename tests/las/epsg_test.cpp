@@ -1,4 +1,4 @@
-// Which EPSG codes are taken, and what is said about the others.
+// Accepted and refused EPSG codes, and their texts.
 #include "pcbin_las/las/epsg.h"
 
 #include <gmock/gmock.h>
@@ -8,7 +8,7 @@ namespace {
 using pontra::checkEpsg;
 using testing::HasSubstr;
 
-TEST(CheckEpsg, LooksAtTheRangeOfCodes) {
+TEST(CheckEpsg, ChecksTheRangeOfCodes) {
   for (const int code : {-1, 0, 1023, 32767, 98168}) {
     EXPECT_FALSE(checkEpsg(code).taken) << code;
     EXPECT_THAT(checkEpsg(code).text, HasSubstr("1024 to 32766")) << code;
@@ -21,7 +21,7 @@ TEST(CheckEpsg, LooksAtTheRangeOfCodes) {
   }
 }
 
-TEST(CheckEpsg, LooksAtKindUnitAndAxes) {
+TEST(CheckEpsg, ChecksKindUnitAndAxes) {
   if (pontra::epsgVersion().empty()) GTEST_SKIP() << "built without the table";
   struct Case {
     int code;

@@ -1,4 +1,4 @@
-// What holds for every LAS file that the program has written.
+// Checks of LAS files that the program has written.
 #pragma once
 
 #include <algorithm>
@@ -10,8 +10,9 @@
 
 namespace test {
 
-/// Checks that `las` holds `count` whole records and nothing else, and that its header says so and
-/// bounds them: X × scale factor + offset of the least and the greatest stored X, and so on.
+/// Checks that `las` contains `count` whole records and nothing else, and that its header has this
+/// count and their bounds: X × scale factor + offset of the lowest and the highest stored X, and so
+/// on.
 inline void expectWholeLas(const Bytes& las, std::size_t count) {
   ASSERT_EQ(las.size(), 227 + 34 * count);
   EXPECT_EQ(at<std::uint32_t>(las, 107), count);

@@ -1,4 +1,4 @@
-// LAS files as the writer leaves them on disk, whole or after failures.
+// The files of the LAS writer, complete and after failures.
 #include "pcbin_las/las/las_writer.h"
 
 #include <cerrno>
@@ -199,7 +199,7 @@ TEST(LasWriter, CountsInTheHeaderAtTheIntervalsOfItsBufferSize) {
   }
 }
 
-TEST(LasWriter, FreesTheDiskSpaceThatItReservedInVain) {
+TEST(LasWriter, FreesUnusedReservedDiskSpace) {
   const test::TempDir dir;
   LasWriter writer;
   ASSERT_TRUE(writer.open(headerWithOffset(), dir.path("a.las"), kFourRecords));
@@ -230,8 +230,11 @@ TEST(LasWriter, LeavesWholeRecordsAndAValidHeaderAfterAFailedWrite) {
     expectWholeLas(bytes, (end - 227) / 34);
     for (std::size_t k = 0; k < (end - 227) / 34; ++k)
       EXPECT_EQ(recordX(bytes, k), static_cast<std::int32_t>(k % 4 * 1000));
-    EXPECT_THAT(captured.lines(), testing::ElementsAre("<E>TIME [File::writeData,L#] file(" + path +
-                                                       ") write error: No space left on device!"));
+    EXPECT_THAT(captured.lines(),
+                testing::ElementsAre("<E>TIME [File::writeData,L#] file(" + path +
+                                         ") write error: No space left on device!",
+                                     testing::HasSubstr(std::to_string(10 - (end - 227) / 34) +
+                                                        " points not written, lost")));
   }
 }
 

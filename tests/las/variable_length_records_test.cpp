@@ -43,7 +43,7 @@ TEST(VariableLengthRecords, FitWhenTheyEndAtTheFirstPoint) {
   };
   const Case cases[] = {
       {"none", 0, 227, "", true},
-      {"a count without room", kMost, 227, "", true},
+      {"a count without space for records", kMost, 227, "", true},
       {"points within the header", 0, 226, "", false},
       {"one without content", 1, 281, record(0, 0), true},
       {"two", 2, 227 + 64 + 65589, record(10, 10) + record(65535, 65535), true},

@@ -1,4 +1,4 @@
-// Pictures of LAS files, looked at pixel by pixel.
+// Pictures of LAS files, checked by their pixels.
 #include "pcbin_las/picture/picture.h"
 
 #include <algorithm>
@@ -75,7 +75,7 @@ struct Image {
                      static_cast<std::size_t>(x));
   }
   std::ptrdiff_t count(const Colour& colour) const { return std::ranges::count(pixels, colour); }
-  /// Where the pixels of this colour lie on average, in parts of the image.
+  /// The mean position of the pixels of this colour, as parts of width and height.
   std::array<double, 2> centre(const Colour& colour) const {
     double x = 0;
     double y = 0;
@@ -185,7 +185,7 @@ TEST_F(Picture, DrawsThePartAroundAPlace) {
   EXPECT_GT(image.count(kGreen), 48 * 48 * 50);
 }
 
-TEST_F(Picture, IsTheSameWhateverStandsBetweenHeaderAndPointsAndBehindThem) {
+TEST_F(Picture, IgnoresBytesBetweenHeaderAndPointsAndAfterThem) {
   const std::vector<Bytes> points = lawn();
   const Bytes plain = las(points);
   const Image image = drawn(plain);
@@ -200,7 +200,7 @@ TEST_F(Picture, IsTheSameWhateverStandsBetweenHeaderAndPointsAndBehindThem) {
   EXPECT_EQ(drawn(cut).pixels, image.pixels);
 }
 
-TEST_F(Picture, RefusesWhatItCannotDraw) {
+TEST_F(Picture, RefusesFilesThatCannotBeDrawn) {
   const Bytes good = las(lawn());
   const auto patched = [&]<class Number>(std::size_t offset, Number value) {
     Bytes bytes = good;
@@ -287,7 +287,7 @@ TEST(RobustRange, LeavesOutFewValuesFarAway) {
   EXPECT_EQ(range({1e5}), std::pair(0.0, 1e5));
 }
 
-TEST(Page, TakesRoundLengthsAndPlainText) {
+TEST(Page, UsesRoundLengthsAndPlainText) {
   EXPECT_DOUBLE_EQ(picture::roundLength(0.0351), 0.02);
   EXPECT_DOUBLE_EQ(picture::roundLength(99), 50);
   EXPECT_DOUBLE_EQ(picture::roundLength(100), 100);

@@ -10,7 +10,7 @@
 
 namespace {
 
-/// A console that remembers what stood on it when the program began to wait for input.
+/// A console that records its contents when the program begins to wait for input.
 struct Terminal : std::streambuf, ferrun::TracerSink {
   void write(const char* lines, std::size_t size) override { shown.append(lines, size); }
   int underflow() override {

@@ -1,4 +1,4 @@
-// Output files that appear whole or not at all.
+// Output files that appear completely or not at all.
 #include "pcbin_las/platform/staged_file.h"
 
 #include <csignal>
@@ -30,7 +30,7 @@ class StagedFileTest : public testing::Test {
     return result;
   }
 
-  /// Puts `contents` under the name `target` through a staged file.
+  /// Writes `contents` to `target` through a staged file.
   bool put(const std::string& target, const std::string& contents) const {
     StagedFile file;
     if (!file.create(dir_.path(target))) return false;

@@ -1,4 +1,4 @@
-// Paths, pieces of text, and numbers from text.
+// Paths, parts of text, and numbers from text.
 #include <cfloat>
 #include <climits>
 #include <cmath>

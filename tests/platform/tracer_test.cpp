@@ -15,7 +15,7 @@ namespace {
 
 using ferrun::Tracer;
 
-/// Slow at first: printers run far ahead.
+/// Slow at first, so that many lines are waiting.
 struct RecordingSink : ferrun::TracerSink {
   void write(const char* lines, std::size_t size) override {
     if (text.empty()) ferrun::Thread::msleep(100);

@@ -19,7 +19,7 @@ namespace {
 
 using modeling_app::PclFrame;
 
-/// A writer that closes as soon as its frames have been taken off the queue.
+/// A writer that closes as soon as its queue is empty.
 class Output {
  public:
   explicit Output(const std::string& path) {

@@ -1,4 +1,4 @@
-// Files of processes that were killed.
+// The files of killed processes.
 #include <array>
 #include <csignal>
 #include <sys/wait.h>

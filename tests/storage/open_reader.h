@@ -1,4 +1,4 @@
-// What the tests of pcbin files share.
+// Shared by the tests of pcbin files.
 #pragma once
 
 #include <stdexcept>
@@ -8,7 +8,7 @@
 
 namespace test {
 
-/// A reader that has a file with these contents open.
+/// A reader of a file with these contents.
 class OpenReader : public modeling_app::PcbReader {
   TempDir directory_;
 

@@ -1,4 +1,4 @@
-// pcbin files that are cut, damaged or too large.
+// pcbin files that are cut off, damaged or too large.
 #include <atomic>
 #include <climits>
 #include <filesystem>

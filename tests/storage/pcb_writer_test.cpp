@@ -37,7 +37,7 @@ struct Writing {
 
   Writing() { queue->init(1, {}); }
 
-  /// Closes the writer when the worker has taken every task: close() then need not ask twice.
+  /// Closes the writer when the queue is empty, so that close() does not wait 5 seconds.
   void close() {
     while (queue->size() > 0) ferrun::Thread::msleep(1);
     writer.close();

@@ -25,7 +25,7 @@ void patch(Bytes& bytes, std::size_t offset, Number value) {
   std::memcpy(bytes.data() + offset, &value, sizeof(Number));
 }
 
-/// The number whose image stands at `offset`.
+/// The number whose image is at `offset`.
 template <class Number>
 Number at(const Bytes& bytes, std::size_t offset) {
   Number value;
@@ -36,7 +36,7 @@ Number at(const Bytes& bytes, std::size_t offset) {
 /// The 68-byte header of a pcbin file.
 Bytes pcbHeader(std::uint64_t frames, std::uint64_t points);
 
-/// A coloured point as a pcbin file holds it.
+/// A coloured point of a pcbin file.
 struct RgbPoint {
   float x = 0, y = 0, z = 0;
   float r = 0, g = 0, b = 0;
@@ -45,7 +45,7 @@ struct RgbPoint {
   std::uint32_t sweepid = 0;
 };
 
-/// A lidar point as a pcbin file holds it.
+/// A lidar point of a pcbin file.
 struct IrtPoint {
   float x = 0, y = 0, z = 0, intensity = 0;
   double timestamp = 0;
@@ -62,8 +62,8 @@ Bytes irtFrame(std::uint32_t index, double timestamp, const std::vector<IrtPoint
                std::array<float, 4> rotation = {1, 0, 0, 0}, std::array<float, 3> translation = {});
 
 /// A pcbin file of `frames` coloured frames with `pointsPerFrame` points each. Point number k of
-/// the file stands at (k, k + 0.25, k + 0.5) with colour (k mod 256, 1, 2), intensity k mod 65536,
-/// time k and the frame's number as sweep.
+/// the file is at (k, k + 0.25, k + 0.5) with colour (k mod 256, 1, 2), intensity k mod 65536, time
+/// k and the frame's number as sweep.
 Bytes rgbFile(unsigned frames, unsigned pointsPerFrame);
 
 /// A position and a quaternion w, x, y, z.

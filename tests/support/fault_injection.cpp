@@ -44,7 +44,7 @@ struct Change {
 };
 
 std::atomic<bool> recording = false;
-std::mutex mutex;  // guards what follows
+std::mutex mutex;  // guards the variables below
 std::vector<Change> changes;
 int recorded = -1;  // the descriptor
 
@@ -115,8 +115,9 @@ std::vector<Bytes> WriteRecording::states() {
 
 }  // namespace test
 
-// The linker sends the calls of read() here, and __real_read() to the C library; likewise the
-// others (--wrap).
+// The linker option --wrap directs calls of read() to __wrap_read(), and calls of __real_read() to
+// the C library; likewise for the other functions. It prescribes the names.
+// NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" {
 
 int __real_open(const char* name, int flags, ...);
@@ -217,6 +218,7 @@ int __wrap_posix_memalign(void** block, std::size_t alignment, std::size_t size)
 }
 
 }  // extern "C"
+// NOLINTEND(bugprone-reserved-identifier)
 
 // The C++ library's own calls of malloc() do not pass the linker's wrapper; operator new does.
 void* operator new(std::size_t size) {

@@ -1,5 +1,5 @@
 // System calls and allocations that fail, and a record of what was written. Programs that use it
-// link pcbin_fault_injection, whose link options send the calls of the code under test through it.
+// link pcbin_fault_injection, whose link options redirect the calls of the code under test to it.
 #pragma once
 
 #include <cstdint>
@@ -14,15 +14,15 @@ enum class Call { kOpen, kRead, kWrite, kSeek, kTruncate, kSync, kClose, kAlloca
 constexpr Call kEveryCall[] = {Call::kOpen,     Call::kRead, Call::kWrite, Call::kSeek,
                                Call::kTruncate, Call::kSync, Call::kClose, Call::kAllocate};
 
-/// The call that fails, counted from 1: that one alone, or with all later ones.
+/// The call that fails, counted from 1: only that one, or also all later ones.
 struct Fault {
   Call call;
   unsigned number;
   bool forGood;
 };
 
-/// These calls fail, in every thread, while the object lives; use one at a time. A failing close()
-/// closes the file. Only what the program's own code and its templates call is counted.
+/// These calls fail in every thread during the lifetime of the object; use one at a time. A failing
+/// close() closes the file. Only calls by the program's own code and its templates count.
 class FaultInjection {
  public:
   explicit FaultInjection(const std::vector<Fault>& faults);
@@ -34,8 +34,8 @@ class FaultInjection {
   static bool happened();
 };
 
-/// Records how a file that is opened for writing changes, while the object lives; use one at a
-/// time, with one such file.
+/// Records the changes of the file that is opened for writing during the lifetime of the object;
+/// use one at a time, with one such file.
 class WriteRecording {
  public:
   WriteRecording();

@@ -11,11 +11,10 @@
 namespace test {
 namespace {
 
-// Other threads and static objects call read() and write() at any time, so most calls see only
-// this.
+// Other threads and static objects call read() and write() at any time; most calls read only this.
 std::atomic<bool> active = false;
 
-std::mutex mutex;  // guards what follows
+std::mutex mutex;  // guards the variables below
 std::string faultyPath;
 IoFaults faults;
 bool failsNext = false;
@@ -27,16 +26,16 @@ bool isFaulty(int descriptor) {
          status.st_dev == faulty.st_dev && status.st_ino == faulty.st_ino;
 }
 
-/// Cuts `size` down to what the call may move; false, with errno set, when it fails.
+/// Reduces `size` to what the call may transfer; false, with errno set, when it fails.
 bool admit(int descriptor, std::size_t& size, int errorAtEnd) {
   const std::lock_guard lock(mutex);
   if (!isFaulty(descriptor)) return true;
   failsNext = !failsNext;
   const bool fails = faults.everyOther != 0 && failsNext;
-  const std::int64_t room = faults.end - std::max<std::int64_t>(lseek(descriptor, 0, SEEK_CUR), 0);
+  const std::int64_t space = faults.end - std::max<std::int64_t>(lseek(descriptor, 0, SEEK_CUR), 0);
   errno = fails ? faults.everyOther : errorAtEnd;
-  if (fails || room <= 0) return false;
-  size = std::min({size, faults.longestTransfer, static_cast<std::size_t>(room)});
+  if (fails || space <= 0) return false;
+  size = std::min({size, faults.longestTransfer, static_cast<std::size_t>(space)});
   return true;
 }
 

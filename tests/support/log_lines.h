@@ -1,4 +1,4 @@
-// What the program prints, made comparable.
+// The program's lines in a comparable form.
 #pragma once
 
 #include <string>
@@ -12,8 +12,8 @@ using Lines = std::vector<std::string>;
 /// "<E>TIME [main,L#] pcbin file(a) not exist!".
 Lines normalizedLines(const std::string& text);
 
-/// Collects the lines that the process-wide tracer delivers while the object lives; use one at a
-/// time. Starts the tracer with threshold 1 when nobody has.
+/// Collects the lines that the singleton tracer delivers during the lifetime of the object; use one
+/// at a time. Starts the tracer with threshold 1 if it was not started.
 class CapturedLines {
  public:
   CapturedLines();

@@ -30,8 +30,8 @@ ToolRun runTool(const std::vector<std::string>& arguments, const std::string& di
                 const std::string& input) {
   const TempDir inputDirectory;
   std::string command = "cd " + quoted(directory) + " && exec";
-  for (const std::string& word : toolCommand()) command += " " + quoted(word);
-  for (const std::string& argument : arguments) command += " " + quoted(argument);
+  for (const std::string& word : toolCommand()) command.append(" ").append(quoted(word));
+  for (const std::string& argument : arguments) command.append(" ").append(quoted(argument));
   command += " < " + quoted(inputDirectory.write("input", input));
   FILE* const output = popen(command.c_str(), "re");
   if (output == nullptr) throw std::runtime_error("no process");

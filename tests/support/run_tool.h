@@ -1,4 +1,4 @@
-// Runs the real program the way a person does.
+// Runs the program as a process.
 #pragma once
 
 #include <string>

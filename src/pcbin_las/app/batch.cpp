@@ -18,8 +18,8 @@ namespace {
 using modeling_app::ReadEnd;
 using ull = unsigned long long;
 
-/// Whether an output would take the place of another file of the run; prints an error line for the
-/// first. A summary or a picture that would is given up.
+/// Whether an output would replace another file of the run; prints error lines. Clears the path of
+/// a summary or picture that would.
 bool hasNameClash(const Conversion& wanted, BatchOutputs& outputs) {
   const auto clash = [](const char* kind, const std::string& output, const char* otherKind,
                         const std::string& other) {
@@ -43,7 +43,7 @@ bool hasNameClash(const Conversion& wanted, BatchOutputs& outputs) {
   return lasClash || summaryClash || pictureClash;
 }
 
-/// Draws the progress by the bytes read: the header of an unclosed recording tells no counts.
+/// Draws the progress by the bytes read: the header of an unclosed recording has no counts.
 std::function<void(const ConversionResult&)> progressOf(const std::string& pcbinPath,
                                                         ProgressBar& bar) {
   struct stat status {};
@@ -57,7 +57,8 @@ std::function<void(const ConversionResult&)> progressOf(const std::string& pcbin
   };
 }
 
-/// Whether the machine has failed, or no point is left: no LAS file is published then.
+/// Whether the system has failed or no point is left, so that no LAS file is published; prints an
+/// error line.
 bool isUseless(const Conversion& files, const ConversionResult& result) {
   if (result.readEnd == ReadEnd::kReadError)
     TRACE_ERROR("batch", "pcbin file(%s) cannot be read to its end!", files.pcbinPath.c_str());
@@ -73,8 +74,8 @@ bool isUseless(const Conversion& files, const ConversionResult& result) {
   return true;
 }
 
-/// Compares what was found with what the pcbin header announces, with a warning where that differs;
-/// true when something is missing.
+/// Compares the frames and points read with the pcbin header and warns of a difference; true when
+/// some are missing.
 bool fallsShort(const ConversionResult& result) {
   if (result.framesAnnounced == 0 && result.pointsAnnounced == 0) {
     TRACE_WARNING("batch", "the header announces no frames: the recording was not closed!");
@@ -118,7 +119,7 @@ BatchStatus convert(const Conversion& wanted, ConversionResult& result, Progress
   return las.publish() ? status : kNothingWritten;
 }
 
-/// The same, with an error line for what the standard library throws and for the outcome.
+/// The same, with a line for the outcome and for exceptions of the standard library.
 BatchStatus convertOrExplain(const Conversion& wanted, ConversionResult& result, ProgressBar& bar) {
   BatchStatus status = kNothingWritten;
   try {

@@ -6,9 +6,8 @@
 #include "pcbin_las/app/batch_report.h"
 #include "pcbin_las/app/batch_sink.h"
 
-/// Converts without a question: the LAS file appears whole under its name or not at all, and the
-/// last line on standard output tells the outcome in numbers. `sink` must be a sink of the tracer.
-/// No output ever takes the place of an input or of another output. `unattended` and `progress` of
-/// `wanted` are not used. From now on signals that
-/// end the process remove what is being written.
+/// Converts without prompts. The LAS file appears complete under its name or not at all, and the
+/// last line on standard output gives status and counts. `sink` must be a sink of the tracer. An
+/// output never replaces an input or another output. `unattended` and `progress` of `wanted` are
+/// ignored. From now on signals that end the process remove the temporary files.
 BatchStatus batch_convert(const Conversion& wanted, const BatchOutputs& outputs, BatchSink& sink);

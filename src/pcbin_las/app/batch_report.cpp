@@ -6,7 +6,6 @@
 
 #include "pcbin_las/platform/file.h"
 #include "pcbin_las/platform/staged_file.h"
-#include "pcbin_las/platform/str_util.h"
 #include "pcbin_las/platform/trace_macros.h"
 #include "pcbin_las/platform/tracer.h"
 
@@ -20,7 +19,7 @@ namespace {
 
 using nlohmann::ordered_json;
 
-/// A name as text, or null when it is empty.
+/// The text, or null when it is empty.
 ordered_json textOrNull(const std::string& text) {
   return text.empty() ? ordered_json(nullptr) : ordered_json(text);
 }
@@ -55,12 +54,12 @@ std::string summaryText(const Conversion& conversion, const BatchOutputs& output
 
 #endif
 
-/// Writes a whole file through a temporary one.
+/// Writes a file completely or not at all.
 bool writeWhole(const std::string& path, const std::string& text) {
   ferrun::StagedFile staged;
   if (!staged.create(path)) return false;
   ferrun::File file;
-  file.setWMBuffer(0);  // a write that fails is told at once
+  file.setWMBuffer(0);  // so that a failed write is reported at once
   if (!file.open(staged.temporaryName(), ferrun::File::kWrite)) return false;
   const auto size = static_cast<int>(text.size());
   const bool written = file.writeData(text.data(), size) == size;
@@ -84,17 +83,16 @@ bool writeSummary([[maybe_unused]] const Conversion& conversion, const BatchOutp
   try {
     if (writeWhole(outputs.summaryPath, summaryText(conversion, outputs, outcome))) return true;
   } catch (const std::exception&) {
-    // No memory: told below.
+    // No memory: reported below.
   }
 #endif
-  TRACE_ERROR("batch", "summary file(%s) not written!",
-              ferrun::StrUtil::printable(outputs.summaryPath).c_str());
+  TRACE_ERROR("batch", "summary file(%s) not written!", outputs.summaryPath.c_str());
   return false;
 }
 
 void printLastLine(const BatchOutcome& outcome) {
   const ConversionResult& r = outcome.result;
-  std::array<char, 512> line;  // no memory is needed to say that there is none
+  std::array<char, 512> line;  // works without free memory
   const int size = std::snprintf(
       line.data(), line.size(),
       "batch: status=%d read=%" PRIu64 " written=%" PRIu64 " no_pose=%" PRIu64 " refused=%" PRIu64

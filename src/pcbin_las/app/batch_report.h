@@ -1,4 +1,4 @@
-// What a run with --batch tells at its end.
+// The report of a run with --batch.
 #pragma once
 
 #include <optional>
@@ -19,22 +19,22 @@ enum BatchStatus : int {
   kEverythingWritten = 0,  ///< every point of the pcbin file is in the LAS file
   kSomethingMissing = 1,   ///< the LAS file was written, without some points, or with lines of the
                            ///< pose file left out; or summary or picture are missing
-  kNothingWritten = 2,     ///< the LAS file is as it was
+  kNothingWritten = 2,     ///< the LAS file is unchanged
 };
 
-/// How a run with --batch ended.
+/// The outcome of a run with --batch.
 struct BatchOutcome {
   BatchStatus status = kNothingWritten;
   ConversionResult result;  ///< `written` and the bounds are 0 when no LAS file was written
-  double seconds = 0;       ///< that the run took
+  double seconds = 0;       ///< duration of the run
   std::string firstError;   ///< the first error line; empty for none
 };
 
 /// Whether this build can write summaries.
 bool hasSummary();
 
-/// Writes the outcome as a JSON file, whole or not at all. False, with an error line, when that is
-/// not possible.
+/// Writes the outcome as a JSON file, completely or not at all. False, with an error line, on
+/// failure.
 bool writeSummary(const Conversion& conversion, const BatchOutputs& outputs,
                   const BatchOutcome& outcome);
 

@@ -6,8 +6,8 @@
 
 namespace {
 
-/// The level of a line; `former` when it has no tag, because a name in the line before it contains
-/// a line break.
+/// The level of a line; `former` when it has no tag, which happens after a line break inside a
+/// message.
 int levelOf(std::string_view line, int former) {
   if (line.starts_with("<E>")) return ferrun::kLevelError;
   if (line.starts_with("<W>")) return ferrun::kLevelWarning;

@@ -27,7 +27,7 @@ std::string repairedPath(const std::string& path, const ferrun::DateTime& now) {
                                  input.baseName().c_str());
 }
 
-/// Whether the file can be repaired; prints a line when not. Leaves `file` on the first point.
+/// Whether the file can be repaired; prints a line if not. Leaves `file` at the first point.
 bool isSupported(ferrun::File& file, const LasHeader& header) {
   const bool recordsFit =
       header.pointDataOffset == sizeof(LasHeader) ||
@@ -68,8 +68,8 @@ LasHeader copyHeader(const LasHeader& header, const std::string& records) {
   return copy;
 }
 
-/// Warns when the copy cannot keep all of the input: positions are re-rounded to another scale
-/// factor, or whole records lie beyond the announced count.
+/// Warns when the copy loses something: positions are rounded to another scale factor, or whole
+/// records follow the announced ones.
 void warnOfLosses(const ferrun::File& file, const LasHeader& header, const LasHeader& newHeader) {
   if (header.xScaleFactor != newHeader.xScaleFactor ||
       header.yScaleFactor != newHeader.yScaleFactor ||

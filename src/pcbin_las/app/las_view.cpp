@@ -55,8 +55,7 @@ void printRecord(std::uint32_t index, const LasPointRecord& record) {
   TRACE_INFO("las_view", "pointSourceID: %d", record.pointSourceID);
 }
 
-/// Passes over `count` records, in one step where the file can be sought; false when it ends
-/// before.
+/// Skips `count` records, with one seek where possible; false when the file ends before.
 bool skipRecords(ferrun::File& file, std::uint32_t count) {
   constexpr std::uint64_t kPieceSize = 1U << 20;
   std::uint64_t left = std::uint64_t{count} * sizeof(LasPointRecord);
@@ -70,14 +69,14 @@ bool skipRecords(ferrun::File& file, std::uint32_t count) {
   return true;
 }
 
-/// Moves to the first point: behind the variable-length records if they fill the space up to
-/// pointDataOffset, else directly behind the header.
+/// Moves to the first point: after the variable-length records if they fill the space up to
+/// pointDataOffset, or else directly after the header.
 void passRecords(ferrun::File& file, const LasHeader& header) {
   if (!file.isRegular() || !pontra::isLas12Format3(header)) return;
   if (!pontra::variableLengthRecordsFit(file, header)) file.seek(sizeof(LasHeader));
 }
 
-/// Prints the records in [start, end) of a file that stands on its first record; false when it ends
+/// Prints the records in [start, end) of a file positioned at its first record; false when it ends
 /// before.
 bool printRecords(ferrun::File& file, std::uint32_t start, std::uint32_t end) {
   if (!skipRecords(file, start)) return false;

@@ -1,4 +1,4 @@
-// The front end: reads the command line, sets up tracing and runs one mode.
+// Reads the command line, sets up tracing and runs one mode.
 #include <algorithm>
 #include <cstdio>
 #include <exception>
@@ -9,7 +9,6 @@
 #include <unistd.h>
 
 #include "pcbin_las/app/batch.h"
-#include "pcbin_las/app/help.h"
 #include "pcbin_las/app/las_repair.h"
 #include "pcbin_las/app/las_view.h"
 #include "pcbin_las/app/option_values.h"
@@ -31,7 +30,7 @@ using ferrun::ArgOption;
 
 constexpr int kFailure = -1;
 
-/// Sets up the tracer from option d; false, with an error line, when its value is no number. Beside
+/// Sets up the tracer from option d; false, with an error line, when its value is no number. With
 /// --batch, error lines always reach the sink, which is stored in `batchSink`.
 bool startTracer(const ArgOption& options, std::shared_ptr<BatchSink>& batchSink) {
   const std::string text = cli::textOption(options, "d", "1");
@@ -46,12 +45,12 @@ bool startTracer(const ArgOption& options, std::shared_ptr<BatchSink>& batchSink
     tracer->setLevel(level);
     tracer->addSink(std::make_shared<ferrun::STDSink>());
   }
-  const ferrun::StopSignalsBlocked blocked;  // they are for the main thread, not for the tracer's
+  const ferrun::StopSignalsBlocked blocked;  // in the tracer's thread
   tracer->start();
   return number || cli::badNumber("d", text);
 }
 
-/// Says so when an option is given whose library this build lacks.
+/// Whether this build lacks the library of an option that was given; prints an error line if so.
 bool isMissing(const ArgOption& options) {
   if (options.hasOption("summary") >= 0 && !hasSummary())
     TRACE_ERROR("main", "this build has no option --summary, it was made without nlohmann-json!");
@@ -102,7 +101,7 @@ int convert(const ArgOption& options, BatchSink* batchSink) {
   return 0;
 }
 
-/// Runs one of the two viewers on the range of options s and n.
+/// Runs one of the two viewers with the range of options s and n.
 template <class View>
 int view(const ArgOption& options, const char* option, View viewFile) {
   int start = 0;
@@ -122,7 +121,7 @@ int viewLas(const ArgOption& options) {
   return picture::draw(options["r"][0], options["picture"][0], zoom) ? 0 : 1;
 }
 
-/// Prints what ended the run, if there is still memory to print with.
+/// Prints the exception that ended the run; needs no memory if there is none.
 void reportException(const std::exception& error) {
   try {
     TRACE_ERROR("main", "stopped by an error: %s!", error.what());
@@ -131,7 +130,8 @@ void reportException(const std::exception& error) {
   }
 }
 
-/// A command line that cannot be parsed: says why where that is wanted.
+/// Refuses a command line that cannot be parsed, with the reason if cli::explainRejection() gives
+/// one.
 int refuse(const ArgOption& options, int argc, char** argv) {
   const bool toPerson = isatty(STDERR_FILENO) == 1;
   if (const auto reason = cli::explainRejection(options, argc, argv, toPerson))

@@ -3,7 +3,6 @@
 #include "pcbin_las/export/pose_file.h"
 #include "pcbin_las/las/epsg.h"
 #include "pcbin_las/platform/number.h"
-#include "pcbin_las/platform/str_util.h"
 #include "pcbin_las/platform/trace_macros.h"
 
 namespace cli {
@@ -40,8 +39,7 @@ bool offsetOption(const ferrun::ArgOption& options) {
     if (!value) return badNumber("offset", texts[axis]);
     g_offset[axis] = *value;
     if (end < texts[axis].size())
-      TRACE_WARNING("main", "option offset: %s is taken as %.15g!",
-                    ferrun::StrUtil::printable(texts[axis]).c_str(), *value);
+      TRACE_WARNING("main", "option offset: %s is taken as %.15g!", texts[axis].c_str(), *value);
   }
   g_useOffset = true;
   return true;

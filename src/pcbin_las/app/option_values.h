@@ -14,22 +14,23 @@ namespace cli {
 std::string textOption(const ferrun::ArgOption& options, const char* option,
                        const std::string& fallback);
 
-/// Prints that an option's value is no number; always false.
+/// Prints an error line about an option's value that is not a number; always false.
 bool badNumber(const char* option, const std::string& text);
 
-/// Sets `number` to the first value of an option, when it has one. False, with an error line, when
-/// that is no number.
+/// Sets `number` to the first value of an option, if it has one. False, with an error line, when
+/// that is not a number.
 bool intOption(const ferrun::ArgOption& options, const char* option, int& number);
 
-/// Sets g_useOffset and g_offset. Warns of too few values and of characters behind a number. False,
-/// with an error line, when a value is no number.
+/// Sets g_useOffset and g_offset. Warns of missing values and of characters after a number. False,
+/// with an error line, when a value is not a number.
 bool offsetOption(const ferrun::ArgOption& options);
 
-/// Sets what the options i, o, f, gps-time, epsg, rgb16 and source-id ask of a conversion. Prints
-/// the name of the coordinate system. False, with an error line, for an EPSG code that is refused.
+/// Sets the parameters of a conversion from the options i, o, f, gps-time, epsg, rgb16 and
+/// source-id. Prints the name of the coordinate system. False, with an error line, for a refused
+/// EPSG code.
 bool conversionOptions(const ferrun::ArgOption& options, Conversion& conversion);
 
-/// Sets the square of option zoom, when it is given. False, with an error line, when a value is no
+/// Sets the square of option zoom, if it is given. False, with an error line, when a value is not a
 /// number.
 bool zoomOption(const ferrun::ArgOption& options, std::optional<picture::Area>& zoom);
 

@@ -17,14 +17,13 @@ constexpr unsigned kAllModes = kConvert | kViews | kRepair;
 /// What the values of an option are.
 enum class ValueType { kText, kInteger, kReal };
 
-/// One option. `--options`, the checks and the suggestion for an unknown option are made from
-/// these.
+/// One option. The list of --options, the checks and the suggestion for an unknown option use this.
 struct Option {
   const char* name;         ///< without dashes
   const char* values;       ///< one word for each value, as the manual page shows them; or ""
   ValueType type;           ///< of the values
-  unsigned modes;           ///< where the option has a meaning, as bits of Mode
-  bool strict;              ///< when it is given, the whole command line is checked strictly
+  unsigned modes;           ///< in which the option has a meaning, as bits of Mode
+  bool strict;              ///< if given, the whole command line is checked strictly
   const char* needs;        ///< the option without which it has no meaning in the modes in which
                             ///< that one has a meaning; or null
   const char* description;  ///< one line
@@ -33,20 +32,20 @@ struct Option {
 /// All options, in the order of the manual page.
 std::span<const Option> allOptions();
 
-/// The mode that the options choose: b before r before repair, each when it has a value; or else
-/// the conversion.
+/// The mode selected by the options: b before r before repair, if they have a value; or else the
+/// conversion.
 Mode chosenMode(const ferrun::ArgOption& options);
 
-/// What is wrong with a command line that could be parsed, as a text without a full stop; nothing
-/// when it is accepted. An unknown option is always wrong. When an option marked `strict` is given,
-/// each option must have exactly its number of values, numbers must end where the value ends, a
-/// repeated option must repeat its values, and each such option must have a meaning in the chosen
-/// mode and beside the other options.
+/// The fault of a command line that could be parsed, as text without a full stop; nothing when it
+/// is accepted. An unknown option is always a fault. If an option marked `strict` is given, each
+/// option must have exactly its number of values, no characters may follow a number, a repeated
+/// option must have the same values, and each strict option must have a meaning in the chosen mode
+/// and with the other options.
 std::optional<std::string> findFault(const ferrun::ArgOption& options);
 
-/// What was not understood of a command line that could not be parsed. Nothing when that is to stay
-/// unsaid: `toPerson` is false and no option marked `strict` is on the line. "--name=value" counts
-/// as the option `name`.
+/// The word that made parsing a command line fail, as text. Nothing when it should not be printed:
+/// `toPerson` is false and the line has no option marked `strict`. "--name=value" counts as the
+/// option `name`.
 std::optional<std::string> explainRejection(const ferrun::ArgOption& options, int argc, char** argv,
                                             bool toPerson);
 
@@ -57,3 +56,6 @@ void printOptions();
 void printVersion();
 
 }  // namespace cli
+
+/// Prints the usage text of -h on standard output; `program` is the name it was started by.
+void help(char* program);

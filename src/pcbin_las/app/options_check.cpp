@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "pcbin_las/app/options.h"
+#include "pcbin_las/platform/escape.h"
 #include "pcbin_las/platform/number.h"
 #include "pcbin_las/platform/str_util.h"
 
@@ -16,7 +17,7 @@ using Fault = std::optional<std::string>;
 using ferrun::ArgOption;
 using ferrun::StrUtil;
 
-/// The option as it is typed: "-b", "--batch".
+/// The option with its dashes: "-b", "--batch".
 std::string typed(const std::string& name) {
   return (name.size() == 1 ? "-" : "--") + name;
 }
@@ -31,7 +32,7 @@ char lower(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
-/// The edit distance of two words; a letter in the other case counts half of another letter.
+/// Twice the edit distance of two words, where a change of case counts half.
 int distance(std::string_view a, std::string_view b) {
   std::vector<int> row(b.size() + 1);
   for (std::size_t j = 0; j <= b.size(); ++j) row[j] = 2 * static_cast<int>(j);
@@ -58,13 +59,13 @@ Fault unknownOption(const ArgOption& options) {
     const auto nearest = std::ranges::min_element(
         allOptions(), {}, [&](const Option& known) { return distance(given.name, known.name); });
     return StrUtil::format("unknown option(%s), the nearest known one is %s",
-                           StrUtil::printable(typed(given.name)).c_str(),
+                           ferrun::escapeControls(typed(given.name)).c_str(),
                            typed(nearest->name).c_str());
   }
   return std::nullopt;
 }
 
-/// How many values an option takes.
+/// The number of values of an option.
 std::size_t valueCount(const Option& option) {
   const std::string_view words = option.values;
   return words.empty() ? 0 : 1 + static_cast<std::size_t>(std::ranges::count(words, ' '));
@@ -78,7 +79,7 @@ Fault wrongValueCount(const Option& option, const std::vector<std::string>& valu
                            wanted == 1 ? "" : "s", option.values, values.size());
   if (values.size() > wanted)
     return StrUtil::format("option %s: value(%s) left over", name.c_str(),
-                           StrUtil::printable(values[wanted]).c_str());
+                           ferrun::escapeControls(values[wanted]).c_str());
   return std::nullopt;
 }
 
@@ -92,7 +93,7 @@ Fault wrongNumber(const Option& option, const std::vector<std::string>& values) 
     if (isNumber && end == value.size()) continue;
     const char* const what = isNumber ? "other characters after the number" : "bad number";
     return StrUtil::format("option %s: %s(%s)", option.name, what,
-                           StrUtil::printable(value).c_str());
+                           ferrun::escapeControls(value).c_str());
   }
   return std::nullopt;
 }
@@ -154,7 +155,7 @@ std::optional<std::string> explainRejection(const ArgOption& options, int argc, 
                                             bool toPerson) {
   if (!toPerson && std::none_of(argv + 1, argv + argc, isStrictWord)) return std::nullopt;
   const std::string& word = options.rejectedWord();
-  const std::string shown = StrUtil::printable(word);
+  const std::string shown = ferrun::escapeControls(word);
   if (!word.starts_with('-') || word.find_first_of("0123456789.") == 1 || word == "-")
     return StrUtil::format("word(%s) before the first option", shown.c_str());
   const std::string name = word.substr(0, word.find('='));

@@ -20,9 +20,9 @@ void printPoint(unsigned index, const norvo::PointRGBIST& point) {
              static_cast<double>(point.intensity), point.timestamp, point.sweepid);
 }
 
-/// Prints the points of all frames from the reader's position on whose number lies in [start, end).
+/// Prints the points with numbers in [start, end) of all frames from the reader's position.
 void printPoints(PclBinary& reader, unsigned start, unsigned end) {
-  // Frames before the one that holds the first point to print, or the end bound, are passed over.
+  // Skips the frames before the one that contains the first point to print, or `end`.
   const unsigned firstWanted = std::min(start, end - 1);
   unsigned counter = 0;
   while (true) {

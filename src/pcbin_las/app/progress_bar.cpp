@@ -11,7 +11,7 @@ namespace {
 
 constexpr int kBarWidth = 24;
 
-/// A bar that cannot be drawn is no reason to stop.
+/// Ignores errors: the bar is not essential.
 void draw(std::string_view text) {
   (void)!::write(STDERR_FILENO, text.data(), text.size());
 }

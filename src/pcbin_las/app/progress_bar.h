@@ -7,17 +7,17 @@
 
 #include "pcbin_las/platform/rate.h"
 
-/// One line on standard error that shows how far a run has come, when that is a terminal; nothing
-/// otherwise. Any thread may call it.
+/// Shows the progress of a run in one line on standard error, if that is a terminal. Any thread may
+/// call it.
 class ProgressBar {
  public:
   ProgressBar();
 
-  /// Draws the bar, a few times a second at most. `fraction` is the part of the work done, 0 to 1;
-  /// 0 when it is not known.
+  /// Draws the bar, at most a few times a second. `fraction` is the part of the work done, 0 to 1;
+  /// 0 if unknown.
   void update(double fraction, std::uint64_t points);
 
-  /// Clears the line, so that something else can be printed there.
+  /// Clears the line for other output.
   void erase();
 
  private:
@@ -25,7 +25,7 @@ class ProgressBar {
 
   bool onTerminal_;
   Clock::time_point start_ = Clock::now();
-  std::mutex mutex_;  ///< guards what follows and the line
+  std::mutex mutex_;  ///< guards the members below and the line
   ferrun::Rate rate_{5.0F};
   bool drawn_ = false;
 };

@@ -1,4 +1,4 @@
-// What a conversion is asked for, and what came of it.
+// The parameters and the result of a conversion.
 #pragma once
 
 #include <array>
@@ -9,37 +9,37 @@
 #include "pcbin_las/export/write_las.h"
 #include "pcbin_las/storage/pcl_binary.h"
 
-/// What came of a conversion, or how far it has come.
+/// The result of a conversion, or its state so far.
 struct ConversionResult {
   std::uint64_t read = 0;     ///< points of the frames read
-  std::uint64_t written = 0;  ///< points in the LAS file; counted when that is closed
+  std::uint64_t written = 0;  ///< points in the LAS file; set when it is closed
   std::uint64_t noPose = 0;   ///< points left out because the pose file has no pose of their sweep
   std::uint64_t refused = 0;  ///< points left out because the LAS file cannot hold them
   std::uint64_t poseLinesSkipped = 0;  ///< damaged lines of the pose file
   std::uint64_t framesFound = 0;
-  std::uint64_t framesAnnounced = 0;  ///< by the pcbin header, like the points
+  std::uint64_t framesAnnounced = 0;  ///< by the pcbin header, like pointsAnnounced
   std::uint64_t pointsAnnounced = 0;
   modeling_app::ReadEnd readEnd = modeling_app::ReadEnd::kEndOfFile;  ///< the worst of all reads
   bool writeFailed = false;
-  bool wrongClock = false;  ///< refused: time stamps are no Unix time, which the options ask for
-  std::array<double, 3> offset = {};  ///< x, y, z as in the LAS header, like the bounds
+  bool wrongClock = false;            ///< refused: the time stamps are not Unix time
+  std::array<double, 3> offset = {};  ///< x, y, z as in the LAS header, like low and high
   std::array<double, 3> low = {};
   std::array<double, 3> high = {};
 };
 
-/// What a conversion is asked for.
+/// The parameters of a conversion.
 struct Conversion {
   std::string pcbinPath;
   std::string pgoPath;  ///< empty for none
   std::string lasPath;  ///< created or overwritten
 
-  /// Pose lines are read strictly, no line is printed for each frame, and the conversion ends at a
-  /// failed write, a failed read and a lack of memory.
+  /// Reads pose lines strictly, prints no line for each frame, and ends at a failed write, a failed
+  /// read or a lack of memory.
   bool unattended = false;
 
-  PointOptions points;     ///< `announce` is not used: it is set unless the run is unattended
+  PointOptions points;     ///< `announce` is ignored: it is set unless `unattended` is
   std::uint16_t epsg = 0;  ///< code of the coordinate system, 0 for none
 
-  /// Called after every few frames with the counts so far, unless empty.
+  /// Called after each batch of frames with the counts so far, unless empty.
   std::function<void(const ConversionResult&)> progress;
 };

@@ -25,7 +25,7 @@ using modeling_app::PclRGBFrames;
 
 constexpr float kProgressLinesPerSecond = 0.5F;
 
-/// Says so when the output would destroy one of the inputs.
+/// Whether the output is one of the inputs; prints an error line if so.
 bool isInput(const std::string& lasPath, const std::string& pcbinPath, const std::string& pgoPath) {
   for (const std::string& input : {pcbinPath, pgoPath}) {
     if (!ferrun::File::isSameFile(lasPath, input)) continue;
@@ -36,8 +36,8 @@ bool isInput(const std::string& lasPath, const std::string& pcbinPath, const std
   return false;
 }
 
-/// The points that a pcbin file holds by its header, or at most by its size; 0 for what has no
-/// size.
+/// The number of points announced by the header of a pcbin file, limited by the size of the file; 0
+/// if it has no size.
 std::uint64_t expectedPoints(const std::string& pcbinPath, std::uint64_t announced) {
   std::error_code error;
   const std::uintmax_t size = std::filesystem::file_size(pcbinPath, error);
@@ -53,7 +53,7 @@ void reportProgress(unsigned framesDone, unsigned totalFrames) {
   TRACE_INFO("pcbin_las", "las write progress: %.1f%%.", static_cast<double>(percentage));
 }
 
-/// Opens the writer for the header that the poses and the options ask for.
+/// Opens the writer with the header for the poses and the options.
 bool openWriter(pontra::LasWriter& writer, const norvo::PGOResultMsg& msg,
                 const Conversion& conversion) {
   pontra::LasHeader header;
@@ -94,9 +94,8 @@ PclRGBFrames readBatch(modeling_app::PcbReader& reader, ConversionResult& result
   return frames;
 }
 
-/// Reads up to the first batch of frames with a time stamp; frames without one are refused, since
-/// they have no Unix time. Sets `result.wrongClock`, with an error line, when the time stamp is no
-/// Unix time either.
+/// Reads up to the first batch of frames with a time stamp, and counts the points before as
+/// refused. Sets `result.wrongClock`, with an error line, when the time stamp is not Unix time.
 PclRGBFrames readToFirstTime(modeling_app::PcbReader& reader, ConversionResult& result) {
   PclRGBFrames frames = readBatch(reader, result);
   std::optional<double> time = firstTimeStamp(frames);
@@ -111,7 +110,7 @@ PclRGBFrames readToFirstTime(modeling_app::PcbReader& reader, ConversionResult& 
   return frames;
 }
 
-/// One warning when the header's clock seems to be wrong for the time stamps.
+/// Prints one warning when the clock in the header does not seem to match the time stamps.
 void warnOfClock(const Conversion& conversion, const PclRGBFrames& frames) {
   if (!conversion.unattended || conversion.points.gpsTime) return;
   const std::optional<double> time = firstTimeStamp(frames);
@@ -121,7 +120,7 @@ void warnOfClock(const Conversion& conversion, const PclRGBFrames& frames) {
                   "see option --gps-time!");
 }
 
-/// Brings the counts up to a batch of frames that was handed to the writer.
+/// Updates the counts after a batch of frames.
 void count(const PclRGBFrames& frames, const pontra::LasWriter& writer, ConversionResult& result) {
   countRead(frames, result);
   result.refused = writer.refused();
@@ -129,7 +128,7 @@ void count(const PclRGBFrames& frames, const pontra::LasWriter& writer, Conversi
   if (!result.writeFailed) result.noPose = result.read - writer.accepted() - result.refused;
 }
 
-/// Whether nothing more can be converted, or an unattended run is to stop.
+/// Whether the conversion cannot continue, or must end because it is unattended.
 bool mustEnd(const Conversion& conversion, const ConversionResult& result) {
   if (result.readEnd == modeling_app::ReadEnd::kNoMemory) return true;
   return conversion.unattended &&
@@ -151,11 +150,11 @@ void writeFrames(const Conversion& conversion, PclRGBFrames frames, modeling_app
     if (!conversion.unattended)
       reportProgress(static_cast<unsigned>(result.framesFound), reader.totalFrames());
     if (mustEnd(conversion, result)) break;
-    frames.clear();  // so that the next batch finds the memory of this one
+    frames.clear();  // so that the next batch can reuse their memory
   }
 }
 
-/// The writer's part of the result, once it is closed.
+/// Stores the part of the result that the closed writer provides.
 void takeWritten(const pontra::LasWriter& writer, ConversionResult& result) {
   const pontra::LasHeader& header = writer.header();
   result.written = header.numberOfPointRecords;
@@ -195,6 +194,9 @@ bool convertSurvey(const Conversion& conversion, ConversionResult& result) {
   warnOfClock(conversion, frames);
   writeFrames(conversion, std::move(frames), *reader, writer, msg, result);
   writer->close();
+  if (writer->leftOut() > 0)
+    TRACE_WARNING("pcbin_las", "%llu points left out, their time stamps are no Unix time!",
+                  static_cast<unsigned long long>(writer->leftOut()));
   takeWritten(*writer, result);
   reader->close();
   return result.readEnd != modeling_app::ReadEnd::kNoMemory;

@@ -12,6 +12,6 @@
 /// cannot be read to its end.
 bool convertSurvey(const Conversion& conversion, ConversionResult& result);
 
-/// The same for a conversion with a person at the console, of which no result is wanted.
+/// The same for an interactive conversion, without its result.
 bool pcbin_las(const std::string& pcbinPath, const std::string& pgoPath,
                const std::string& lasPath);

@@ -23,7 +23,7 @@ std::string whyNoPose(const std::string& line) {
   if (semicolons >= kFieldCount - 1 || (semicolons > 0 && semicolons >= commas))
     return commas > 0 ? "its fields are separated by ';' and its numbers have decimal commas"
                       : "its fields are separated by ';', not by ','";
-  // Whole numbers have no comma, so that there are between 28 and 56 pieces.
+  // Integers have no decimal comma, so a line has between 28 and 56 parts.
   const bool hasPoint = line.find('.') != std::string::npos;
   if (!hasPoint && commas >= kFieldCount && commas < 2 * kFieldCount)
     return "its numbers have decimal commas, but ',' separates fields";

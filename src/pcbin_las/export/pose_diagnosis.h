@@ -1,8 +1,8 @@
-// Why a pose file gives no pose.
+// Explains why a pose file gives no pose.
 #pragma once
 
 #include <string>
 
-/// A reason, for a message, why nothing of a pose file can be used. `line` is its first line that
-/// should hold a pose, or its title; empty when it has neither.
+/// The likely reason, for a message, why no line of a pose file can be used. `line` is the first
+/// line that should contain a pose, or the title line; empty when the file has neither.
 std::string whyNoPose(const std::string& line);

@@ -24,7 +24,7 @@ constexpr std::uint64_t kMostWarnings = 10;
 constexpr std::size_t kMostRecords =
     4194304;  ///< without a warning: 116 hours at ten sweeps a second
 
-/// Loads one file.
+/// Reads one pose file.
 class Loader {
  public:
   Loader(const std::string& pgoPath, norvo::PGOResultMsg& msg, bool strict)
@@ -102,7 +102,7 @@ bool Loader::takeLine(const std::string& text) {
   return true;
 }
 
-/// Whether a line is passed over without a message.
+/// Whether a line is ignored without a message.
 bool Loader::isPassedOver(const std::string& text, const Fields& pieces) {
   if (pieces[0].starts_with('#')) return true;
   if (!strict_) return pieces.size() != kPoseFields;
@@ -122,7 +122,7 @@ void Loader::skip(const std::string& text, const std::string& reason) {
                   reason.c_str());
 }
 
-/// Makes room for poses up to that of `sweep`; new records hold no pose. False, with an error line,
+/// Extends the lists to the pose of `sweep`; new records have no pose. False, with an error line,
 /// when there is no memory for them.
 bool Loader::makeRoom(std::size_t sweep) {
   if (sweep < msg_.pgoPoses.size()) return true;
@@ -139,14 +139,13 @@ bool Loader::makeRoom(std::size_t sweep) {
   return false;
 }
 
-/// Whether long lists can grow to hold the poses of `sweep`. An allocation alone does not tell: the
-/// system grants more memory than it has, and kills the process when that is used. Prints one
-/// warning.
+/// Whether long lists can grow to the pose of `sweep`. An allocation does not show that: the system
+/// overcommits memory and kills the process when it is used. Prints one warning.
 bool Loader::hasMemoryFor(std::size_t sweep) {
   const std::size_t size = msg_.pgoPoses.size();
   if (sweep < kMostRecords || sweep < msg_.pgoPoses.capacity()) return true;
   const std::size_t newSize = std::max(sweep + 1, 2 * size);
-  // Two lists, and while they grow the old ones beside the new.
+  // Two lists, and the old ones while they are copied.
   const std::uint64_t needed = 2 * (size + newSize) * sizeof(norvo::PGOPoseStamped);
   if (!warnedOfMemory_)
     TRACE_WARNING("pcbin_las", "pgo file(%s) line %u: sweep id %zu needs %llu MiB of memory!",

@@ -15,8 +15,8 @@ inline std::array<double, 3> g_offset = {};
 /// The largest sweep id that a pose file may name; memory grows with the largest id.
 constexpr std::uint32_t kLargestSweepId = 16777215;
 
-/// Fills the empty `msg` from the pose file at `pgoPath`, a text of lines with 28 fields between
-/// commas:
+/// Fills the empty `msg` from the pose file at `pgoPath`, a text file of lines with 28
+/// comma-separated fields:
 ///
 ///   0         time stamp, seconds
 ///   1         sweep id, up to 16777215
@@ -29,22 +29,21 @@ constexpr std::uint32_t kLargestSweepId = 16777215;
 ///   21 to 24  optimised pose: quaternion w, x, y, z
 ///   25 to 27  optimised pose: aux2
 ///
-/// A byte order mark of UTF-8 is passed over. Lines that begin with '#' or have another number of
-/// fields are skipped. A line with a field that is no finite number of its type is skipped with a
-/// warning. Of several lines with one id, and for the offset, the last one decides; g_offset takes
-/// the place of the file's offset when g_useOffset is set, and without any data line the offset is
-/// g_offset or zero. A file without data lines gives two lists of one empty record. An empty path
-/// gives empty lists.
+/// A UTF-8 byte order mark is ignored, and so are lines that begin with '#' or have another number
+/// of fields. A line with a field that is not a finite number of its type is skipped with a
+/// warning. If several lines have the same id, the last one counts, and so does the offset of the
+/// last data line. g_offset replaces the file's offset when g_useOffset is set; without any data
+/// line the offset is g_offset or zero. A file without data lines gives two lists with one empty
+/// record. An empty path gives empty lists.
 ///
-/// False, with an error line, when the file cannot be opened, or its sweep ids need more memory
-/// than there is.
+/// False, with an error line, when the file cannot be opened or read to its end, or its sweep ids
+/// need more memory than is available.
 bool loadPgoFile(const std::string& pgoPath, norvo::PGOResultMsg& msg);
 
-/// The same for a run that must not lose a line unnoticed. Empty lines, lines that begin with '#'
-/// and one title line before the first data line are passed over; every other line must be a data
-/// line whose fields hold a number and nothing behind it but blanks and a carriage return.
-/// `skipped` is set to the number of lines that are not; the first of them are told by warnings.
-/// When no line counts, one warning says why, where that can be told. False also when the system
-/// reports an error before the end of the file.
+/// Like loadPgoFile(), but reports every line that gives no pose. Empty lines, lines that begin
+/// with '#' and one title line before the first data line are ignored. Every other line must be a
+/// data line whose fields contain a number, followed by nothing but blanks and a carriage return.
+/// Sets `skipped` to the number of lines that do not; warnings name the first ones. If no line
+/// gives a pose, one warning gives the likely reason.
 bool loadPgoFileStrictly(const std::string& pgoPath, norvo::PGOResultMsg& msg,
                          std::uint64_t& skipped);

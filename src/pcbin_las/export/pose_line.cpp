@@ -7,8 +7,8 @@ namespace {
 
 using Fields = std::vector<std::string>;
 
-/// Converts the fields of one data line, and remembers the first that is no number. Strictly, a
-/// field with characters behind its number is none.
+/// Converts the fields of one data line and records the first that is not a number. In strict mode,
+/// a field with characters after its number is not one.
 class FieldReader {
   template <class Convert>
   auto take(std::size_t column, Convert convert) {

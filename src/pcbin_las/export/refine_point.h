@@ -1,5 +1,4 @@
-// Moves points from where the registration pose of their sweep put them to where the optimised pose
-// does.
+// Moves points from the registration pose of their sweep to the optimised pose.
 #pragma once
 
 #include <array>
@@ -11,11 +10,11 @@
 #include "pcbin_las/export/poses.h"
 #include "pcbin_las/storage/points.h"
 
-/// The movement of the points of one sweep: o = R_P · R_Lᵀ · (p − t_L) + t_P, with the registration
-/// pose L and the optimised pose P of the sweep. In single precision, with rotation matrices of
-/// quaternions that are used without normalisation.
+/// The transformation of the points of one sweep: o = R_P · R_Lᵀ · (p − t_L) + t_P, with the
+/// registration pose L and the optimised pose P of the sweep. Computed in single precision; the
+/// quaternions are used without normalisation.
 struct SweepMotion {
-  std::int64_t sweep = -1;         ///< the sweep that the movement belongs to, -1 for none
+  std::int64_t sweep = -1;         ///< id of the sweep, -1 for none
   Eigen::Matrix3f toSweep;         ///< R_Lᵀ, from the map as registered to the sweep's frame
   Eigen::Matrix3f toMap;           ///< R_P, from the sweep's frame to the map as optimised
   Eigen::Vector3f lioTranslation;  ///< t_L, metres
@@ -31,8 +30,8 @@ struct SweepMotion {
   }
 
  private:
-  /// Adds from left to right: another order rounds differently, and all machines and all ways to
-  /// compile this must give the same bytes.
+  /// Adds from left to right: another order rounds differently, and all machines and compilers must
+  /// give the same bytes.
   static std::array<float, 3> rotated(const Eigen::Matrix3f& m, const std::array<float, 3>& v) {
     return {m(0, 0) * v[0] + m(0, 1) * v[1] + m(0, 2) * v[2],
             m(1, 0) * v[0] + m(1, 1) * v[1] + m(1, 2) * v[2],
@@ -40,20 +39,20 @@ struct SweepMotion {
   }
 };
 
-/// Makes `motion` that of the sweep `sweepid`. False, with `motion` left alone and a warning at
-/// most once a second, when the sweep has no pose in `msg`. `i` is the point's number within its
+/// Sets `motion` to that of the sweep `sweepid`. False, with `motion` unchanged and a warning at
+/// most once a second, when the sweep has no pose in `msg`. `i` is the index of the point in its
 /// frame, for the warning.
 bool selectSweep(std::uint32_t sweepid, unsigned i, const norvo::PGOResultMsg& msg,
                  SweepMotion& motion);
 
-/// The refined position in metres of `point`, number `i` of its frame: moved by the poses of its
-/// sweep, or the position itself when no pose was loaded. Nothing, with a warning at most once a
-/// second, when the sweep has no pose.
+/// The refined position in metres of `point`, which has the index `i` in its frame: moved by the
+/// poses of its sweep, or unchanged when no poses were loaded. Nothing, with a warning at most once
+/// a second, when the sweep has no pose.
 std::optional<Eigen::Vector3d> refinePoint(const norvo::PointRGBIST& point, unsigned i,
                                            const norvo::PGOResultMsg& msg);
 
-/// The same. `motion` carries the last sweep's movement from call to call: points of a sweep mostly
-/// follow one another.
+/// The same. `motion` keeps the transformation of the last sweep between calls, because consecutive
+/// points mostly belong to one sweep.
 inline std::optional<Eigen::Vector3d> refinePoint(const norvo::PointRGBIST& point, unsigned i,
                                                   const norvo::PGOResultMsg& msg,
                                                   SweepMotion& motion) {

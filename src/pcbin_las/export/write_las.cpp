@@ -12,11 +12,11 @@
 
 namespace {
 
-/// Points that are refined together. Loops of this length over numbers that lie side by side become
-/// vector instructions.
+/// Points that are refined together. The compiler vectorises loops of this length over contiguous
+/// numbers.
 constexpr std::size_t kBlock = 256;
 
-/// The points of a block whose sweep has a pose, in their order, and where refinement puts them.
+/// The points of a block whose sweep has a pose, in order, and their refined positions.
 struct RefinedBlock {
   std::size_t count = 0;
   std::array<const norvo::PointRGBIST*, kBlock> points;
@@ -37,7 +37,7 @@ bool areOfOneSweep(std::span<const norvo::PointRGBIST> points) {
   return otherBits == 0;
 }
 
-/// Refines up to kBlock points, of which the first is number `i` of its frame.
+/// Refines up to kBlock points; `i` is the index of the first in its frame.
 void refineBlock(std::span<const norvo::PointRGBIST> points, unsigned i,
                  const norvo::PGOResultMsg& msg, SweepMotion& motion, RefinedBlock& block) {
   block.count = 0;
@@ -45,7 +45,7 @@ void refineBlock(std::span<const norvo::PointRGBIST> points, unsigned i,
     for (const norvo::PointRGBIST& point : points) {
       const auto position = refinePoint(point, i++, msg, motion);
       if (!position) continue;
-      const Eigen::Vector3f refined = position->cast<float>();  // exact, they were widened
+      const Eigen::Vector3f refined = position->cast<float>();  // exact: they are floats
       block.append(point, refined.x(), refined.y(), refined.z());
     }
     return;
@@ -54,13 +54,13 @@ void refineBlock(std::span<const norvo::PointRGBIST> points, unsigned i,
   const std::uint32_t sweepid = points[0].sweepid;
   if (moves && sweepid != motion.sweep && !selectSweep(sweepid, i, msg, motion)) return;
   for (const norvo::PointRGBIST& point : points) {
-    // The next block, which has left the cache since it was decoded. Beyond the cloud this does
-    // nothing.
+    // Prefetches the next block, which was evicted from the cache after decoding. Harmless beyond
+    // the end of the cloud.
     __builtin_prefetch(&point + kBlock);
     block.append(point, point.x, point.y, point.z);
   }
   if (!moves) return;
-  const SweepMotion sweep = motion;  // a copy, for its members do not change in the loop
+  const SweepMotion sweep = motion;  // a copy: its members cannot change in the loop
   for (std::size_t k = 0; k < kBlock; ++k) {
     const std::array<float, 3> moved = sweep.apply(block.x[k], block.y[k], block.z[k]);
     block.x[k] = moved[0];
@@ -69,7 +69,7 @@ void refineBlock(std::span<const norvo::PointRGBIST> points, unsigned i,
   }
 }
 
-/// Drops the points whose time stamp is no Unix time; returns their number.
+/// Removes the points whose time stamp is not Unix time; returns their number.
 std::size_t dropOtherTimes(RefinedBlock& block) {
   const std::size_t before = std::exchange(block.count, 0);
   for (std::size_t k = 0; k < before; ++k) {
@@ -89,28 +89,30 @@ int write_las(std::shared_ptr<pontra::LasWriter> writer,
     return -1;
   }
   const std::span<const norvo::PointRGBIST> points = frame->cloud->points;
+  const int colourScale = options.rgb16 ? 257 : 1;
+  const std::uint32_t sourceIdBits = options.sourceId ? 0xFFFF : 0;
+  const bool gpsTime = options.gpsTime;
   SweepMotion motion;
   RefinedBlock block;
   for (std::size_t i = 0; i < points.size(); i += kBlock) {
     refineBlock(points.subspan(i, std::min(kBlock, points.size() - i)), static_cast<unsigned>(i),
                 msg, motion, block);
-    if (options.gpsTime) writer->refuse(dropOtherTimes(block));
-    writer->writePoints(block.count, [&block, &options](std::size_t k) {
+    if (gpsTime) writer->refuse(dropOtherTimes(block));
+    // Copies of the options, so that writing a record cannot change them.
+    const auto pointAt = [&block, colourScale, sourceIdBits, gpsTime](std::size_t k) {
       const norvo::PointRGBIST& point = *block.points[k];
-      const auto colour = [scale = options.rgb16 ? 257 : 1](std::uint8_t value) {
-        return static_cast<std::uint16_t>(value * scale);
-      };
       return pontra::LasPoint{
           .x = block.x[k],
           .y = block.y[k],
           .z = block.z[k],
-          .red = colour(point.r),
-          .green = colour(point.g),
-          .blue = colour(point.b),
+          .red = static_cast<std::uint16_t>(point.r * colourScale),
+          .green = static_cast<std::uint16_t>(point.g * colourScale),
+          .blue = static_cast<std::uint16_t>(point.b * colourScale),
           .intensity = ferrun::saturatingTruncate<std::uint16_t>(point.intensity),
-          .gpsTime = options.gpsTime ? pontra::toAdjustedGpsTime(point.timestamp) : point.timestamp,
-          .pointSourceID = static_cast<std::uint16_t>(options.sourceId ? point.sweepid : 0)};
-    });
+          .gpsTime = gpsTime ? pontra::toAdjustedGpsTime(point.timestamp) : point.timestamp,
+          .pointSourceID = static_cast<std::uint16_t>(point.sweepid & sourceIdBits)};
+    };
+    writer->writePoints(block.count, pointAt);
   }
   if (options.announce)
     TRACE_INFO("write_las", "refine pcl points(%u) ok.", static_cast<unsigned>(points.size()));

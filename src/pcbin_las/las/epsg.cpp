@@ -8,7 +8,7 @@
 namespace pontra {
 namespace {
 
-constexpr int kFirstCode = 1024;  // GeoTIFF 1.0, section 6.3: below and above are no EPSG codes
+constexpr int kFirstCode = 1024;  // GeoTIFF 1.0, section 6.3: the range of EPSG codes
 constexpr int kLastCode = 32766;
 
 enum Kind : std::uint8_t { kProjected, kGeographic, kGeocentric, kVertical, kCompound, kOther };
@@ -16,9 +16,9 @@ enum Kind : std::uint8_t { kProjected, kGeographic, kGeocentric, kVertical, kCom
 /// One coordinate system of the table, which is sorted by code. Packed: there are thousands.
 struct [[gnu::packed]] Entry {
   std::uint16_t code;
-  std::uint16_t related;    ///< the code to name in its place, or 0; of a compound system its part
-  std::uint16_t base;       ///< where in kBases the name begins
-  std::uint32_t zone : 20;  ///< where in kZones it goes on after " / "; 0 when it does not
+  std::uint16_t related;    ///< the code to suggest instead, or 0; for a compound system its part
+  std::uint16_t base;       ///< position of the name's first part in kBases
+  std::uint32_t zone : 20;  ///< position of the part after " / " in kZones; 0 for none
   std::uint32_t kind : 3;
   std::uint32_t unit : 7;  ///< index into kUnits, 0 is the metre
   std::uint32_t deprecated : 1;
@@ -59,7 +59,7 @@ std::string label(const Entry& entry) {
   return text;
 }
 
-/// What to give in place of a system that is refused.
+/// What to give instead of a refused system.
 std::string advice(const Entry& entry) {
   const Entry* related = find(entry.related);
   switch (entry.kind) {

@@ -5,8 +5,8 @@
 -- Gas Producers (IOGP). Its terms of use (https://epsg.org/terms-of-use.html) allow this use and
 -- ask for the attribution that the first lines of the output give.
 --
--- Names are stored in two pools of zero-terminated texts: what stands before the first " / " of a
--- name, the base, and what stands behind it, the zone. Both recur in many names.
+-- Names are stored in two pools of zero-terminated texts: the part of a name before the
+-- first " / ", the base, and the part after it, the zone. Many names share each of them.
 
 CREATE TEMP VIEW axes AS
 SELECT cs.auth_name, cs.code,

@@ -1,5 +1,5 @@
-// Unix time to adjusted standard GPS time, the clock of LAS files whose global encoding has bit 0
-// set (ASPRS LAS 1.2, "Global Encoding").
+// Converts Unix time to adjusted standard GPS time, the clock of LAS files whose global encoding
+// has bit 0 set (ASPRS LAS 1.2, "Global Encoding").
 #pragma once
 
 #include <array>
@@ -18,7 +18,7 @@ constexpr std::uint16_t kAdjustedGpsTimeFlag = 0x0001;
 constexpr double kFirstUnixTime = 315964800;
 constexpr double kLastUnixTime = 4102444800;
 
-/// Whether `seconds` is a Unix time of that range; false for NaN.
+/// Whether `seconds` is a Unix time in that range; false for NaN.
 constexpr bool isUnixTime(double seconds) {
   return seconds >= kFirstUnixTime && seconds <= kLastUnixTime;
 }
@@ -29,7 +29,7 @@ struct LeapSecond {
   int difference;                 ///< seconds, GPS time - UTC
 };
 
-/// All leap seconds since the GPS epoch, the newest first (IERS Bulletin C; TAI - UTC less 19 s).
+/// All leap seconds since the GPS epoch, the newest first (IERS Bulletin C; TAI - UTC minus 19 s).
 inline constexpr std::array<LeapSecond, 18> kLeapSeconds = [] {
   using namespace std::chrono;
   return std::array<LeapSecond, 18>{{
@@ -54,9 +54,9 @@ inline constexpr std::array<LeapSecond, 18> kLeapSeconds = [] {
   }};
 }();
 
-/// Seconds since the GPS epoch less 10^9, of a Unix time for which isUnixTime() holds. The result
-/// is exact from 1987 on, and the nearest double before. A leap second itself has no Unix time of
-/// its own: its points get the time that their Unix second has.
+/// Seconds since the GPS epoch minus 10^9, of a Unix time for which isUnixTime() is true. The
+/// result is exact from 1987 on, and the nearest double before. A leap second has no Unix time of
+/// its own: its points get the time of their Unix second.
 constexpr double toAdjustedGpsTime(double unixTime) {
   constexpr double kAdjustment = 1e9;
   for (const LeapSecond& leap : kLeapSeconds) {
@@ -66,8 +66,8 @@ constexpr double toAdjustedGpsTime(double unixTime) {
   return unixTime - (kFirstUnixTime + kAdjustment);
 }
 
-/// What a time stamp outside the range of isUnixTime() most likely is, such as "GPS week seconds"
-/// or "Unix time in milliseconds"; "no known clock" when nothing fits.
+/// The likely clock and unit of a time stamp for which isUnixTime() is false, such as "GPS week
+/// seconds" or "Unix time in milliseconds"; "no known clock" if there is none.
 std::string_view likelyClock(double timeStamp);
 
 }  // namespace pontra

@@ -1,6 +1,6 @@
-// LAS 1.2 in bytes: the public header block and the point data record of format 3, as the ASPRS
-// LAS 1.2 standard lays them out. The program knows one file shape: the header in bytes 0 to 226,
-// no variable-length records, and 34-byte records from byte 227 to the end of the file.
+// The public header block and the point data record of format 3, as defined by the ASPRS LAS 1.2
+// standard. The program writes the header in bytes 0 to 226, at most one variable-length record,
+// and 34-byte point records to the end of the file.
 #pragma once
 
 #include <cstddef>
@@ -21,7 +21,7 @@ struct [[gnu::packed]] LasHeader {
   std::uint16_t creationDayOfYear;          ///< offset 90: 1 to 366, UTC
   std::uint16_t creationYear;               ///< offset 92: four digits
   std::uint16_t headerSize;                 ///< offset 94: 227
-  std::uint32_t pointDataOffset;            ///< offset 96: where the first record stands
+  std::uint32_t pointDataOffset;            ///< offset 96: of the first point record
   std::uint32_t numberOfVLR;                ///< offset 100
   std::uint8_t pointDataFormatID;           ///< offset 104
   std::uint16_t pointDataRecordLength;      ///< offset 105: bytes
@@ -60,7 +60,7 @@ struct [[gnu::packed]] LasPointRecord {
 };
 static_assert(sizeof(LasPointRecord) == 34 && offsetof(LasPointRecord, blue) == 32);
 
-/// The fields of the return byte.
+/// The fields of LasPointRecord::returnByte.
 constexpr int returnNumber(std::uint8_t returnByte) {
   return returnByte & 0x07;
 }
@@ -74,13 +74,13 @@ constexpr int edgeOfFlightLine(std::uint8_t returnByte) {
   return returnByte >> 7;
 }
 
-/// A point data record format number; only 3 is known here.
+/// A point data record format number; only 3 is supported.
 using PointDataFormat = std::uint32_t;
 constexpr PointDataFormat kPointFormat3 = 3;
 
 /// Overwrites every field of `header` with the defaults for `format`: LAS 1.2, no points, scale
 /// factors 0.001, offsets 0, this program as generating software and today (UTC) as creation date.
-/// False, with the header left alone, for a format other than 3.
+/// False, with the header unchanged, for a format other than 3.
 bool LasHeaderInit(LasHeader* header, const PointDataFormat& format);
 
 /// Whether `header` announces LAS 1.2 with a header of 227 bytes and records of point format 3 and

@@ -55,12 +55,10 @@ bool LasWriter::openWith(const LasHeader& header, const std::string& path, unsig
   scale_ = {header.xScaleFactor, header.yScaleFactor, header.zScaleFactor};
   used_ = written_ = 0;
   bufferBounds_ = writtenBounds_ = {};
-  expected_ = reserved_ = refused_ = lost_ = 0;
+  expected_ = reserved_ = refused_ = leftOut_ = lost_ = 0;
   failed_ = headerStale_ = false;
   dataStart_ = static_cast<std::int64_t>(sizeof(LasHeader) + records.size());
-  const auto size = static_cast<int>(records.size());
-  if (size > 0) file_.seek(sizeof(LasHeader));
-  if (file_.writeData(records.data(), size) != size || !writeHeader()) {
+  if (!writeRecords(records) || !writeHeader()) {
     file_.close();
     return false;
   }
@@ -68,9 +66,17 @@ bool LasWriter::openWith(const LasHeader& header, const std::string& path, unsig
   return true;
 }
 
-/// Where the file ends when it holds `count` records.
+/// Size of the file with `count` records.
 std::int64_t LasWriter::endOf(std::uint64_t count) const {
   return dataStart_ + static_cast<std::int64_t>(count * sizeof(LasPointRecord));
+}
+
+/// Writes the variable-length records, which follow the header.
+bool LasWriter::writeRecords(std::string_view records) {
+  if (records.empty()) return true;
+  const auto size = static_cast<int>(records.size());
+  file_.seek(sizeof(LasHeader));
+  return file_.writeData(records.data(), size) == size;
 }
 
 /// Divides a block's coordinates by the scale factors and widens the bounds. False, without the
@@ -117,7 +123,7 @@ void LasWriter::expectPoints(std::uint64_t count) {
   expected_ = std::min<std::uint64_t>(count, kMostRecords);
 }
 
-/// Reserves disk space when the buffered records go beyond what is reserved and more are expected.
+/// Reserves disk space when the buffered records exceed the reserved space and more are expected.
 void LasWriter::reserve() {
   if (written_ + used_ <= reserved_ || reserved_ >= expected_) return;
   const std::uint64_t next = std::min(reserved_ + kReservationStep, expected_);
@@ -127,9 +133,10 @@ void LasWriter::reserve() {
     expected_ = 0;
 }
 
-/// Writes the buffered records and, when one is due, a header that describes what is on disk then.
-/// After a failed write of records that is the whole records that reached the disk, and nothing is
-/// appended any more; after one of the header the header is due again. False when records are lost.
+/// Writes the buffered records and, when it is due, a header that describes the records on disk.
+/// After a failed write of records these are the whole records that reached the disk, and no more
+/// are appended. After a failed write of the header, it is written again later. False when records
+/// are lost.
 bool LasWriter::writeOut() {
   reserve();
   const auto size = static_cast<int>(used_ * sizeof(LasPointRecord));
@@ -152,7 +159,7 @@ bool LasWriter::writeOut() {
   return !failed_;
 }
 
-/// Writes a header that describes the records on disk, and returns to the end of these.
+/// Writes a header that describes the records on disk, then seeks to their end.
 bool LasWriter::writeHeader() {
   const std::array<double, 3> offset = {header_.xOffset, header_.yOffset, header_.zOffset};
   std::array<double, 3> low{};

@@ -16,7 +16,7 @@
 
 namespace pontra {
 
-/// What a writer is given for one point.
+/// One point to write.
 struct LasPoint {
   double x;  ///< relative to the header's offset, in the file's unit; stored as x / xScaleFactor
   double y;
@@ -30,8 +30,8 @@ struct LasPoint {
 };
 
 /// Creates a LAS file and appends points to it. The header on disk is rewritten at intervals, after
-/// the records that it counts, so that a file whose writer was killed is whole up to the count that
-/// it announces. For use by one thread at a time.
+/// the records that it counts, so that the file of a killed writer is valid up to the count in its
+/// header. For use by one thread at a time.
 class LasWriter {
  public:
   LasWriter() = default;
@@ -42,25 +42,25 @@ class LasWriter {
   virtual ~LasWriter() { close(); }
 
   /// Creates the file at `path`, or empties it, and writes `header` with count and bounds zero;
-  /// scale factors must not be 0. The header on disk is brought up to date after every `bufferSize`
-  /// bytes of records, rounded down to whole records, at least one; no more are buffered. False,
-  /// with an error line, when the file cannot be created or written, there is no memory for the
-  /// buffer (the writer is closed then), or the writer is open (it stays open for its file).
+  /// scale factors must not be 0. The header on disk is updated after every `bufferSize` bytes of
+  /// records, rounded down to whole records, at least one; no more are buffered. False, with an
+  /// error line, when the file cannot be created or written, there is no memory for the buffer (the
+  /// writer is then closed), or the writer is already open (it stays open for its file).
   ///
-  /// `records` are the variable-length records, byte for byte; they stand between header and
-  /// points, and the header must announce them: numberOfVLR, pointDataOffset.
+  /// `records` are the variable-length records, byte for byte; they are written between header and
+  /// points, and numberOfVLR and pointDataOffset of the header must include them.
   bool open(const LasHeader& header, const std::string& path, unsigned bufferSize,
             std::string_view records = {});
 
-  /// Like open(), for a file that must be the caller's own: see File::openOwn() for `input`.
+  /// Like open(), but opens the file with File::openOwn(), where `input` is described.
   bool openOwn(const LasHeader& header, const std::string& path, const std::string& input,
                unsigned bufferSize, std::string_view records = {});
 
   /// Usual size to give to open(): 32 MiB.
   static constexpr unsigned kBufferSize = 33554432;
 
-  /// Announces that about `count` points will be written: disk space is reserved ahead of them, in
-  /// steps of 256 MiB. Does nothing where the file system refuses; close() frees what is left over.
+  /// Sets the expected number of points, for which disk space is reserved in steps of 256 MiB. Has
+  /// no effect if the file system refuses; close() frees what was not used.
   void expectPoints(std::uint64_t count);
 
   /// Appends one record. Coordinates become the nearest number of scale-factor steps, each offset
@@ -104,20 +104,23 @@ class LasWriter {
   /// failed or the writer is not open.
   bool close();
 
-  /// Points that writePoint() has taken, whether or not they are on disk yet.
+  /// Points that writePoint() has accepted, whether or not they are on disk yet.
   std::uint64_t accepted() const { return std::uint64_t{written_} + used_; }
 
   /// Points that writePoint() has refused for their coordinates or for the count, and those given
   /// to refuse().
-  std::uint64_t refused() const { return refused_; }
+  std::uint64_t refused() const { return refused_ + leftOut_; }
 
   /// Counts points that the caller leaves out since the file cannot hold them.
-  void refuse(std::uint64_t count) { refused_ += count; }
+  void refuse(std::uint64_t count) { leftOut_ += count; }
+
+  /// The points given to refuse(); the warning of close() does not count them.
+  std::uint64_t leftOut() const { return leftOut_; }
 
   /// Whether a write has failed since the file was opened.
   bool failed() const { return failed_ || headerStale_; }
 
-  /// The header as it stands on disk: count and bounds of the records there.
+  /// The header on disk, with the count and bounds of the records there.
   const LasHeader& header() const { return header_; }
 
  private:
@@ -150,13 +153,13 @@ class LasWriter {
   /// Whether the nearest integer to `steps` fits into 32 bits; false for NaN.
   static bool fitsSteps(double steps) { return steps >= -2147483648.5 && steps < 2147483647.5; }
 
-  /// The nearest integer to `steps`, which must fit; the even one of two. Adding 1.5 · 2^52 leaves
-  /// it in the low bits of the sum. Unlike lrint(), compilers do this to several numbers at once.
+  /// The nearest integer to `steps`, which must fit; ties go to the even one. Adding 1.5 · 2^52
+  /// leaves it in the low bits of the sum. Unlike lrint(), compilers can vectorise this.
   static std::int32_t nearestStep(double steps) {
     return static_cast<std::int32_t>(std::bit_cast<std::int64_t>(steps + 0x1.8p52));
   }
 
-  /// Fills the record in its place: to put it together elsewhere and copy it takes twice the time.
+  /// Fills the record in place: assembling it elsewhere and copying it takes twice the time.
   static void fill(LasPointRecord& record, const LasPoint& point, std::int32_t x, std::int32_t y,
                    std::int32_t z) {
     record.x = x;
@@ -174,12 +177,13 @@ class LasWriter {
     record.blue = point.blue;
   }
 
-  /// Points that writePoints() encodes together. Loops of this length over numbers that lie side by
-  /// side become vector instructions.
+  /// Points that writePoints() encodes together. The compiler vectorises loops of this length over
+  /// contiguous numbers.
   static constexpr std::size_t kBlock = 256;
   using Values = std::array<double, kBlock>;
 
-  /// Appends a block for which there is room. False, with nothing done, when a point does not fit.
+  /// Appends a block; the buffer must have space for it. False, with nothing changed, when a point
+  /// does not fit.
   template <class PointAt>
   bool appendBlock(const PointAt& pointAt) {
     alignas(16) std::array<Values, 3> steps;
@@ -197,6 +201,7 @@ class LasWriter {
   template <class OpenFile>
   bool openWith(const LasHeader& header, const std::string& path, unsigned bufferSize,
                 std::string_view records, OpenFile openFile);
+  bool writeRecords(std::string_view records);
   std::int64_t endOf(std::uint64_t count) const;
   bool toSteps(std::array<Values, 3>& coordinates);
   bool makeRoom();
@@ -213,16 +218,17 @@ class LasWriter {
   std::size_t used_ = 0;                       ///< records in the buffer
   std::size_t limit_ = 0;        ///< used_ may grow to this; 0 when nothing can be appended
   StepBounds bufferBounds_;      ///< of the records in the buffer
-  std::size_t headerEvery_ = 0;  ///< records after which the header on disk is brought up to date
+  std::size_t headerEvery_ = 0;  ///< records between two updates of the header on disk
   std::size_t headerDue_ = 0;    ///< records until it is due
   std::uint32_t written_ = 0;    ///< whole records on disk
   StepBounds writtenBounds_;     ///< of the records on disk
   std::uint64_t expected_ = 0;   ///< records to reserve disk space for
   std::uint64_t reserved_ = 0;   ///< records that disk space was reserved for
   std::uint64_t refused_ = 0;
-  std::int64_t dataStart_ = sizeof(LasHeader);  ///< where the first record stands
-  std::uint64_t lost_ = 0;    ///< points that came after a failed write, or were part of it
-  bool failed_ = false;       ///< a write of records has failed
+  std::uint64_t leftOut_ = 0;                   ///< points given to refuse()
+  std::int64_t dataStart_ = sizeof(LasHeader);  ///< offset of the first point record
+  std::uint64_t lost_ = 0;                      ///< points of a failed write and points after it
+  bool failed_ = false;                         ///< a write of records has failed
   bool headerStale_ = false;  ///< the last write of the header has failed; it is tried again
 };
 

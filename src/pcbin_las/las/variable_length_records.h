@@ -1,5 +1,5 @@
-// The variable-length records between the header and the points of a LAS 1.2 file: one that names
-// the coordinate system, and the check of those that a file brings.
+// The variable-length records between the header and the points of a LAS 1.2 file: makes the one
+// that names the coordinate system, and checks those of a file.
 #pragma once
 
 #include <cstddef>
@@ -11,8 +11,8 @@
 
 namespace pontra {
 
-/// The header of a variable-length record: 54 bytes as they stand in the file (little-endian).
-/// `length` bytes of content follow.
+/// The header of a variable-length record: 54 bytes, little-endian. `length` bytes of content
+/// follow.
 struct [[gnu::packed]] VariableLengthRecordHeader {
   std::uint16_t reserved;  ///< offset 0: 0; older files may hold a signature
   char userId[16];         ///< offset 2: zero-filled text
@@ -26,16 +26,16 @@ static_assert(sizeof(VariableLengthRecordHeader) == 54 &&
 /// One entry of a GeoTIFF key directory: 8 bytes (GeoTIFF 1.0, section 2.4).
 struct [[gnu::packed]] GeoKey {
   std::uint16_t id;        ///< offset 0
-  std::uint16_t location;  ///< offset 2: 0 when the value stands here
+  std::uint16_t location;  ///< offset 2: 0 when `value` is the value
   std::uint16_t count;     ///< offset 4: number of values
   std::uint16_t value;     ///< offset 6
 };
 static_assert(sizeof(GeoKey) == 8 && offsetof(GeoKey, value) == 6);
 
-/// The record GeoKeyDirectoryTag for a projected system in metres: 86 bytes as they stand in the
-/// file. Two keys are left out on purpose. GTRasterTypeGeoKey concerns rasters. VerticalUnitsGeoKey
-/// belongs to a vertical system, which nobody has named; with it GDAL sets a system up from its
-/// parts, without it GDAL takes the whole definition of the code.
+/// The record GeoKeyDirectoryTag for a projected system in metres: 86 bytes. It omits two keys.
+/// GTRasterTypeGeoKey applies to rasters. VerticalUnitsGeoKey belongs to a vertical system, which
+/// is not known here; with it GDAL assembles the system from its parts, without it GDAL uses the
+/// complete definition of the code.
 struct [[gnu::packed]] ProjectedSystemRecord {
   VariableLengthRecordHeader header;  ///< offset 0
   std::uint16_t directoryVersion;     ///< offset 54: 1
@@ -54,9 +54,9 @@ static_assert(sizeof(ProjectedSystemRecord) == 86 &&
 std::string projectedSystemRecord(std::uint16_t epsgCode);
 
 /// Whether the variable-length records that `header` announces fill the space from byte 227 to its
-/// `pointDataOffset` exactly. A file whose points begin at byte 227 passes whatever
-/// `numberOfVLR` says, since it has no room for one. `file` is open for reading and stands on byte
-/// 227; when the records fit, it stands on the first point record afterwards. Reads one record of
+/// `pointDataOffset` exactly. For a file whose points begin at byte 227 the result is true for
+/// every `numberOfVLR`, because there is no space for a record. `file` must be open for reading, at
+/// byte 227; if the records fit, its position is then the first point record. Reads one record of
 /// at most 64 KiB at a time; prints nothing.
 bool variableLengthRecordsFit(ferrun::File& file, const LasHeader& header);
 

@@ -12,14 +12,14 @@ namespace picture {
 /// Red, green and blue, each from 0 to 255.
 using Colour = std::array<std::uint8_t, 3>;
 
-/// Width in pixels of one character, with the gap behind it, and height of a line of text.
+/// Width in pixels of one character including the gap after it, and height of a line of text.
 constexpr int kCharacterWidth = 12;
 constexpr int kTextHeight = 14;
 
-/// The text in printable ASCII: control bytes, and each character beyond ASCII, become '?'.
+/// The text in printable ASCII: control characters and all characters beyond ASCII become '?'.
 std::string printable(std::string_view text);
 
-/// Pixels in rows from the top left on.
+/// An image: pixels in rows from the top left.
 class Canvas {
  public:
   Canvas(int width, int height, const Colour& colour);
@@ -28,7 +28,7 @@ class Canvas {
   int height() const { return height_; }
   const std::vector<Colour>& pixels() const { return pixels_; }
 
-  /// Sets a pixel; those outside are left out.
+  /// Sets a pixel; ignores pixels outside.
   void set(int x, int y, const Colour& colour);
 
   /// Fills a rectangle.

@@ -6,7 +6,7 @@
 
 namespace picture {
 
-/// The columns of a character from left to right; bit 0 is the top row, bit 6 stands on the line.
+/// The columns of a character from left to right; bit 0 is the top row, bit 6 is on the baseline.
 using Glyph = std::array<std::uint8_t, 5>;
 
 constexpr char kFirstGlyph = ' ';

@@ -26,7 +26,7 @@ bool LasInput::open(const std::string& path) {
   return takeHeader(header, file_.getSize());
 }
 
-/// Says so when the header describes something that cannot be drawn.
+/// Whether the header describes a file that can be drawn; prints an error line if not.
 bool LasInput::takeHeader(const LasHeader& header, std::int64_t fileSize) {
   if (header.pointDataFormatID != 3 || header.pointDataRecordLength != sizeof(LasPointRecord) ||
       header.pointDataOffset < sizeof(LasHeader)) {

@@ -1,4 +1,4 @@
-// The points of one LAS file, for drawing.
+// Reads the points of a LAS file for drawing.
 #pragma once
 
 #include <array>
@@ -28,35 +28,35 @@ struct Range {
   double high = 0;
   double size() const { return high - low; }
 
-  /// Moves the ends out to those of `outer` that lie at most 5 % of the size away.
+  /// Extends each end to that of `outer` if this is at most 5 % of the size away.
   void include(const Range& outer);
 };
 
 /// A LAS file of point data record format 3, open for reading.
 class LasInput {
  public:
-  /// Opens the file. False, with an error line, when it cannot be read or is no such file with at
-  /// least one record, or when a scale factor is 0 or, like an offset, not finite.
+  /// Opens the file. False, with an error line, when it cannot be read, is of another format or has
+  /// no record, when a scale factor is 0, or when a scale factor or an offset is not finite.
   bool open(const std::string& path);
 
-  /// The number of whole records in the file, at most that which the header announces.
+  /// The number of whole records in the file, at most the number in the header.
   std::uint64_t count() const { return count_; }
 
-  /// From the integers of the records to metres, for axis 0, 1 or 2.
+  /// Converts the integers of the records to metres, for axis 0, 1 or 2.
   Linear axis(std::size_t axis) const { return axes_[axis]; }
 
   /// The bounds that the header states. They may be wrong.
   Range headerBounds(std::size_t axis) const { return bounds_[axis]; }
 
-  /// Positions of at most kSampleSize points that stand evenly distributed in the file; of all
-  /// points when the file has no more.
+  /// Positions of at most kSampleSize points, evenly distributed over the file; of all points if
+  /// the file has no more.
   std::vector<Position> sample();
 
-  /// Stands before the record `index`.
+  /// Sets the position to the record `index`.
   void seek(std::uint64_t index);
 
-  /// The next records: as many as fit in one block; none behind the last one. The span is valid
-  /// until the next call. A read that fails prints an error line, and no more records follow.
+  /// Reads the next records, as many as fit in one block; none after the last one. The span is
+  /// valid until the next call. A failed read prints an error line and ends the records.
   std::span<const pontra::LasPointRecord> read();
 
   /// False once a read has failed.
@@ -67,8 +67,8 @@ class LasInput {
  private:
   bool takeHeader(const pontra::LasHeader& header, std::int64_t fileSize);
 
-  static constexpr std::uint64_t kBlockRecords = 1U
-                                                 << 13;  ///< 272 KiB: the file's own buffer rests
+  static constexpr std::uint64_t kBlockRecords =
+      1U << 13;  ///< 272 KiB: bypasses the file's own buffer
   static constexpr std::uint64_t kSampleBlocks = 256;
 
   std::string path_;

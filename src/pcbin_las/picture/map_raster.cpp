@@ -50,7 +50,7 @@ void MapRaster::add(std::span<const pontra::LasPointRecord> records) {
   addBatch(records);
 }
 
-/// Works out all cells before it touches any, so that the memory fetches them side by side: this
+/// Computes all cell indices before it accesses a cell, so that the memory accesses overlap: this
 /// halves the time for points in random order.
 void MapRaster::addBatch(std::span<const pontra::LasPointRecord> records) {
   std::array<int, kBatch> indices;
@@ -76,7 +76,8 @@ void MapRaster::addBatch(std::span<const pontra::LasPointRecord> records) {
   colourBits_ |= colourBits;
 }
 
-/// The mean distance in pixels between filled cells, where there are any.
+/// The mean distance in pixels between neighbouring filled cells, in parts of the map that have
+/// any.
 double MapRaster::spacing() const {
   constexpr std::size_t kTile = 16;  // pixels
   const auto width = static_cast<std::size_t>(view_.width);
@@ -99,7 +100,8 @@ void MapRaster::growDots() {
   for (int i = 0; i < radius; ++i) growOnce(true, 5);
 }
 
-/// Each empty cell with so many filled ones among its four or eight neighbours takes the highest.
+/// Each empty cell with at least `filledNeighbours` filled ones among its four or eight neighbours
+/// becomes a copy of the highest.
 void MapRaster::growOnce(bool diagonally, int filledNeighbours) {
   const auto width = static_cast<std::size_t>(view_.width);
   const std::array<std::size_t, 8> steps = {

@@ -1,4 +1,4 @@
-// The points of a map, sorted into pixels.
+// Assigns the points of a map to pixels.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@
 
 namespace picture {
 
-/// A colour of the scale of heights; `part` is 0 at the lowest and 1 at the highest.
+/// A colour of the height scale; `part` is 0 for the lowest and 1 for the highest.
 Colour heightColour(double part);
 
 /// One cell for each pixel of a view, with the height and the colour of its highest point.
@@ -18,11 +18,11 @@ class MapRaster {
  public:
   MapRaster(const MapView& view, const LasInput& input);
 
-  /// Puts the points into their cells and counts those in the view.
+  /// Adds the points to their cells and counts those in the view.
   void add(std::span<const pontra::LasPointRecord> records);
 
-  /// Lets the points grow over empty cells, the further the fewer cells are filled around them, and
-  /// closes small holes.
+  /// Extends the points over empty cells, further where fewer cells are filled, and closes small
+  /// holes.
   void growDots();
 
   /// The number of points in the view.
@@ -41,7 +41,7 @@ class MapRaster {
   Colour shade(std::size_t cell) const;
 
   /// Height in bits 48 to 63, 1 to 65535 over the view's heights; blue, green and red below. 0 when
-  /// empty. The greater of two cells is that of the higher point.
+  /// empty. The greater of two cells belongs to the higher point.
   using Cell = std::uint64_t;
 
   static constexpr std::size_t kBatch = 64;  ///< points
@@ -51,7 +51,7 @@ class MapRaster {
   Linear row_;
   Linear height_;  ///< to the height in a cell
   std::uint64_t count_ = 0;
-  std::uint64_t colourBits_ = 0;  ///< of all points of the file, one or the other
+  std::uint64_t colourBits_ = 0;  ///< bitwise or of the colours of all points
   std::vector<Cell> cells_;
 };
 

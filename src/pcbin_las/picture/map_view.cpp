@@ -23,7 +23,8 @@ void widen(Range& range, double size) {
   range = {range.low - missing / 2, range.high + missing / 2};
 }
 
-/// The heights of most points within x and y; of most points of all when none is there.
+/// The range of heights, without outliers, of the points within x and y; of all points if there are
+/// none.
 Range heightRange(const std::vector<Position>& positions, const Range& x, const Range& y) {
   std::vector<double> values;
   for (const Position& p : positions) {
@@ -41,7 +42,8 @@ Range heightRange(const std::vector<Position>& positions, const Range& x, const 
 
 Range robustRange(std::vector<double>& values) {
   std::ranges::sort(values);
-  const std::size_t most = values.size() / 2000;  // of a large map's points are dropped at an end
+  const std::size_t most =
+      values.size() / 2000;  // points of a large map that may be dropped at each end
   const std::size_t trim = values.size() < 50 ? 0 : std::max<std::size_t>(values.size() / 100, 1);
   std::size_t first = trim;
   std::size_t last = values.size() - 1 - trim;
@@ -73,7 +75,7 @@ MapView chooseView(const LasInput& input, const std::vector<Position>& positions
   } else {
     x = wholeRange(input, positions, 0);
     y = wholeRange(input, positions, 1);
-    widen(x, y.size() * 0.45);  // the text below needs its width
+    widen(x, y.size() * 0.45);  // the text below the map needs the width
     widen(y, x.size() * 0.125);
   }
   MapView view{.left = x.low, .top = y.high, .heights = heightRange(positions, x, y)};

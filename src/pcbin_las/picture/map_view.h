@@ -1,4 +1,4 @@
-// Which part of a map a picture shows, and at which size.
+// The part of a map that a picture shows, and its size in pixels.
 #pragma once
 
 #include <vector>
@@ -8,10 +8,10 @@
 
 namespace picture {
 
-/// The range of `values`, which are not empty and get sorted, without those far away from the
-/// others. At each end these are at most 1 % of them beyond a gap wider than half the range of the
-/// others, and 0.05 % that lie further out than 5 % of it. Of less than 50 values none is left
-/// out.
+/// Sorts `values`, which must not be empty, and returns their range without outliers. At each end
+/// outliers are at most 1 % of the values, beyond a gap wider than half the range of the others;
+/// and the outermost 0.05 %, if they are further out than 5 % of the range. No outliers are removed
+/// from fewer than 50 values.
 Range robustRange(std::vector<double>& values);
 
 /// A rectangle of the map and its pixels.

@@ -49,7 +49,7 @@ void drawMap(Canvas& page, const MapRaster& raster, const MapView& view) {
   }
 }
 
-/// The coordinates of the map's edges, as exact as a pixel if they fit in one line.
+/// The coordinates of the map's edges, to the precision of a pixel if they fit in one line.
 std::string edges(const MapView& view) {
   std::string text;
   int digits = std::clamp(static_cast<int>(std::ceil(-std::log10(view.pixelSize))), 0, 3);
@@ -60,14 +60,14 @@ std::string edges(const MapView& view) {
   return text;
 }
 
-/// An arrow to the north with its letter, `x` being its left edge.
+/// A north arrow with its letter; `x` is its left edge.
 void drawNorth(Canvas& page, int x, int y) {
   for (int row = 0; row < kTextHeight; ++row)
     page.fill(x + 6 - row / 2, y + row, row / 2 * 2 + 1, 1, kInk);
   page.write(x + 18, y, "N", kInk);
 }
 
-/// A bar of a round length with its label; returns where the next thing may stand.
+/// A scale bar of a round length with its label; returns the x coordinate after it.
 int drawScaleBar(Canvas& page, int y, const MapView& view) {
   const double length = roundLength(view.pixelSize * view.width / 4);
   const auto pixels = std::max(static_cast<int>(std::lround(length / view.pixelSize)), 1);
@@ -79,7 +79,7 @@ int drawScaleBar(Canvas& page, int y, const MapView& view) {
   return kMargin + pixels + 10 + textWidth(label);
 }
 
-/// The scale of heights with its two ends, at the right.
+/// The height scale with its two end values, at the right.
 void drawHeights(Canvas& page, int y, const Range& heights) {
   constexpr int kScaleWidth = 100;
   const std::string high = StrUtil::format("%.1f m", heights.high);

@@ -1,4 +1,4 @@
-// The picture as a whole: a map in a frame, and what its margin says about it.
+// The complete picture: a framed map, and the text in its margin.
 #pragma once
 
 #include <cstdint>

@@ -17,17 +17,17 @@ struct Area {
 bool isSupported();
 
 /// Draws the points of the LAS file `lasPath` from above, north up, into the PNG file `pngPath`:
-/// the square `zoom`, or the whole map without the few points that lie far away from all others.
+/// the square `zoom`, or the whole map without a few points that are far away from all others.
 ///
 /// The picture is at most 1,600 pixels wide and high. Each pixel has the colour of its highest
-/// point. 8-bit and 16-bit colours are told apart by the largest value in the file; when every
-/// colour is 0, the pixels show heights. Few points are drawn as large dots. The margin holds the
-/// name of the LAS file, the number of points, a scale bar and the coordinates of the edges.
+/// point. The largest value in the file tells 8-bit and 16-bit colours apart; when every colour is
+/// 0, the pixels show heights. Few points are drawn as large dots. The margin holds the name of the
+/// LAS file, the number of points, a scale bar and the coordinates of the edges.
 ///
 /// The input is a LAS file of point data record format 3 with records of 34 bytes, with or without
 /// variable-length records. At most as many records are drawn as its header announces, fewer when
-/// the file ends before. The file is read once, and some blocks of it twice; memory is bounded by
-/// some 60 MB, whatever the file's size.
+/// the file ends before. The file is read once, and some blocks of it twice; memory use is at most
+/// about 60 MB for files of any size.
 ///
 /// The picture is written beside `pngPath` under a temporary name (StagedFile) and takes its name,
 /// in the place of an existing regular file, when it is complete.

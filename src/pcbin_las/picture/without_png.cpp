@@ -1,4 +1,4 @@
-// The library in a build without libpng.
+// Replaces the library in a build without libpng.
 #include "pcbin_las/picture/picture.h"
 #include "pcbin_las/platform/trace_macros.h"
 

@@ -18,7 +18,7 @@ bool isValue(std::string_view word) {
   return !word.starts_with('-') || word == "-" || isDigit(word[1]) || word[1] == '.';
 }
 
-/// The option's name, or an empty text when `word` is no option word.
+/// The option's name; empty when `word` is not an option word.
 std::string_view optionName(std::string_view word) {
   if (word.size() == 2 && word[0] == '-' && isLetter(word[1])) return word.substr(1);
   if (word.size() < 3 || !word.starts_with("--") || !isLetter(word[2])) return {};
@@ -49,7 +49,7 @@ bool ArgOption::parseArgs(int argc, char** argv) {
   return true;
 }
 
-/// The occurrence of an option that stands, or null.
+/// The last occurrence of an option, or null.
 const ArgOption::Occurrence* ArgOption::last(const std::string& name) const {
   const auto found = std::find_if(occurrences_.rbegin(), occurrences_.rend(),
                                   [&](const Occurrence& o) { return o.name == name; });

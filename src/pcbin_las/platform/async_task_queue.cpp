@@ -42,7 +42,7 @@ bool AsyncTaskQueue::init(int workers, const SchedParam& param) {
       threads_.emplace_back(
           [this, worker = threads_.size(), threadName] { work(worker, threadName); });
     }
-  } catch (const std::exception&) {  // no thread, or no memory for one
+  } catch (const std::exception&) {  // no more threads, or no memory
   }
   {
     const std::lock_guard lock(mutex_);
@@ -98,7 +98,7 @@ void AsyncTaskQueue::waitForTasks() {
   ended_.wait(lock, [this, end = nextNumber_] { return haveEnded(end); });
 }
 
-/// Whether every task with a number below `end` has ended, the calling thread's own excepted.
+/// Whether every task with a number below `end` has ended, except the one that calls this.
 bool AsyncTaskQueue::haveEnded(std::uint64_t end) const {
   if (!entries_.empty() && entries_.front().number < end && !running_.empty()) return false;
   return std::ranges::none_of(running_, [&](std::uint64_t number) {
@@ -118,7 +118,7 @@ void AsyncTaskQueue::work(std::size_t worker, const std::string& threadName) {
     running_[worker] = currentTask = entry.number;
     lock.unlock();
     run(entry.task, entry.argument);
-    entry = {};  // releases what the task holds before the lock is taken again
+    entry = {};  // destroys the task's captures before the lock is acquired again
     lock.lock();
     running_[worker] = kNoTask;
     ended_.notify_all();

@@ -24,38 +24,38 @@ struct SchedParam {
 };
 
 /// A named queue of tasks that worker threads run. With one worker, tasks run one at a time in the
-/// order in which they were put. Any thread may put tasks. A queue whose init() started no worker
-/// runs each task in the thread that puts it, so that no task is lost. Only the constructor, init()
-/// and putTask() allocate memory and may throw std::bad_alloc.
+/// order in which they were queued. Any thread may queue tasks. If init() could not start a worker,
+/// each task runs in the thread that queues it, so that no task is lost. Only the constructor,
+/// init() and putTask() allocate memory and may throw std::bad_alloc.
 class PCBIN_API AsyncTaskQueue {
  public:
   using Task = std::function<void(const std::string&)>;
 
-  /// A queue that does not run yet. Tasks may be put already; they wait for init() or runHere().
+  /// A queue without workers. Tasks may already be queued; they wait for init() or runHere().
   explicit AsyncTaskQueue(std::string name);
   AsyncTaskQueue(const AsyncTaskQueue&) = delete;
   AsyncTaskQueue& operator=(const AsyncTaskQueue&) = delete;
 
-  /// The workers run the tasks that are still queued and end; without workers these tasks are
-  /// dropped. Must not run in a task, nor in a child process that fork() made: it has no workers.
+  /// The workers run the queued tasks and end; without workers these tasks are dropped. Must not be
+  /// called in a task, nor in a child process after fork(), which has no workers.
   ~AsyncTaskQueue();
 
   /// Starts `workers` threads, at least 1. False when `workers` is less or a thread cannot be
-  /// started; threads that did start run on.
+  /// started; threads that were started keep running.
   bool init(int workers, const SchedParam& param);
 
-  /// Queues a task; a worker calls it with `argument`. An exception that leaves the task ends that
-  /// task alone, with an error line.
+  /// Queues a task; a worker calls it with `argument`. An exception thrown by a task is reported
+  /// with an error line; later tasks run.
   void putTask(const Task& task, const std::string& argument);
 
-  /// The number of tasks put and not yet taken by a worker.
+  /// The number of tasks that no worker has started yet.
   int size() const;
 
   /// Without workers, runs the queued tasks in the calling thread; otherwise does nothing.
   void runHere();
 
-  /// Waits until every task put before the call has ended. Tasks put later do not delay it. Called
-  /// from a task of this queue, it does not wait for that task.
+  /// Waits until every task queued before the call has ended. Tasks queued later do not delay it.
+  /// Called in a task of this queue, it does not wait for that task.
   void waitForTasks();
 
  private:
@@ -72,7 +72,7 @@ class PCBIN_API AsyncTaskQueue {
   static constexpr std::uint64_t kNoTask = UINT64_MAX;
 
   std::string name_;
-  mutable std::mutex mutex_;  ///< guards the members below, threads_ excepted
+  mutable std::mutex mutex_;  ///< guards the members below except threads_
   std::condition_variable wake_;
   std::condition_variable ended_;  ///< a task has ended
   std::deque<Entry> entries_;

@@ -11,7 +11,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// The number that a file of the system begins with; nothing for the word "max".
+/// The number at the start of a file in /proc or /sys; nothing for the word "max".
 std::optional<std::uint64_t> readNumber(const fs::path& path) {
   std::uint64_t number = 0;
   if (std::ifstream(path) >> number) return number;
@@ -28,7 +28,7 @@ std::uint64_t availableInSystem() {
   return UINT64_MAX;
 }
 
-/// What the limits of the process's control group and of the groups above it leave, in bytes.
+/// The bytes left by the limits of the process's control group and its parent groups.
 std::uint64_t availableInControlGroups() {
   std::ifstream groups("/proc/self/cgroup");
   std::string line;

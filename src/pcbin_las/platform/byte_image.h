@@ -1,4 +1,4 @@
-// Reading and writing of byte images: packed structs that are stored as they are in memory.
+// Reads and writes byte images: packed structs with the same layout in files and in memory.
 #pragma once
 
 #include <bit>
@@ -7,7 +7,7 @@
 namespace ferrun {
 
 static_assert(std::endian::native == std::endian::little,
-              "byte images are little-endian, as the files are");
+              "byte images are little-endian, like the files");
 
 /// Reads the byte image of `image` from the current position. Returns what readData() returns.
 template <class Device, class Image>

@@ -9,13 +9,12 @@ namespace ferrun {
 /// Reads the operator's answers, one line at a time. Use from one thread.
 class ConsoleIn {
  public:
-  /// Waits for a line on standard input and keeps it in place of the previous one. Every log line
-  /// printed before is on the console before the wait begins. Of a line the first 4 KiB are kept.
-  /// At the end of standard input, and after 1 MiB without a line break, the line is empty.
+  /// Waits for a line on standard input, which replaces the previous one. Delivers all earlier log
+  /// lines to the console first. Keeps the first 4 KiB of the line. At the end of standard input,
+  /// and after 1 MiB without a line break, the line is empty.
   void waitIn();
 
-  /// The first white-space-delimited value of the line, or T{} when there is none. The line is
-  /// kept.
+  /// The first white-space-delimited value of the line, or T{} when there is none.
   template <class T>
   T as() const {
     T value{};

@@ -45,7 +45,7 @@ DateTime::Text DateTime::text() const {
                   hour, minute, second, millisecond);
     return text;
   }
-  // Not snprintf(): half of the time of a log line would go into it.
+  // Not snprintf(): it would take half of the time of a log line.
   constexpr char kPattern[] = "0000-00-00 00:00:00.000";
   std::memcpy(text.data(), kPattern, sizeof(kPattern));
   writeDigits(&text[0], year, 4);

@@ -1,4 +1,4 @@
-// Text from outside, made safe for a terminal and a log.
+// Escapes control characters in text from files and command lines, for terminals and logs.
 #pragma once
 
 #include <string>
@@ -8,10 +8,10 @@ namespace ferrun {
 
 /// `text` with each byte of these kinds written as "\xNN" (two upper-case hexadecimal digits):
 /// bytes 0 to 31 and 127, the UTF-8 control characters C2 80 to C2 9F, and bytes that are not valid
-/// UTF-8. All else, backslashes included, stays.
+/// UTF-8. Everything else is unchanged, including backslashes.
 std::string escapeControls(std::string_view text);
 
-/// Whether escapeControls() would change `text`. Pure ASCII costs one pass.
+/// Whether escapeControls() would change `text`.
 bool hasControls(std::string_view text);
 
 }  // namespace ferrun

@@ -33,7 +33,7 @@ int refuse(int descriptor, int reason) {
   return -1;
 }
 
-/// A descriptor of a file that is no directory, or -1 with errno set.
+/// Opens a file that is not a directory; returns the descriptor, or -1 with errno set.
 int openAny(const std::string& name, int flags) {
   const int descriptor = openFile(name, flags);
   struct stat status {};
@@ -108,6 +108,7 @@ bool File::openWith(const std::string& name, bool reading, OpenDescriptor openDe
   if (descriptor_ >= 0) {
     struct stat status {};
     regular_ = ::fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode);
+    knownSize_ = status.st_size;
     return true;
   }
   const int reason = errno;
@@ -131,7 +132,7 @@ void File::close() {
   limit_ = begin_ = end_ = 0;
 }
 
-/// Prints why an operation failed, once for each reason: a device that fails does so many times.
+/// Prints why an operation failed, once for each reason: a failing device fails repeatedly.
 void File::report(const char* function, const char* operation, int error) {
   if (std::exchange(reportedError_, error) == error) return;
   TRACE_MEMBER_ERROR("File", function, "file(%s) %s error: %s!", name_.c_str(), operation,
@@ -179,7 +180,7 @@ int File::readLine(std::string* line) {
   return static_cast<int>(std::min<std::size_t>(consumed, INT_MAX));
 }
 
-/// Replaces the buffer's contents, which are used up; false at the end of the file or on error.
+/// Refills the buffer after all of it was read; false at the end of the file or on error.
 bool File::fillBuffer() {
   begin_ = 0;
   end_ = readFromDisk(buffer_.get(), nextRead_);
@@ -187,7 +188,7 @@ bool File::fillBuffer() {
   return end_ > 0;
 }
 
-/// Reads until `size` bytes are there or the file ends or fails; returns the number of bytes read.
+/// Reads `size` bytes, fewer at the end of the file or on error; returns the number of bytes read.
 std::size_t File::readFromDisk(char* destination, std::size_t size) {
   std::size_t done = 0;
   lastReadFailed_ = false;
@@ -274,8 +275,11 @@ bool File::skip(std::int64_t count) {
     begin_ += static_cast<std::size_t>(count);
     return true;
   }
-  if (!reading_ || count < 0 || !isRegular() || count > getSize() - pos()) return false;
-  seek(pos() + count);
+  if (!reading_ || count < 0 || !isRegular()) return false;
+  const std::int64_t position = pos();
+  if (count > knownSize_ - position) knownSize_ = getSize();
+  if (count > knownSize_ - position) return false;
+  seek(position + count);
   return true;
 }
 

@@ -1,15 +1,15 @@
-// Where the name of a file leads.
+// Resolves the names of files.
 #pragma once
 
 #include <string>
 
 namespace ferrun {
 
-/// The name of the file that `name` leads to: symbolic links in the place of the last component are
-/// followed, also when the last of them leads nowhere. Empty, with errno set, when that fails.
+/// `name` with symbolic links in its last component resolved, including a link to a file that does
+/// not exist. Empty, with errno set, on failure.
 std::string followLinks(const std::string& name);
 
-/// True when both names lead to the same file, or would once it was created.
+/// Whether both names refer to the same file, or would refer to it once it was created.
 bool leadToSameFile(const std::string& name, const std::string& otherName);
 
 }  // namespace ferrun

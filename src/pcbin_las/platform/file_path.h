@@ -5,13 +5,13 @@
 
 namespace ferrun {
 
-/// A path as text, split at its last '/'. Trailing slashes do not count.
+/// A path as text, split at its last '/'. Trailing slashes are ignored.
 class FilePath {
  public:
   explicit FilePath(std::string path);
 
   /// The directory part without a trailing slash: "." for a bare name, empty for a name in the root
-  /// directory, so that dirName() + "/" + baseName() always names the same file.
+  /// directory, so that dirName() + "/" + baseName() is always a path of the same file.
   std::string dirName() const;
 
   /// The last component, with its extension.

@@ -17,7 +17,7 @@ class PCBIN_API IODevice {
   virtual void close() = 0;
 
   /// Reads up to `count` bytes at the current position and advances. Returns the number of bytes
-  /// read: fewer than `count` at the end of the data, less than 1 there or on error.
+  /// read: fewer than `count` at the end of the data, and less than 1 at the end or on error.
   virtual int readData(char* destination, int count) = 0;
 
   /// Writes `count` bytes at the current position and advances. Returns the number of bytes
@@ -26,13 +26,13 @@ class PCBIN_API IODevice {
 
   virtual bool isOpen() const = 0;
 
-  /// Writes buffered data out.
+  /// Writes buffered data to the device.
   virtual void flush() = 0;
 
   /// The current position in bytes from the start.
   virtual std::int64_t pos() const = 0;
 
-  /// Moves the current position.
+  /// Sets the current position in bytes from the start.
   virtual void seek(std::int64_t position) = 0;
 
   /// Hint: the block size in bytes of later transfers. Ignored unless a device overrides it.

@@ -22,7 +22,7 @@ std::optional<Number> convertText(const std::string& text, std::size_t* behind, 
   }
   if constexpr (std::is_floating_point_v<Number>) {
     if (!std::isfinite(value))
-      return std::nullopt;  // overflow gives infinity, underflow what it rounds to
+      return std::nullopt;  // overflow gives infinity, underflow the rounded value
   } else if (errno == ERANGE) {
     return std::nullopt;
   }

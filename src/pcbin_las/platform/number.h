@@ -1,4 +1,4 @@
-// Numbers from text and from other numbers, without undefined cases.
+// Conversions of text and floating-point numbers to numbers, without undefined behaviour.
 #pragma once
 
 #include <cstddef>
@@ -10,24 +10,24 @@
 
 namespace ferrun {
 
-/// Text to number by the rules of std::stoi, std::stoul, std::stof and std::stod: leading white
-/// space is skipped, what follows the number is ignored, integers are decimal. Nothing when there
-/// is no number, when it is out of range, or when it is not finite. A real number too small for its
-/// type is what it rounds to. `end`, when not null, is set to the index of the first character
-/// behind the number and the blanks that follow it.
+/// Converts text by the rules of std::stoi, std::stoul, std::stof and std::stod: leading white
+/// space is skipped, text after the number is ignored, integers are decimal. Nothing when there is
+/// no number, or it is out of range or not finite. A real number too small for its type is rounded.
+/// `end`, when not null, is set to the index of the first character after the number and the blanks
+/// that follow it.
 std::optional<int> toInt(const std::string& text, std::size_t* end = nullptr);
 std::optional<unsigned long> toUnsignedLong(const std::string& text, std::size_t* end = nullptr);
 std::optional<float> toFloat(const std::string& text, std::size_t* end = nullptr);
 std::optional<double> toDouble(const std::string& text, std::size_t* end = nullptr);
 
-/// A real number as an integer of at most 32 bits: truncated toward zero, held at the ends of the
-/// integer's range, and 0 for NaN. The same on every machine, where a bare cast is not.
+/// A real number as an integer of at most 32 bits: truncated toward zero, limited to the integer's
+/// range, and 0 for NaN. The result is the same on every machine; that of a plain cast is not.
 template <class Integer>
 constexpr Integer saturatingTruncate(float value) {
   static_assert(std::is_integral_v<Integer> && sizeof(Integer) <= 4);
   constexpr Integer kLowest = std::numeric_limits<Integer>::lowest();
   constexpr Integer kHighest = std::numeric_limits<Integer>::max();
-  // The highest value need not be a float; one more than it is a power of two, and is.
+  // The highest value may not be a float. The next integer is a power of two and therefore a float.
   constexpr auto kAboveHighest = static_cast<float>(static_cast<std::int64_t>(kHighest) + 1);
   constexpr auto kLow = static_cast<float>(kLowest);
   if (!(value > kLow)) return value == value ? kLowest : Integer{0};

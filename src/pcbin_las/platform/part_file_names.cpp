@@ -23,7 +23,7 @@ const std::string kSuffix = ".part";
 
 constexpr std::size_t kRandomDigits = 16;
 
-/// 16 random hexadecimal digits; empty, with errno set, when the system has none.
+/// 16 random hexadecimal digits; empty, with errno set, on failure.
 std::string randomDigits() {
   std::uint64_t number = 0;
   if (retried([&] { return getrandom(&number, sizeof(number), 0); }) != sizeof(number)) return {};
@@ -35,7 +35,7 @@ bool isRandomDigits(std::string_view text) {
          text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
 }
 
-/// Opens a leftover without waiting and without following a link; -1 when that is not possible.
+/// Opens a leftover without blocking and without following a link; -1 on failure.
 int openLeftover(const std::string& path) {
   constexpr int kFlags = O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
   const int descriptor = retried([&] { return ::open(path.c_str(), O_RDWR | kFlags); });
@@ -43,7 +43,7 @@ int openLeftover(const std::string& path) {
                          : retried([&] { return ::open(path.c_str(), O_RDONLY | kFlags); });
 }
 
-/// Removes a leftover whose lock is free; false when that cannot be found out or done.
+/// Removes a leftover whose lock is free; false when it cannot be locked or removed.
 bool removeLeftover(const std::string& path) {
   const int descriptor = openLeftover(path);
   if (descriptor < 0) return errno == ENOENT;
@@ -51,7 +51,7 @@ bool removeLeftover(const std::string& path) {
   if (retried([&] { return flock(descriptor, LOCK_EX | LOCK_NB); }) == 0)
     done = unlink(path.c_str()) == 0 || errno == ENOENT;
   else
-    done = errno == EWOULDBLOCK;  // its run is at work
+    done = errno == EWOULDBLOCK;  // its run is still active
   ::close(descriptor);
   return done;
 }
@@ -63,9 +63,9 @@ std::string partFilePrefix(const std::string& directory, const std::string& name
   const std::size_t inName = longestName > 0 ? static_cast<std::size_t>(longestName) : NAME_MAX;
   const std::size_t inPath =
       PATH_MAX - 1 - std::min<std::size_t>(directory.size() + 1, PATH_MAX - 1);
-  const std::size_t room = std::min(inName, inPath);
+  const std::size_t available = std::min(inName, inPath);
   const std::size_t rest = 2 + kRandomDigits + kSuffix.size();
-  std::size_t length = std::min(name.size(), room > rest ? room - rest : 0);
+  std::size_t length = std::min(name.size(), available > rest ? available - rest : 0);
   const auto isContinuation = [](char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; };
   while (length > 0 && length < name.size() && isContinuation(name[length])) --length;
   return StrUtil::format(".%s.", name.substr(0, length).c_str());
@@ -92,7 +92,7 @@ void removeLeftovers(const std::string& directory, const std::string& prefix,
   }
   if (!left.empty())
     TRACE_WARNING("removeLeftovers", "directory(%s) holds temporary files that may be in use: %s",
-                  StrUtil::printable(directory).c_str(), StrUtil::printable(left).c_str());
+                  directory.c_str(), left.c_str());
 }
 
 }  // namespace ferrun

@@ -1,10 +1,10 @@
-// Process-wide settings that the program makes once at its start.
+// Process-wide settings for the start of the program.
 #pragma once
 
 namespace ferrun {
 
-/// Opens /dev/null in place of each closed standard stream. Otherwise a file opened later gets the
-/// number of the stream and receives log lines.
+/// Opens /dev/null in place of each closed standard stream. Otherwise a file opened later would get
+/// the descriptor of the stream and receive log lines.
 void secureStandardStreams();
 
 /// Ignores SIGPIPE and SIGXFSZ: a write to a closed pipe or beyond a file-size limit then fails

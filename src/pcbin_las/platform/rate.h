@@ -5,14 +5,14 @@
 
 namespace ferrun {
 
-/// Limits a repeating event to `frequency` times a second; the first event always passes. Use from
-/// one thread.
+/// Limits a repeating event to `frequency` times a second; the first event always passes. Use it
+/// from one thread.
 class Rate {
  public:
   explicit Rate(float frequency) : period_(1.0F / frequency) {}
 
   /// Whether the event may pass now; after true, false until the period has passed. The argument is
-  /// ignored; callers pass 0.
+  /// not used; callers pass 0.
   bool wakeup(float /*unused*/) {
     const Clock::time_point now = Clock::now();
     if (asked_ && now - last_ < period_) return false;

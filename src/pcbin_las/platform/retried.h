@@ -5,7 +5,7 @@
 
 namespace ferrun {
 
-/// The result of a system call, which is repeated while it fails with EINTR.
+/// Repeats a system call while it fails with EINTR; returns its result.
 template <class Call>
 auto retried(Call call) {
   auto result = call();

@@ -3,8 +3,8 @@
 
 namespace ferrun {
 
-/// Access to the one instance of T. The first caller constructs it, exactly once whatever the
-/// threads. It is never destroyed, so that destructors of static objects can still use it.
+/// Access to the one instance of T. The first call constructs it, also when several threads call.
+/// It is never destroyed, so that destructors of static objects can still use it.
 template <class T>
 class Singleton {
  public:

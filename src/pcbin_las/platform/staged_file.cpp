@@ -10,7 +10,6 @@
 #include "pcbin_las/platform/file_path.h"
 #include "pcbin_las/platform/part_file_names.h"
 #include "pcbin_las/platform/retried.h"
-#include "pcbin_las/platform/str_util.h"
 #include "pcbin_las/platform/trace_macros.h"
 
 namespace ferrun {
@@ -20,8 +19,8 @@ constexpr const char* kClassName = "StagedFile";
 }  // namespace
 
 bool StagedFile::fail(const char* action, int error) {
-  TRACE_MEMBER_ERROR(kClassName, "create", "file(%s) cannot be %s: %s!",
-                     StrUtil::printable(target_).c_str(), action, std::strerror(error));
+  TRACE_MEMBER_ERROR(kClassName, "create", "file(%s) cannot be %s: %s!", target_.c_str(), action,
+                     std::strerror(error));
   discard();
   return false;
 }
@@ -33,7 +32,7 @@ bool StagedFile::create(const std::string& target) {
   return true;
 }
 
-/// Follows links and looks at what stands under the name.
+/// Resolves links and checks the target.
 bool StagedFile::checkTarget(const std::string& name) {
   target_ = name;
   if (name.empty()) return fail("written", ENOENT);
@@ -42,7 +41,7 @@ bool StagedFile::checkTarget(const std::string& name) {
     return fail("written", EISDIR);
   if (exists_ && !S_ISREG(targetStatus_.st_mode)) {
     TRACE_MEMBER_ERROR(kClassName, "create", "file(%s) cannot be written: it is no regular file!",
-                       StrUtil::printable(name).c_str());
+                       name.c_str());
     return false;
   }
   std::string path = followLinks(name);
@@ -51,7 +50,7 @@ bool StagedFile::checkTarget(const std::string& name) {
   const bool leadsThere =
       !exists_ || (stat(path.c_str(), &status) == 0 && status.st_dev == targetStatus_.st_dev &&
                    status.st_ino == targetStatus_.st_ino);
-  if (!leadsThere) return fail("written", ENOENT);  // a link to a file that has no name any more
+  if (!leadsThere) return fail("written", ENOENT);  // a link to a file without a name
   if (exists_ && faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0)
     return fail("written", errno);
   target_ = std::move(path);
@@ -60,8 +59,8 @@ bool StagedFile::checkTarget(const std::string& name) {
   return true;
 }
 
-/// Creates and locks the temporary file, under another name when a run that looks for leftovers was
-/// faster than the lock.
+/// Creates and locks the temporary file. If another run that removes leftovers was faster than the
+/// lock, tries another name.
 bool StagedFile::createExclusively() {
   constexpr int kMostTries = 100;
   for (int i = 0; i < kMostTries; ++i) {
@@ -91,7 +90,7 @@ bool StagedFile::createExclusively() {
   return fail("written", EEXIST);
 }
 
-/// Whether the temporary name still leads to the file that was created.
+/// Whether the temporary name still refers to the file that was created.
 bool StagedFile::holdsName() const {
   struct stat own {};
   struct stat named {};
@@ -99,8 +98,8 @@ bool StagedFile::holdsName() const {
          own.st_dev == named.st_dev && own.st_ino == named.st_ino;
 }
 
-/// Gives the temporary file the target's mode, and its owner where that is permitted. False, with
-/// errno set, when the mode cannot be had.
+/// Copies the target's mode to the temporary file, and its owner where permitted. False, with errno
+/// set, when the mode cannot be set.
 bool StagedFile::takeOverMode() const {
   struct stat own {};
   if (fstat(descriptor_, &own) != 0) return false;
@@ -126,7 +125,7 @@ void StagedFile::syncDirectory() const {
       [&] { return ::open((directory_ + "/").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
   if (descriptor < 0 || retried([&] { return fsync(descriptor); }) != 0)
     TRACE_MEMBER_WARNING(kClassName, "publish", "directory(%s) cannot be forced to the disk: %s!",
-                         StrUtil::printable(directory_).c_str(), std::strerror(errno));
+                         directory_.c_str(), std::strerror(errno));
   if (descriptor >= 0) ::close(descriptor);
 }
 
@@ -134,14 +133,14 @@ void StagedFile::discard() {
   if (descriptor_ < 0) return;
   if (unlink(temporary_.c_str()) != 0 && errno != ENOENT)
     TRACE_MEMBER_WARNING(kClassName, "discard", "file(%s) cannot be removed: %s!",
-                         StrUtil::printable(temporary_).c_str(), std::strerror(errno));
+                         temporary_.c_str(), std::strerror(errno));
   close();
 }
 
-/// Gives up the lock and the name.
+/// Releases the lock and the name.
 void StagedFile::close() {
   onStop_.keep();
-  ::close(descriptor_);  // its data are on the disk, or not wanted
+  ::close(descriptor_);  // its data are synced or discarded
   descriptor_ = -1;
   temporary_.clear();
 }

@@ -1,4 +1,4 @@
-// Output files that appear whole under their names, or not at all.
+// Output files that appear complete under their names, or not at all.
 #pragma once
 
 #include <string>
@@ -8,15 +8,15 @@
 
 namespace ferrun {
 
-/// A file that is written under a temporary name and then takes the place of its target.
+/// A file that is written under a temporary name and then replaces its target.
 ///
-/// The temporary file stands beside the target and is named ".NAME.XXXXXXXXXXXXXXXX.part": NAME is
-/// the target's name, cut where the whole would be too long, and the X are random hexadecimal
-/// digits. It is created exclusively and locked with flock(2) while the object holds it. Files of
-/// that form whose lock is free were left by killed runs; create() removes them.
+/// The temporary file is in the directory of the target and is named ".NAME.XXXXXXXXXXXXXXXX.part":
+/// NAME is the target's name, shortened if necessary, and the X are random hexadecimal digits. It
+/// is created exclusively and locked with flock(2). Files with such names whose lock is free were
+/// left by killed runs; create() removes them.
 ///
-/// For use by one thread. Once handleStopSignals() was called, a signal that ends the process
-/// removes the temporary file.
+/// For use by one thread. After handleStopSignals(), a signal that ends the process removes the
+/// temporary file.
 class StagedFile {
  public:
   StagedFile() = default;
@@ -26,20 +26,19 @@ class StagedFile {
   /// Removes a temporary file that was not published.
   ~StagedFile() { discard(); }
 
-  /// Creates the temporary file for `target`. Of a symbolic link, the file that it leads to is the
-  /// target. The temporary file has the target's mode and, where that is permitted, its owner and
+  /// Creates the temporary file for `target`. If that is a symbolic link, the file that it refers
+  /// to is the target. The temporary file has the target's mode and, where permitted, its owner and
   /// group; without a target, those of any new file. False, with an error line and no file left,
-  /// when the target exists but is no regular file or may not be written, or when the file cannot
-  /// be created. A warning names leftovers that cannot be locked or removed.
+  /// when the target exists but is not a regular file or may not be written, or when the file
+  /// cannot be created. A warning names leftovers that cannot be locked or removed.
   bool create(const std::string& target);
 
-  /// The temporary file, to be opened and written by this name; empty when there is none.
+  /// The name of the temporary file, for opening and writing it; empty when there is none.
   const std::string& temporaryName() const { return temporary_; }
 
-  /// Forces the temporary file to the disk, renames it to the target, and forces the directory to
-  /// the disk. False, with an error line, the temporary file removed and the target as it was, when
-  /// the target could not be replaced. A directory that cannot be forced to the disk gives only a
-  /// warning.
+  /// Syncs the temporary file, renames it to the target, and syncs the directory. False, with an
+  /// error line, when the target could not be replaced; the temporary file is then removed and the
+  /// target is unchanged. A directory that cannot be synced gives only a warning.
   bool publish();
 
   /// Removes the temporary file, if there is one.
@@ -54,7 +53,7 @@ class StagedFile {
   void close();
   bool fail(const char* action, int error);
 
-  std::string target_;  ///< links followed
+  std::string target_;  ///< symbolic links resolved
   std::string directory_;
   std::string prefix_;  ///< of the temporary name without the directory: ".NAME."
   std::string temporary_;

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::array kSignals = {SIGINT, SIGTERM, SIGHUP};
 
-/// A path in memory that a signal handler may read at any moment.
+/// A path that a signal handler may read at any time.
 struct Slot {
   std::atomic<bool> taken = false;
   std::atomic<bool> filled = false;  ///< the handler removes the file

@@ -1,4 +1,4 @@
-// What happens when the user or the system stops the process.
+// Removes temporary files when a signal ends the process.
 #pragma once
 
 #include <csignal>
@@ -18,19 +18,19 @@ class RemovedOnStop {
   RemovedOnStop& operator=(const RemovedOnStop&) = delete;
   ~RemovedOnStop() { keep(); }
 
-  /// Names the file, in place of one named before. Beyond 8 objects at a time, and for a path of
-  /// PATH_MAX bytes or more, nothing is done.
+  /// Sets the file, replacing a former one. Does nothing for more than 8 objects at a time or a
+  /// path of PATH_MAX bytes or more.
   void name(const std::string& path);
 
-  /// The signals leave the file alone from now on.
+  /// From now on the signals do not remove the file.
   void keep();
 
  private:
   int slot_ = -1;
 };
 
-/// Holds SIGINT, SIGTERM and SIGHUP back from this thread while it lives. Threads that are started
-/// meanwhile never receive them.
+/// Blocks SIGINT, SIGTERM and SIGHUP in this thread during its lifetime. Threads started meanwhile
+/// never receive them.
 class StopSignalsBlocked {
  public:
   StopSignalsBlocked();

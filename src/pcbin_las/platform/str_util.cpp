@@ -32,20 +32,6 @@ std::string StrUtil::format(const char* format, ...) {
   return text;
 }
 
-std::string StrUtil::printable(const std::string& text) {
-  constexpr std::size_t kLongest = 200;
-  std::string result;
-  for (const char c : text) {
-    if (result.size() >= kLongest) return result + "...";
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte < 0x20 || byte == 0x7F)
-      result += "\\x" + hexView(&c, 1);
-    else
-      result += c;
-  }
-  return result;
-}
-
 std::string StrUtil::hexView(const char* bytes, int count) {
   constexpr char kDigits[] = "0123456789ABCDEF";
   std::string text;

@@ -11,18 +11,15 @@ namespace ferrun {
 
 class PCBIN_API StrUtil {
  public:
-  /// The pieces of `text` between occurrences of `separator`, in order: n occurrences give n + 1
-  /// pieces, without the empty ones when `skipEmpty` is set. An empty separator splits nothing.
+  /// The parts of `text` between occurrences of `separator`, in order: n occurrences give n + 1
+  /// parts, without the empty ones when `skipEmpty` is set. An empty separator does not split.
   static std::vector<std::string> splitString(std::string_view text, std::string_view separator,
                                               bool skipEmpty);
 
-  /// A new string, formatted by the rules of printf.
+  /// A string formatted by the rules of printf.
   [[gnu::format(printf, 1, 2)]] static std::string format(const char* format, ...);
 
-  /// `text` for a message: control bytes as "\x1B", and cut after 200 bytes, with "...".
-  static std::string printable(const std::string& text);
-
-  /// The bytes as pairs of hexadecimal digits with a blank between them: "FF 01 44 00".
+  /// The bytes as pairs of hexadecimal digits separated by blanks: "FF 01 44 00".
   static std::string hexView(const char* bytes, int count);
 };
 

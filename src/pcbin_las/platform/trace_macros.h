@@ -1,6 +1,6 @@
-// The layout of log lines. Every message of the program is printed by one of these macros. They put
-// the level's tag, the time and the origin before the message, escape control bytes, and evaluate
-// no argument of a line that is below the threshold. `format` is a printf string literal.
+// The layout of log lines. These macros print every message of the program. They put the level's
+// tag, the time and the origin before the message and escape control characters. Arguments of a
+// line below the threshold are not evaluated. `format` is a printf string literal.
 //
 //   error, warning in a member function    <E>TIME [CLASS::FUNCTION,LLINE] message
 //   error, warning in a free function      <E>TIME [FUNCTION,LLINE] message

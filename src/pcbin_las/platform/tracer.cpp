@@ -22,7 +22,7 @@ constexpr std::chrono::milliseconds kGatherTime{20};
 constexpr std::size_t kFull = std::size_t{256} << 10;  // bytes of waiting lines
 constexpr std::size_t kShortLine = 1024;               // bytes; longer lines take memory
 
-/// Escapes the text of a line; the colours around a prompt stay.
+/// Escapes the text of a line, except the colours around a prompt.
 std::string escapeLine(std::string_view line) {
   constexpr std::string_view kStart = FERRUN_PROMPT_START;
   constexpr std::string_view kEnd = FERRUN_PROMPT_END;
@@ -76,7 +76,7 @@ void Tracer::stopThread() noexcept {
   wake_.notify_one();
   if (join) thread_.join();
   flush();
-  flush();  // what sinks printed during the first
+  flush();  // lines that sinks printed during the first
 }
 
 void Tracer::setLevel(int threshold) {
@@ -143,7 +143,7 @@ void Tracer::format(Escape escape, const char* format, std::va_list values) noex
 
 void Tracer::append(std::string_view line) {
   std::unique_lock lock(mutex_);
-  pending_.reserve(pending_.size() + line.size() + 1);  // all of the line or nothing
+  pending_.reserve(pending_.size() + line.size() + 1);  // appends the whole line or nothing
   pending_.append(line).append(1, '\n');
   if (pending_.size() >= kFull || !hasThread_) {
     // The printing thread delivers: that costs less than waking another processor.
@@ -160,7 +160,7 @@ void Tracer::flush() noexcept {
   deliver(lock);
 }
 
-/// Hands the lines that wait to the sinks, after those that are being delivered. Unlocks meanwhile.
+/// Delivers the waiting lines to the sinks, after those being delivered. Unlocks meanwhile.
 void Tracer::deliver(std::unique_lock<std::mutex>& lock) noexcept {
   if (isDeliverer()) return;
   delivered_.wait(lock, [this] { return !delivering_; });

@@ -1,4 +1,4 @@
-// The tracing facility: every line that the program prints passes through it.
+// Tracing: delivers log lines to sinks.
 #pragma once
 
 #include <atomic>
@@ -16,20 +16,20 @@
 #include "pcbin_las/platform/api.h"
 #include "pcbin_las/platform/singleton.h"
 
-/// What surrounds the text of a prompt: the tag, then yellow and bold; the reset of both.
+/// Precede and follow the text of a prompt: the tag, then yellow and bold; the reset of both.
 #define FERRUN_PROMPT_START "<C>\033[33m\033[1m"
 #define FERRUN_PROMPT_END "\033[0m"
 
 namespace ferrun {
 
-/// A destination of finished lines.
+/// A destination of log lines.
 class PCBIN_API TracerSink {
  public:
   virtual ~TracerSink() = default;
 
-  /// Takes `size` bytes: one or more whole lines, each with its line break. What cannot be written
-  /// is lost, and so are lines for which it throws. Called by one thread at a time. It may print
-  /// lines itself; these follow later.
+  /// Receives `size` bytes: one or more whole lines, each with its line break. Lines that it cannot
+  /// write, or for which it throws, are lost. Called by one thread at a time. It may print lines
+  /// itself; they are delivered later.
   virtual void write(const char* lines, std::size_t size) = 0;
 };
 
@@ -38,7 +38,7 @@ class PCBIN_API STDSink : public TracerSink {
  public:
   void write(const char* lines, std::size_t size) override;
 
-  /// Whether a write has found that standard output is a pipe or socket without a reader.
+  /// Whether a write failed because standard output is a pipe or socket without a reader.
   static bool readerIsGone() { return readerGone_.load(std::memory_order_relaxed); }
 
  private:
@@ -46,23 +46,23 @@ class PCBIN_API STDSink : public TracerSink {
 };
 
 /// Formats lines and delivers them to its sinks, whole and in the order in which they were printed.
-/// A thread of the tracer delivers them within some 20 ms; a printing thread does so itself when
-/// 256 KiB of lines wait. Any thread may print, and printing never throws. Lines of up to 1023
-/// bytes take no memory after start(); a longer line, or one with bytes to escape, for which there
-/// is no memory is lost.
+/// A thread of the tracer delivers them within about 20 ms; a printing thread delivers them itself
+/// when 256 KiB of lines are waiting. Any thread may print, and printing never throws. Lines of up
+/// to 1023 bytes allocate no memory after start(). A longer line, or one with bytes to escape, is
+/// lost when there is no memory.
 ///
 /// The library prints to Singleton<Tracer>, which is silent until a program adds a sink and calls
 /// start(). It is never destroyed: at process exit it delivers every line, and from then on each
 /// line goes to the sinks at once, in the printing thread. Its sinks must stay usable until the
-/// process ends. After fork() the child keeps the sinks and delivers its lines at once; lines that
-/// waited are delivered by the parent alone.
+/// process ends. After fork() the child keeps the sinks and delivers its lines at once; only the
+/// parent delivers lines that were waiting.
 class PCBIN_API Tracer {
  public:
   Tracer() = default;
   Tracer(const Tracer&) = delete;
   Tracer& operator=(const Tracer&) = delete;
 
-  /// Delivers every line that was printed before.
+  /// Delivers every line printed before.
   ~Tracer();
 
   /// Sets the threshold: lines of a lower level are dropped. 1 by default.
@@ -75,17 +75,17 @@ class PCBIN_API Tracer {
   /// Opens the tracer: lines printed before are dropped, lines printed after reach the sinks.
   void start();
 
-  /// Whether a line of this level would be delivered. Costs one load.
+  /// Whether a line of this level would be delivered.
   bool enabled(int level) const { return level >= gate_.load(std::memory_order_relaxed); }
 
-  /// Prints one line, formatted by the rules of printf; the line break is added here.
+  /// Prints one line, formatted by the rules of printf; adds the line break.
   [[gnu::format(printf, 3, 4)]] void print(int level, const char* format, ...) noexcept;
 
   /// Prints one line like print(), with control bytes and invalid UTF-8 escaped (escape.h) except
   /// for the colours of a prompt.
   [[gnu::format(printf, 3, 4)]] void printEscaped(int level, const char* format, ...) noexcept;
 
-  /// Returns once every line that was printed before is with the sinks. Called by a sink, it
+  /// Returns when every line printed before has been delivered to the sinks. Called by a sink, it
   /// returns at once.
   void flush() noexcept;
 
@@ -107,13 +107,13 @@ class PCBIN_API Tracer {
 
   static constexpr long long kClosed = std::numeric_limits<long long>::max();
 
-  std::atomic<long long> gate_ = kClosed;  ///< the lowest level that passes; kClosed before start()
-  std::mutex mutex_;                       ///< guards what follows down to sinkMutex_
+  std::atomic<long long> gate_ = kClosed;  ///< the lowest level printed; kClosed before start()
+  std::mutex mutex_;                       ///< guards the members down to sinkMutex_
   int threshold_ = 1;
   bool started_ = false;
   std::condition_variable wake_;       ///< the thread waits here
   std::condition_variable delivered_;  ///< delivering_ has become false
-  std::string pending_;                ///< whole lines that wait
+  std::string pending_;                ///< whole lines that are waiting
   std::string lines_;                  ///< lines that are being delivered
   bool delivering_ = false;            ///< lines_ is in use
   std::thread::id deliverer_;          ///< the thread that uses it

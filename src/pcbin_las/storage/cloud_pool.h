@@ -11,17 +11,17 @@
 
 namespace modeling_app {
 
-/// Makes clouds, from those that it made before and nobody else holds any more: touching fresh
-/// pages costs more than decoding. Holds as many clouds as a batch of frames has. Owners may
-/// release clouds in any thread; the pool itself is used by one thread at a time.
+/// Recycles clouds that have no other owner left: touching fresh pages costs more than decoding.
+/// Keeps as many clouds as a batch has frames. Owners may release clouds in any thread; the pool
+/// itself is used by one thread at a time.
 template <class Cloud>
 class CloudPool {
  public:
-  /// A cloud with the defaults of a new one, but for the values and the number of its points. Its
-  /// memory holds `pointCount` points if any recycled memory does. Throws std::bad_alloc.
+  /// A cloud with the defaults of a new one, except for the values and the number of its points. It
+  /// has capacity for `pointCount` points if any recycled cloud has. Throws std::bad_alloc.
   std::shared_ptr<Cloud> take(std::size_t pointCount) {
-    // The smallest free memory that suffices, or else the largest: so that not every cloud of the
-    // pool grows to the size of the largest frame.
+    // The smallest free cloud that is large enough, or else the largest. Otherwise every cloud of
+    // the pool would grow to the size of the largest frame.
     const auto rank = [pointCount](const std::shared_ptr<Cloud>& cloud) {
       if (!cloud || cloud.use_count() > 1) return SIZE_MAX;
       const std::size_t capacity = cloud->points.capacity();
@@ -29,8 +29,8 @@ class CloudPool {
     };
     const auto best = std::ranges::min_element(clouds_, {}, rank);
     if (rank(*best) == SIZE_MAX) return *nextSlot() = std::make_shared<Cloud>();
-    // use_count() reads without a barrier. The copy changes the count, and so orders what follows
-    // after the release by the last owner.
+    // use_count() has no memory barrier. The copy changes the count, which orders the following
+    // accesses after the release by the last owner.
     std::shared_ptr<Cloud> cloud = *best;
     cloud->header = {};
     cloud->is_dense = true;
@@ -39,11 +39,11 @@ class CloudPool {
     return cloud;
   }
 
-  /// Releases the memory that nobody else holds.
+  /// Frees the clouds without another owner.
   void clear() { clouds_ = {}; }
 
  private:
-  /// An empty slot, or else the one that was used the longest time ago.
+  /// An empty slot, or else the least recently filled one.
   auto nextSlot() {
     const auto empty = std::ranges::find(clouds_, nullptr);
     return empty != clouds_.end() ? empty : clouds_.begin() + (next_++ % kSize);

@@ -1,4 +1,4 @@
-// The odometry result that a mapping pipeline hands to the writer.
+// The odometry result that a mapping pipeline passes to the writer.
 #pragma once
 
 #include <array>

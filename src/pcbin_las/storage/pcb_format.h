@@ -1,5 +1,5 @@
-// The pcbin file format in bytes: a 68-byte file header, then frames to the end of the file, each a
-// 48-byte frame header and its point records, without padding. Everything is little-endian.
+// The pcbin file format: a 68-byte file header, then frames to the end of the file. A frame is a
+// 48-byte frame header and its point records. There is no padding; everything is little-endian.
 #pragma once
 
 #include <cstddef>
@@ -10,7 +10,7 @@
 namespace modeling_app {
 
 /// The file header: the first 68 bytes of a file. The counts are zero until the writer closes the
-/// file. Readers report them and read to the end of the file.
+/// file; readers do not rely on them.
 struct [[gnu::packed]] PcbHeader {
   std::uint8_t marker;         ///< offset 0: 0xFF
   std::uint8_t version;        ///< offset 1: 1

@@ -14,11 +14,11 @@ class PCBIN_API PcbReader : public PclBinary {
   ~PcbReader() override;
 
   /// Opens the file at `path`, positioned at its first frame. False, with an error line, when there
-  /// is no such file, it cannot be opened, it is no pcbin file, or there is no memory. A file whose
-  /// header was rejected stays open until close(). `newBufferSize` is recorded only.
+  /// is no such file, it cannot be opened, it is not a pcbin file, or there is no memory. A file
+  /// whose header was rejected stays open until close(). `newBufferSize` has no effect.
   bool open(const std::string& path, unsigned newBufferSize) override;
 
-  /// Closes the file, after a read call of another thread has returned. The reader may be opened
+  /// Closes the file, after read calls of other threads have returned. The reader may be opened
   /// again.
   void close() override;
 

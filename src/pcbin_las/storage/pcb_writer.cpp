@@ -72,7 +72,7 @@ bool PcbWriter::openFile(const std::string& path, unsigned newBufferSize) {
 }
 
 void PcbWriter::close() {
-  taskQueue->runHere();  // a shared queue that was never initialised has no other thread
+  taskQueue->runHere();  // a shared queue without init() has no worker
   for (int waiting = taskQueue->size(); waiting > 0; waiting = taskQueue->size()) {
     TRACE_MEMBER_WARNING(className.c_str(), "close", "wait write tasks: %d", waiting);
     ferrun::Thread::msleep(kPollMilliseconds);
@@ -112,7 +112,7 @@ void PcbWriter::recordWriteError() {
   if (writeError == 0) writeError = file->writeError();
 }
 
-/// One closing line when a write has failed.
+/// Prints one line when a write has failed.
 void PcbWriter::reportFailure(std::uint64_t handedFrames, std::uint64_t handedPoints) {
   if (writeError == 0) return;
   TRACE_MEMBER_ERROR(className.c_str(), "close",

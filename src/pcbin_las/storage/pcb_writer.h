@@ -10,7 +10,7 @@
 
 namespace modeling_app {
 
-/// How much of what was handed to a writer is on disk.
+/// What a writer has written to disk.
 struct PCBIN_API WriteStatus {
   int error = 0;             ///< errno of the first write that failed since open(), 0 when none has
   std::uint64_t frames = 0;  ///< whole frames on disk
@@ -22,18 +22,18 @@ struct PCBIN_API WriteStatus {
   std::string reason() const;
 };
 
-/// Creates a pcbin file and appends the frames that writePcl() queues. After a kill, the frames
-/// whose tasks have ended can be read. A pipeline should ask writeStatus() after close(): neither
-/// writePcl() nor the header's counts tell of a full disk, and the log lines that do are silent
-/// until a tracer is started (platform/tracer.h).
+/// Creates a pcbin file and appends the frames that writePcl() queues. If the process is killed,
+/// the frames whose tasks have ended can be read. A pipeline should call writeStatus() after
+/// close(): neither the result of writePcl() nor the counts show that the disk was full, and log
+/// lines are printed only once a tracer is started (platform/tracer.h).
 ///
-/// A write to a pipe without a reader, and one beyond a limit of the file size, end the process by
-/// SIGPIPE or SIGXFSZ unless the caller ignores these signals; ignored, they are failed writes. A
-/// child process made by fork() must not use or destroy a writer of its parent.
+/// A write to a pipe without a reader, or beyond a limit of the file size, ends the process by
+/// SIGPIPE or SIGXFSZ unless the caller ignores these signals; the write then fails instead. After
+/// fork() the child must not use or destroy a writer of its parent.
 class PCBIN_API PcbWriter : public PclBinary {
  public:
-  /// A writer whose frames go through `queue`, which needs one worker to keep their order, or,
-  /// when that is null, through a queue of its own. Throws std::bad_alloc.
+  /// Uses `queue`, which must have one worker to keep the order of the frames, or a queue of its
+  /// own when that is null. Throws std::bad_alloc.
   explicit PcbWriter(std::shared_ptr<ferrun::AsyncTaskQueue> queue = nullptr);
 
   /// Closes the file.
@@ -44,14 +44,14 @@ class PCBIN_API PcbWriter : public PclBinary {
   /// file cannot be created, its header cannot be written, or there is no memory.
   bool open(const std::string& path, unsigned newBufferSize) override;
 
-  /// Waits until the queue is empty (also of other writers' tasks, when it is shared), asking every
-  /// 5 seconds with a warning each time; writes the header with the final counts and closes the
-  /// file. Call it when totalFrames() has reached the frames handed over to avoid the 5 seconds.
-  /// The writer may be opened again.
+  /// Waits until the queue is empty, also of the tasks of other writers if it is shared; then
+  /// writes the header with the final counts and closes the file. While tasks are queued it checks
+  /// every 5 seconds and prints a warning each time. To avoid that, wait until totalFrames() equals
+  /// the number of frames queued. The writer may be opened again.
   void close() override;
 
-  /// What is on disk. Any thread may ask at any time; after close() it tells of the file that was
-  /// closed.
+  /// What is on disk; after close(), of the file that was closed. Any thread may call it at any
+  /// time.
   WriteStatus writeStatus() const;
 
  private:

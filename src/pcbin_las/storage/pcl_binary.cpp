@@ -17,7 +17,7 @@ void PclBinary::setCounts(std::uint64_t newFrames, std::uint64_t newPoints) {
   header->points = newPoints;
 }
 
-/// Releases what reading holds.
+/// Releases the resources of reading.
 void PclBinary::forgetFrames() {
   nextFrame.reset();
   chunk = {};

@@ -20,20 +20,20 @@
 
 namespace modeling_app {
 
-/// Why a read call returned, the worse the later.
+/// Why a read call returned; later values are worse.
 enum class ReadEnd {
-  kComplete,   ///< the frames asked for were read, or their clouds would pass 1 GiB together
-  kEndOfFile,  ///< the data end after a whole frame, or no file is open
-  kDamage,     ///< the next frame is cut or of another kind
+  kComplete,   ///< all frames were read, or their clouds would exceed 1 GiB together
+  kEndOfFile,  ///< the file ends after a whole frame, or no file is open
+  kDamage,     ///< the next frame is cut off or of another kind
   kReadError,  ///< the system reported an error
   kNoMemory,   ///< the next frame does not fit into memory
 };
 
-/// What PclBinary::passPclRGB() has passed over.
+/// The result of PclBinary::passPclRGB().
 struct PassedFrames {
   enum class Stop {
     kWantedFrame,  ///< the next frame holds a wanted point
-    kFrameCount,   ///< the most frames were passed
+    kFrameCount,   ///< the maximum number of frames was passed
     kEnd,          ///< the end of the file, or damage
   };
 
@@ -42,11 +42,11 @@ struct PassedFrames {
   Stop stop = Stop::kEnd;
 };
 
-/// A pcbin file that is read (PcbReader) or written (PcbWriter), frame after frame. An operation
-/// that fails prints one error line. Only constructors throw (std::bad_alloc).
+/// A pcbin file that is read (PcbReader) or written (PcbWriter) frame by frame. An operation that
+/// fails prints one error line. Only constructors throw (std::bad_alloc).
 ///
-/// One thread opens and closes an object. In between, several threads may read, or several may
-/// write; each read call and each written frame is whole.
+/// One thread opens and closes an object. In between, several threads may read or several may
+/// write; read calls and written frames are not interleaved.
 class PCBIN_API PclBinary {
  public:
   static constexpr std::uint32_t kBufferSize = 4194304;  ///< bytes; usual argument of open()
@@ -58,26 +58,27 @@ class PCBIN_API PclBinary {
   virtual ~PclBinary() = default;
 
   /// Opens the file at `path`; `newBufferSize` is the size of a writer's buffer in bytes. True when
-  /// frames can be read or written, also when a file is open already; that file then stays open.
+  /// frames can be read or written. If a file is already open, it stays open and the result is
+  /// true.
   virtual bool open(const std::string& path, unsigned newBufferSize) = 0;
   virtual void close() = 0;
 
-  /// The next frames, at most `count`, which must be lidar frames (readPcl) or coloured frames
-  /// (readPclRGB). Fewer when the file ends (no line is printed), when it is damaged or cannot be
-  /// read, when memory runs out (an error line), and before the clouds would pass 1 GiB together.
-  /// The frames before are returned in each case; lastReadEnd() tells which it was. A frame that
-  /// did not fit into memory is the next one again, unless the file is a pipe or a device.
+  /// Reads the next frames, at most `count`, which must be lidar frames (readPcl) or coloured
+  /// frames (readPclRGB). Returns fewer when the file ends (without a line); when it is damaged or
+  /// cannot be read, or memory runs out (with an error line); and before the clouds would exceed 1
+  /// GiB together. lastReadEnd() returns the reason. A frame that did not fit into memory can be
+  /// read by the next call, unless the file is a pipe or a device.
   virtual PclFrames readPcl(unsigned count);
   virtual PclRGBFrames readPclRGB(unsigned count);
 
-  /// Queues a frame for writing and returns at once; the queue's worker writes it later. Neither
-  /// the frame nor its cloud may be changed until close() has returned. True when the frame was
-  /// queued, which does not tell whether it reaches the disk (PcbWriter::writeStatus() does). False
-  /// when it was refused: no file is open for writing, there is no frame, no cloud or no memory, or
-  /// there are more points than a frame can hold. Must not be called during or after close().
+  /// Queues a frame and returns at once; the queue's worker writes it later. Do not change the
+  /// frame or its cloud until close() has returned. True when the frame was queued; whether it
+  /// reaches the disk, PcbWriter::writeStatus() tells. False when no file is open for writing, the
+  /// frame or its cloud is null, memory ran out, or the cloud has more points than a frame can
+  /// hold. Must not be called during or after close().
   ///
   /// The backlog of queued frames has no bound: frames stay in memory until they are written. One
-  /// warning is printed when the points of the queued frames pass kBacklogWarning bytes.
+  /// warning is printed when their points exceed kBacklogWarning bytes.
   ///
   /// Write either lidar frames (the first two) or coloured frames to a file: a reader stops at a
   /// frame of the other kind. A coloured frame's time stamp is the time of this call.
@@ -87,16 +88,16 @@ class PCBIN_API PclBinary {
 
   static constexpr std::uint64_t kBacklogWarning = std::uint64_t{1} << 30;  ///< bytes of points
 
-  /// Passes over whole coloured frames, at most `mostFrames`, while they hold only points that are
-  /// not wanted, which are the next `pointsNotWanted` points. Prints the lines that readPclRGB()
-  /// would print for these frames. Does not read the points of a regular file.
+  /// Skips whole coloured frames, at most `mostFrames`, as long as all of their points are among
+  /// the next `pointsNotWanted` points. Prints the lines that readPclRGB() would print for these
+  /// frames. Does not read the points of a regular file.
   PassedFrames passPclRGB(unsigned mostFrames, std::uint64_t pointsNotWanted);
 
   /// Why the last call of readPcl() or readPclRGB() returned.
   ReadEnd lastReadEnd() const { return readEnd; }
 
   /// The counts of the header, modulo 2^32; of a writer, those of the frames whose tasks have
-  /// ended. 0 when no file is open. Any thread may call these, but not during open() or close().
+  /// ended. 0 when no file is open. Any thread may call them, but not during open() or close().
   unsigned totalFrames() const;
   unsigned totalPoints() const;
 
@@ -113,7 +114,7 @@ class PCBIN_API PclBinary {
   std::shared_ptr<ferrun::AsyncTaskQueue> taskQueue;  ///< of write tasks; null in a reader
   std::shared_ptr<PcbHeader> header;                  ///< null while no file is open
   std::string fileName;                               ///< of the file last opened
-  std::mutex mutex;  ///< held for a read call, for a write task and by close()
+  std::mutex mutex;                        ///< locked during a read call, a write task and close()
   std::uint32_t bufferSize = kBufferSize;  ///< bytes, as given to open()
   std::uint32_t frameCounter = 0;          ///< index of the next frame written
   std::shared_ptr<ferrun::File> file;      ///< created by the first open() and kept

@@ -1,4 +1,4 @@
-// The reading half of PclBinary.
+// PclBinary: reading.
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -19,8 +19,8 @@ constexpr std::size_t kChunkSize = std::size_t{256}
                                    << 10;  // bytes that stay in the processor's cache
 constexpr std::uint64_t kMostBatchBytes = std::uint64_t{1} << 30;
 
-/// Reads a point block from `file` in chunks. `takeBytes` is given the bytes read and not yet
-/// taken, and returns how many of them it takes; the rest, less than a record, precedes the next
+/// Reads a point block from `file` in chunks. `takeBytes` receives the bytes that it has not
+/// consumed yet and returns how many it consumes; the rest, less than a record, precedes the next
 /// bytes.
 template <class TakeBytes>
 class BlockReader {
@@ -51,7 +51,7 @@ class BlockReader {
   ferrun::File& file_;
   std::vector<char>& chunk_;
   TakeBytes takeBytes_;
-  std::size_t left_ = 0;  ///< bytes at the start of chunk_ that are not yet taken
+  std::size_t left_ = 0;  ///< bytes at the start of chunk_ that are not yet consumed
 };
 
 /// Decodes the whole records of consecutive bytes into the points of a cloud, which grows as
@@ -95,7 +95,7 @@ Frames PclBinary::readFrames(unsigned count, const char* function, ReadFrame rea
       blockStart = file->pos();
       bytes += std::uint64_t{nextFrame->pointCount} * sizeof(Point);
       if (bytes > kMostBatchBytes && !result.empty() && fileHoldsBlock()) break;
-      result.reserve(result.size() + 1);  // no frame that was read gets lost
+      result.reserve(result.size() + 1);  // a later failure must not lose a frame that was read
       auto frame = readFrame();
       nextFrame.reset();
       if (!frame) break;
@@ -107,7 +107,7 @@ Frames PclBinary::readFrames(unsigned count, const char* function, ReadFrame rea
   return result;
 }
 
-/// Whether the file is known to hold the whole point block that follows.
+/// Whether the file is known to contain the whole point block that follows.
 bool PclBinary::fileHoldsBlock() const {
   const std::int64_t recordSize =
       nextFrame->format == kIrtFormat ? sizeof(IrtPointRecord) : sizeof(RgbPointRecord);
@@ -120,8 +120,8 @@ bool PclBinary::stopReading(ReadEnd end) {
   return false;
 }
 
-/// After a failed allocation: the frame whose block begins at `blockStart` is the next one again
-/// where the file can be sought.
+/// After a failed allocation: if the file can be sought, the frame whose block begins at
+/// `blockStart` becomes the next one again.
 void PclBinary::reportNoMemory(const char* function, std::int64_t blockStart) {
   readEnd = ReadEnd::kNoMemory;
   const unsigned pointCount = nextFrame ? nextFrame->pointCount : 0;
@@ -133,8 +133,8 @@ void PclBinary::reportNoMemory(const char* function, std::int64_t blockStart) {
     nextFrame.reset();
 }
 
-/// Reads the next frame header unless it has been read already. False at the end of the file,
-/// without a line, and for a header that is cut, with one.
+/// Reads the next frame header unless it was read before. False at the end of the file, and with a
+/// line for a header that is cut off.
 bool PclBinary::haveFrameHeader(const char* function) {
   if (nextFrame) return true;
   PcbFrameHeader frameHeader{};
@@ -169,8 +169,8 @@ bool PclBinary::haveRgbHeader() {
   return stopReading(ReadEnd::kDamage);
 }
 
-/// A cloud for the points of the next frame. It has memory for all of them if the file holds them;
-/// for a count that the file does not back it grows with the data.
+/// A cloud for the points of the next frame. Reserves memory for all of them if the file contains
+/// them; otherwise the cloud grows with the data.
 template <class Cloud>
 std::shared_ptr<Cloud> PclBinary::newCloud(CloudPool<Cloud>& pool) {
   const std::size_t pointCount = nextFrame->pointCount;
@@ -189,7 +189,7 @@ std::shared_ptr<Cloud> PclBinary::newCloud(CloudPool<Cloud>& pool) {
 std::shared_ptr<PclFrame> PclBinary::readIrtFrame() {
   if (!haveIrtHeader()) return nullptr;
   const PcbFrameHeader& frameHeader = *nextFrame;
-  std::array<float, 4> q;  // copies, since a packed field has no reference
+  std::array<float, 4> q;  // copies: packed fields cannot be referenced
   std::array<float, 3> t;
   std::memcpy(q.data(), frameHeader.rotation, sizeof(q));
   std::memcpy(t.data(), frameHeader.translation, sizeof(t));
@@ -207,7 +207,7 @@ std::shared_ptr<PclFrame> PclBinary::readIrtFrame() {
     if (length == static_cast<std::int64_t>(size)) return frame;
   }
   stopReading(ReadEnd::kDamage);
-  if (length < 1 && size <= kLargestIrtBlock) return nullptr;  // the data end here
+  if (length < 1 && size <= kLargestIrtBlock) return nullptr;  // the file ends here
   TRACE_MEMBER_ERROR(name.c_str(), "readPcl",
                      "file(%s) read msg data error, len: %lld, chunk size: %llu, pointnums: %u!",
                      fileName.c_str(), static_cast<long long>(length),
@@ -223,7 +223,7 @@ std::shared_ptr<PclRGBFrame> PclBinary::readRgbFrame() {
   return readRgbBlock(decoderInto<RgbPointRecord>(*frame->cloud)) ? frame : nullptr;
 }
 
-/// Reads the point block of a coloured frame; false, with its lines, when it is cut.
+/// Reads the point block of a coloured frame; false, with its lines, when it is cut off.
 template <class TakeBytes>
 bool PclBinary::readRgbBlock(TakeBytes takeBytes) {
   const std::uint64_t size = std::uint64_t{nextFrame->pointCount} * sizeof(RgbPointRecord);

@@ -1,4 +1,4 @@
-// The writing half of PclBinary: frames wait on the queue and are appended by its worker.
+// PclBinary: writing. Frames are queued; the queue's worker appends them to the file.
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -74,7 +74,7 @@ bool PclBinary::queueTask(std::uint64_t bytes, WriteFrame writeFrame) {
   return true;
 }
 
-/// Prints one warning after open() when the queued frames take much memory.
+/// Prints one warning per file when the queued frames take much memory.
 void PclBinary::reportBacklog(std::uint64_t bytes) {
   if (bytes <= kBacklogWarning || backlogReported.exchange(true)) return;
   TRACE_MEMBER_WARNING(name.c_str(), "writePcl",
@@ -119,7 +119,7 @@ void PclBinary::beginFrame(PcbFrameHeader& frameHeader, std::size_t pointCount) 
   ferrun::writeImage(*file, frameHeader);
 }
 
-/// Counts a frame, and hands all of it to the system: after a kill the file still holds it.
+/// Counts a frame and flushes it: if the process is killed, the file still contains the frame.
 void PclBinary::endFrame(std::size_t pointCount) {
   file->flush();
   if (file->writeError() == 0) {

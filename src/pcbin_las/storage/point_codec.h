@@ -1,5 +1,5 @@
-// Encoding of points as the records of a pcbin file, and decoding. A point that is encoded and
-// decoded again is unchanged, except for an intensity that is no integer from 0 to 65535.
+// Encoding of points as the records of a pcbin file, and decoding. Encoding and decoding preserves
+// a point, except for an intensity that is not an integer from 0 to 65535.
 #pragma once
 
 #include <cstdint>

@@ -38,8 +38,8 @@ namespace norvo {
     return Eigen::Map<const Eigen::Array4f, Eigen::Aligned16>(data);  \
   }
 
-/// One point of a lidar frame, in the layout of PCL's point types: 16-byte aligned, the coordinates
-/// in a group of four floats.
+/// One point of a lidar frame, with the layout of PCL's point types: 16-byte aligned, the
+/// coordinates in a group of four floats.
 struct alignas(16) PointIRT {
   union {
     float data[4] = {0, 0, 0, 1};
@@ -53,7 +53,7 @@ struct alignas(16) PointIRT {
 };
 static_assert(sizeof(PointIRT) == 32 && offsetof(PointIRT, timestamp) == 24);
 
-/// One coloured point, in the same layout; the colour is PCL's packed word, blue in the lowest
+/// One coloured point, with the same layout; the colour is PCL's packed word, blue in the lowest
 /// byte.
 struct alignas(16) PointRGBIST {
   union {
@@ -65,13 +65,13 @@ struct alignas(16) PointRGBIST {
   union {
     struct {
       std::uint8_t b, g, r;
-      std::uint8_t a;  ///< carried through files, used by nobody
+      std::uint8_t a;  ///< stored, not used
     };
     std::uint32_t rgba = 0;
   };
-  float intensity = 0;        ///< stored as an integer of 16 bits
+  float intensity = 0;        ///< stored as a 16-bit integer
   double timestamp = 0;       ///< seconds; becomes the LAS GPS time
-  std::uint32_t sweepid = 0;  ///< the sweep that the point belongs to; picks its pose
+  std::uint32_t sweepid = 0;  ///< of the sweep that the point belongs to; selects its pose
   PCBIN_ADD_EIGEN_MAPS
 };
 static_assert(sizeof(PointRGBIST) == 48 && offsetof(PointRGBIST, rgba) == 16 &&
