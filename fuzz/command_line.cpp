@@ -34,6 +34,7 @@ void checkValue(const std::string& value) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   auto words = ferrun::StrUtil::splitString("pcbin_las\n" + fuzz::text(data, size), "\n", false);
   std::vector<char*> argv;
+  argv.reserve(words.size());
   for (std::string& word : words) argv.push_back(word.data());
   ferrun::ArgOption options;
   const bool parsed = options.parseArgs(static_cast<int>(argv.size()), argv.data());

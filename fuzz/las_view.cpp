@@ -9,7 +9,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   unsigned range[2];
   if (size < 1 + sizeof(range)) return 0;
-  g_verbose = static_cast<std::int8_t>(data[0]);
+  g_verbose = data[0] < 128 ? data[0] : data[0] - 256;
   std::memcpy(range, data + 1, sizeof(range));
   fuzz::discardLines();
   las_view(fuzz::inputFile(fuzz::text(data + 9, size - 9)), range[0], range[1]);

@@ -139,6 +139,7 @@ TEST(PcbReader, GivesEachFrameToOneOfSeveralThreads) {
   OpenReader reader(test::rgbFile(kFrames, 5));
   std::vector<std::atomic<int>> seen(kFrames);
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int k = 0; k < 4; ++k)
     threads.emplace_back([&] {
       unsigned last = 0;

@@ -46,7 +46,8 @@ DateTime::Text DateTime::text() const {
     return text;
   }
   // Not snprintf(): it would take half of the time of a log line.
-  std::strcpy(text.data(), "0000-00-00 00:00:00.000");
+  constexpr char kPattern[] = "0000-00-00 00:00:00.000";
+  std::memcpy(text.data(), kPattern, sizeof(kPattern));
   writeDigits(&text[0], year, 4);
   writeDigits(&text[5], month, 2);
   writeDigits(&text[8], day, 2);

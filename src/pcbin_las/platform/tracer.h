@@ -94,7 +94,8 @@ class PCBIN_API Tracer {
 
   enum class Escape { kNo, kYes };
 
-  void format(Escape escape, const char* format, std::va_list values) noexcept;
+  [[gnu::format(printf, 3, 0)]] void format(Escape escape, const char* format,
+                                            std::va_list values) noexcept;
   void append(std::string_view line);
   void deliver(std::unique_lock<std::mutex>& lock) noexcept;
   bool isDeliverer() const;
