@@ -150,7 +150,7 @@ BatchStatus batch_convert(const Conversion& wanted, const BatchOutputs& namedOut
   if (!hasNameClash(wanted, outputs))
     outcome.status = convertOrExplain(wanted, outcome.result, sink.progressBar());
   if (outcome.status != kNothingWritten && !outputs.picturePath.empty() &&
-      !picture::draw(wanted.lasPath, outputs.picturePath, outputs.zoom))
+      !picture::draw(wanted.lasPath, outputs.picturePath, {.zoom = outputs.zoom}))
     outcome.status = kSomethingMissing;
   ferrun::Tracer* const tracer = ferrun::Singleton<ferrun::Tracer>::getInstance();
   tracer->flush();

@@ -118,7 +118,7 @@ int viewLas(const ArgOption& options) {
   const int status = view(options, "r", las_view);
   if (status != 0 || options.hasOption("picture") <= 0) return status;
   ferrun::handleStopSignals();
-  return picture::draw(options["r"][0], options["picture"][0], zoom) ? 0 : 1;
+  return picture::draw(options["r"][0], options["picture"][0], {.zoom = zoom}) ? 0 : 1;
 }
 
 /// Prints the exception that ended the run; needs no memory if there is none.

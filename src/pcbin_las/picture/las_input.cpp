@@ -56,40 +56,47 @@ bool LasInput::takeHeader(const LasHeader& header, std::int64_t fileSize) {
   return false;
 }
 
-void LasInput::seek(std::uint64_t index) {
-  next_ = index;
-  file_.seek(static_cast<std::int64_t>(pointDataOffset_ + index * sizeof(LasPointRecord)));
+bool LasInput::passAll(const TakePoints& take) {
+  return pass(0, count_, take);
 }
 
-std::span<const LasPointRecord> LasInput::read() {
-  block_.resize(std::min(kBlockRecords, count_));
-  const std::uint64_t wanted = std::min<std::uint64_t>(block_.size(), count_ - next_);
-  const auto size = static_cast<int>(wanted * sizeof(LasPointRecord));
-  if (!ok_ || file_.readData(reinterpret_cast<char*>(block_.data()), size) != size) {
-    if (ok_) TRACE_ERROR("picture", "las file(%s) read error!", path_.c_str());
-    ok_ = false;
-    return {};
+bool LasInput::passSome(const TakePoints& take) {
+  constexpr std::uint64_t kMost = std::uint64_t{1} << 23;
+  constexpr std::uint64_t kBlocks = 256;
+  constexpr std::uint64_t kBlockSize = 1024;
+  if (count_ <= kMost) return passAll(take);
+  for (std::uint64_t i = 0; i < kBlocks; ++i) {
+    const std::uint64_t begin = i * (count_ - kBlockSize) / (kBlocks - 1);
+    if (!pass(begin, begin + kBlockSize, take)) return false;
   }
-  next_ += wanted;
-  return {block_.data(), wanted};
+  return true;
 }
 
-std::vector<Position> LasInput::sample() {
-  const std::uint64_t blockSize = std::min(kBlockRecords, count_);
-  const std::uint64_t blocks =
-      std::min(kSampleBlocks, (count_ + kBlockRecords - 1) / kBlockRecords);
-  const std::uint64_t stride = (blocks * blockSize + kSampleSize - 1) / kSampleSize;
-  std::vector<Position> positions;
-  positions.reserve(kSampleSize);
-  for (std::uint64_t block = 0; block < blocks; ++block) {
-    seek(blocks > 1 ? block * (count_ - blockSize) / (blocks - 1) : 0);
-    const auto records = read();
-    for (std::uint64_t i = 0; i < records.size(); i += stride) {
-      const LasPointRecord record = records[i];
-      positions.push_back({axes_[0](record.x), axes_[1](record.y), axes_[2](record.z)});
+bool LasInput::pass(std::uint64_t begin, std::uint64_t end, const TakePoints& take) {
+  constexpr std::uint64_t kBlockRecords = 1U << 13;
+  block_.resize(kBlockRecords);
+  file_.seek(static_cast<std::int64_t>(pointDataOffset_ + begin * sizeof(LasPointRecord)));
+  std::array<MapPoint, 256> points;
+  while (begin < end) {
+    const std::uint64_t wanted = std::min(kBlockRecords, end - begin);
+    const auto size = static_cast<int>(wanted * sizeof(LasPointRecord));
+    if (file_.readData(reinterpret_cast<char*>(block_.data()), size) != size) {
+      TRACE_ERROR("picture", "las file(%s) read error!", path_.c_str());
+      return false;
+    }
+    begin += wanted;
+    for (std::size_t i = 0; i < wanted;) {
+      std::size_t n = 0;
+      for (; n < points.size() && i < wanted; ++n, ++i) {
+        const LasPointRecord& r = block_[i];
+        points[n] = {{r.x * axes_[0].factor + axes_[0].shift, r.y * axes_[1].factor + axes_[1].shift,
+                      r.z * axes_[2].factor + axes_[2].shift},
+                     {r.red, r.green, r.blue}};
+      }
+      take(std::span(points).first(n));
     }
   }
-  return positions;
+  return true;
 }
 
 }  // namespace picture

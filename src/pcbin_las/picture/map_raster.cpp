@@ -1,159 +1,120 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/picture/map_raster.h"
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace picture {
 namespace {
 
-constexpr int kHeightBit = 48;
-constexpr std::uint64_t kColourMask = (std::uint64_t{1} << kHeightBit) - 1;
+constexpr double kInfinite = std::numeric_limits<double>::infinity();
+constexpr int kLowestUnit = 1 << Layer::kStepBits;  // so that only an empty layer has step 0
+constexpr int kHighestUnit = 65535;
 
-/// `outer` after `inner`.
-Linear chain(const Linear& outer, const Linear& inner) {
-  return {outer.factor * inner.factor, outer(inner.shift)};
-}
-
-/// Written so that NaN becomes 1.
-int heightStep(double value) {
-  if (!(value > 1)) return 1;
-  return value < 65535 ? static_cast<int>(value) : 65535;
+void include(Range& range, double value) {
+  range = {std::min(range.low, value), std::max(range.high, value)};
 }
 
 }  // namespace
 
-Colour heightColour(double part) {
-  static constexpr double kStops[][3] = {
-      {46, 64, 120}, {42, 134, 148}, {110, 176, 98}, {232, 200, 92}, {245, 240, 225}};
-  constexpr int kSteps = static_cast<int>(std::size(kStops)) - 1;
-  const double position = std::clamp(part, 0.0, 1.0) * kSteps;
-  const int stop = std::min(static_cast<int>(position), kSteps - 1);
-  Colour colour{};
+void Cell::add(std::uint16_t height, const std::array<std::uint8_t, 3>& colour) {
+  const int step = height >> Layer::kStepBits;
+  if (step > top.step()) {
+    below = top;
+    top = {};
+  } else if (step < top.step() && step > below.step()) {
+    below = {};
+  } else if (step < below.step()) {
+    return;
+  }
+  Layer& layer = step < top.step() ? below : top;
+  if (layer.count == 256) {
+    layer.count /= 2;
+    for (std::uint16_t& sum : layer.sums) sum /= 2;
+  }
+  layer.height = std::max(layer.height, height);
+  ++layer.count;
   for (std::size_t i = 0; i < colour.size(); ++i)
-    colour[i] = static_cast<std::uint8_t>(
-        std::lround(std::lerp(kStops[stop][i], kStops[stop + 1][i], position - stop)));
-  return colour;
+    layer.sums[i] = static_cast<std::uint16_t>(layer.sums[i] + colour[i]);
 }
 
-MapRaster::MapRaster(const MapView& view, const LasInput& input)
+MapRaster::MapRaster(const MapView& view, bool wideColours)
     : view_(view),
-      column_(chain({1 / view.pixelSize, -view.left / view.pixelSize}, input.axis(0))),
-      row_(chain({-1 / view.pixelSize, view.top / view.pixelSize}, input.axis(1))),
-      cells_(static_cast<std::size_t>(view.width) * static_cast<std::size_t>(view.height)) {
-  const double steps = 65534 / std::max(view.heights.size(), 1e-9);
-  height_ = chain({steps, 1 - view.heights.low * steps}, input.axis(2));
+      wideColours_(wideColours),
+      heights_{kInfinite, -kInfinite},
+      leftOut_{.x = {kInfinite, -kInfinite}, .y = {kInfinite, -kInfinite}},
+      cells_(static_cast<std::size_t>(view.columns) * static_cast<std::size_t>(view.rows)) {
+  constexpr int kUnits = kHighestUnit - kLowestUnit;
+  unit_ = std::max(view.smallHeight / (1 << Layer::kStepBits), view.heights.size() * 1.25 / kUnits);
+  const double middle = (view.heights.low + view.heights.high) / 2;
+  lowest_ = middle - unit_ * (kLowestUnit + kUnits / 2);
 }
 
-void MapRaster::add(std::span<const pontra::LasPointRecord> records) {
-  for (; records.size() > kBatch; records = records.subspan(kBatch))
-    addBatch(records.first(kBatch));
-  addBatch(records);
+void MapRaster::add(std::span<const MapPoint> points) {
+  for (; points.size() > kBatch; points = points.subspan(kBatch)) addBatch(points.first(kBatch));
+  addBatch(points);
+}
+
+/// Points above and below the heights of the view get those of its ends.
+std::uint16_t MapRaster::heightUnits(double z) const {
+  const double units = (z - lowest_) / unit_;
+  if (!(units > kLowestUnit)) return kLowestUnit;
+  return static_cast<std::uint16_t>(units < kHighestUnit ? units : kHighestUnit);
 }
 
 /// Computes all cell indices before it accesses a cell, so that the memory accesses overlap: this
 /// halves the time for points in random order.
-void MapRaster::addBatch(std::span<const pontra::LasPointRecord> records) {
-  std::array<int, kBatch> indices;
-  std::array<Cell, kBatch> values;
-  std::size_t count = 0;
-  std::uint64_t colourBits = 0;
-  for (const pontra::LasPointRecord& record : records) {
-    const std::uint64_t colour =
-        record.red | std::uint64_t{record.green} << 16 | std::uint64_t{record.blue} << 32;
-    colourBits |= colour;
-    const double column = column_(record.x);
-    const double row = row_(record.y);
-    if (!(column >= 0 && column < view_.width && row >= 0 && row < view_.height)) continue;
-    indices[count] = static_cast<int>(row) * view_.width + static_cast<int>(column);
-    __builtin_prefetch(&cells_[static_cast<std::size_t>(indices[count])], 1);
-    values[count++] = static_cast<Cell>(heightStep(height_(record.z))) << kHeightBit | colour;
-  }
-  for (std::size_t i = 0; i < count; ++i) {
-    Cell& cell = cells_[static_cast<std::size_t>(indices[i])];
-    cell = std::max(cell, values[i]);
-  }
-  count_ += count;
-  colourBits_ |= colourBits;
-}
-
-/// The mean distance in pixels between neighbouring filled cells, in parts of the map that have
-/// any.
-double MapRaster::spacing() const {
-  constexpr std::size_t kTile = 16;  // pixels
-  const auto width = static_cast<std::size_t>(view_.width);
-  const std::size_t tilesAcross = width / kTile + 1;
-  std::vector<bool> tiles(tilesAcross * (static_cast<std::size_t>(view_.height) / kTile + 1));
-  std::size_t filled = 0;
-  for (std::size_t i = 0; i < cells_.size(); ++i) {
-    if (cells_[i] == 0) continue;
-    ++filled;
-    tiles[i / width / kTile * tilesAcross + i % width / kTile] = true;
-  }
-  const auto area = static_cast<double>(std::ranges::count(tiles, true)) * kTile * kTile;
-  return filled > 0 ? std::sqrt(area / static_cast<double>(filled)) : 0;
-}
-
-void MapRaster::growDots() {
-  constexpr int kLargestRadius = 5;  // pixels
-  const int radius = std::min(static_cast<int>(spacing() * 0.57 + 0.4), kLargestRadius);
-  for (int i = 0; i < radius; ++i) growOnce(i % 2 == 1, 1);
-  for (int i = 0; i < radius; ++i) growOnce(true, 5);
-}
-
-/// Each empty cell with at least `filledNeighbours` filled ones among its four or eight neighbours
-/// becomes a copy of the highest.
-void MapRaster::growOnce(bool diagonally, int filledNeighbours) {
-  const auto width = static_cast<std::size_t>(view_.width);
-  const std::array<std::size_t, 8> steps = {
-      1, width, 0 - std::size_t{1}, 0 - width, width + 1, width - 1, 1 - width, 0 - width - 1};
-  const std::vector<Cell> before = cells_;
-  for (std::size_t i = 0; i < cells_.size(); ++i) {
-    if (before[i] != 0) continue;
-    int filled = 0;
-    for (std::size_t k = 0; k < (diagonally ? 8 : 4); ++k) {
-      const std::size_t other = i + steps[k];
-      if (other >= cells_.size() || before[other] == 0) continue;
-      ++filled;
-      cells_[i] = std::max(cells_[i], before[other]);
-    }
-    if (filled < filledNeighbours) cells_[i] = 0;
-  }
-}
-
-/// The colour of a filled cell's height, lit from the north-west.
-Colour MapRaster::shade(std::size_t cell) const {
-  const auto width = static_cast<std::size_t>(view_.width);
-  const auto heightOf = [&](std::size_t other) {
-    return static_cast<double>(
-               (other < cells_.size() && cells_[other] != 0 ? cells_[other] : cells_[cell]) >>
-               kHeightBit) /
-           65535;
+void MapRaster::addBatch(std::span<const MapPoint> points) {
+  struct Entry {
+    std::size_t cell;
+    std::uint16_t height;
+    std::array<std::uint8_t, 3> colour;
   };
-  const double metres = heightOf(cell + width + 1) - heightOf(cell - width - 1);
-  const double slope = metres * view_.heights.size() / (2.83 * view_.pixelSize);
-  const double light = 1 + 0.4 * slope / std::sqrt(1 + slope * slope);
-  Colour colour = heightColour(heightOf(cell));
-  for (std::uint8_t& channel : colour)
-    channel = static_cast<std::uint8_t>(std::min(channel * light, 255.0));
-  return colour;
-}
-
-std::vector<Colour> MapRaster::colours(const Colour& ground) const {
-  const bool wide = (colourBits_ & 0xff00ff00ff00) != 0;  // colours of 16 bits
-  std::vector<Colour> pixels(cells_.size(), ground);
-  for (std::size_t i = 0; i < cells_.size(); ++i) {
-    if (cells_[i] == 0) continue;
-    if (showsHeights()) {
-      pixels[i] = shade(i);
+  std::array<Entry, kBatch> entries;
+  std::size_t count = 0;
+  const double perUnit = 1 / view_.cellSize;
+  unsigned bits = 0;
+  Range heights = heights_;
+  for (const MapPoint& point : points) {
+    const auto [x, y, z] = point.position;
+    for (const std::uint16_t channel : point.colour) bits |= channel;
+    const double column = (x - view_.left) * perUnit;
+    const double row = (view_.top - y) * perUnit;
+    if (!(x >= view_.left && x <= view_.right() && y >= view_.bottom() && y <= view_.top &&
+          view_.slice.contains(z))) {
+      leaveOut(point.position);
       continue;
     }
-    const Cell colour = cells_[i] & kColourMask;
-    for (std::size_t channel = 0; channel < 3; ++channel) {
-      const std::uint64_t value = colour >> (16 * channel) & 0xffff;
-      pixels[i][channel] = static_cast<std::uint8_t>(wide ? (value + 128) / 257 : value);
-    }
+    include(heights, z);
+    Entry& entry = entries[count++];
+    const auto limited = [](double value, int most) {
+      return static_cast<std::size_t>(std::min(static_cast<int>(value), most - 1));
+    };
+    entry.cell = limited(row, view_.rows) * static_cast<std::size_t>(view_.columns) +
+                 limited(column, view_.columns);
+    __builtin_prefetch(&cells_[entry.cell], 1);
+    entry.height = heightUnits(z);
+    for (std::size_t i = 0; i < 3; ++i)
+      entry.colour[i] = static_cast<std::uint8_t>(
+          wideColours_ ? (point.colour[i] + 128) / 257 : point.colour[i]);
   }
-  return pixels;
+  for (std::size_t i = 0; i < count; ++i)
+    cells_[entries[i].cell].add(entries[i].height, entries[i].colour);
+  count_ += count;
+  heights_ = heights;
+  colourBits_ = static_cast<std::uint16_t>(colourBits_ | bits);
+}
+
+void MapRaster::leaveOut(const Position& position) {
+  const auto [x, y, z] = position;
+  if (!(x >= view_.left && x <= view_.right() && y >= view_.bottom() && y <= view_.top)) {
+    ++leftOut_.outside;
+    include(leftOut_.x, x);
+    include(leftOut_.y, y);
+  } else {
+    ++(z < view_.slice.low ? leftOut_.below : leftOut_.above);
+  }
 }
 
 }  // namespace picture

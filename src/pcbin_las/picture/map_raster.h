@@ -1,57 +1,81 @@
-// Assigns the points of a map to pixels.
+// SPDX-License-Identifier: BSD-3-Clause
+// Collects the points of a map in cells.
 #pragma once
 
 #include <cstdint>
 #include <span>
 #include <vector>
 
-#include "pcbin_las/picture/canvas.h"
 #include "pcbin_las/picture/map_view.h"
 
 namespace picture {
 
-/// A colour of the height scale; `part` is 0 for the lowest and 1 for the highest.
-Colour heightColour(double part);
+/// The points that a picture does not show.
+struct LeftOut {
+  std::uint64_t outside = 0;  ///< beyond the edges
+  std::uint64_t below = 0;    ///< within the edges and below the slice
+  std::uint64_t above = 0;    ///< within the edges and above the slice
+  Range x;                    ///< of the points beyond the edges
+  Range y;
+};
 
-/// One cell for each pixel of a view, with the height and the colour of its highest point.
+/// The points of a cell in one step of height.
+struct Layer {
+  std::uint16_t height = 0;  ///< of the highest point, in units; 0 when the layer is empty
+  std::uint16_t count = 0;   ///< at most 256: then count and sums are halved
+  std::array<std::uint16_t, 3> sums = {};  ///< of the colours, 8 bits each
+
+  int step() const { return height >> kStepBits; }
+  static constexpr int kStepBits = 5;  ///< a step has 32 units
+};
+
+/// The two highest steps of height in which a cell has points. They do not depend on the order of
+/// the points.
+struct Cell {
+  Layer top;
+  Layer below;
+
+  void add(std::uint16_t height, const std::array<std::uint8_t, 3>& colour);
+};
+
+/// The cells of a view, in rows from the top left.
 class MapRaster {
  public:
-  MapRaster(const MapView& view, const LasInput& input);
+  /// `wideColours`: the colours of the points have 16 bits.
+  MapRaster(const MapView& view, bool wideColours);
 
-  /// Adds the points to their cells and counts those in the view.
-  void add(std::span<const pontra::LasPointRecord> records);
+  /// Adds the points to their cells.
+  void add(std::span<const MapPoint> points);
 
-  /// Extends the points over empty cells, further where fewer cells are filled, and closes small
-  /// holes.
-  void growDots();
-
-  /// The number of points in the view.
+  /// The number of points in the cells, their heights, and the points left out.
   std::uint64_t count() const { return count_; }
+  const Range& heights() const { return heights_; }
+  const LeftOut& leftOut() const { return leftOut_; }
 
-  /// True when every colour of every point is 0: colours() then shows heights.
-  bool showsHeights() const { return colourBits_ == 0; }
+  /// Bitwise or of the colours of all points, also of those left out.
+  std::uint16_t colourBits() const { return colourBits_; }
 
-  /// The pixels in rows from the top left on; empty cells get the colour `ground`.
-  std::vector<Colour> colours(const Colour& ground) const;
+  const MapView& view() const { return view_; }
+  const std::vector<Cell>& cells() const { return cells_; }
+
+  /// The height of a layer in metres.
+  double metres(std::uint16_t height) const { return lowest_ + height * unit_; }
 
  private:
-  void addBatch(std::span<const pontra::LasPointRecord> records);
-  double spacing() const;
-  void growOnce(bool diagonally, int filledNeighbours);
-  Colour shade(std::size_t cell) const;
-
-  /// Height in bits 48 to 63, 1 to 65535 over the view's heights; blue, green and red below. 0 when
-  /// empty. The greater of two cells belongs to the higher point.
-  using Cell = std::uint64_t;
+  void addBatch(std::span<const MapPoint> points);
+  void leaveOut(const Position& position);
+  std::uint16_t heightUnits(double z) const;
 
   static constexpr std::size_t kBatch = 64;  ///< points
 
   MapView view_;
-  Linear column_;  ///< from the integers of a record to pixels
-  Linear row_;
-  Linear height_;  ///< to the height in a cell
+  bool wideColours_;
+  double lowest_;  ///< height in metres at 0 units
+  double unit_;    ///< metres
   std::uint64_t count_ = 0;
-  std::uint64_t colourBits_ = 0;  ///< bitwise or of the colours of all points
+  Range heights_;
+  LeftOut leftOut_;
+  std::uint16_t colourBits_ = 0;
   std::vector<Cell> cells_;
 };
 

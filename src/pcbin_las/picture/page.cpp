@@ -10,10 +10,10 @@ namespace {
 
 using ferrun::StrUtil;
 
-constexpr Colour kPaper = {255, 255, 255};
-constexpr Colour kGround = {236, 236, 232};
-constexpr Colour kFrame = {150, 150, 150};
-constexpr Colour kInk = {40, 40, 40};
+constexpr Colour kPaper = {30, 33, 40};
+constexpr Colour kGround = {16, 18, 24};
+constexpr Colour kFrame = {70, 75, 84};
+constexpr Colour kInk = {222, 226, 232};
 constexpr int kLine = kTextHeight + 14;  // pixels from one line of text to the next
 
 int textWidth(const std::string& text) {
@@ -40,9 +40,9 @@ void writeRight(Canvas& page, int y, const std::string& text) {
   page.write(page.width() - kMargin - textWidth(text) + 2, y, text, kInk);
 }
 
-void drawMap(Canvas& page, const MapRaster& raster, const MapView& view) {
+void drawMap(Canvas& page, const MapSurface& raster, const MapView& view) {
   page.fill(kMargin - 1, kMargin - 1, view.width + 2, view.height + 2, kFrame);
-  const std::vector<Colour> pixels = raster.colours(kGround);
+  const std::vector<Colour> pixels = raster.pixels(kGround);
   auto pixel = pixels.begin();
   for (int y = 0; y < view.height; ++y) {
     for (int x = 0; x < view.width; ++x) page.set(kMargin + x, kMargin + y, *pixel++);
@@ -101,10 +101,11 @@ double roundLength(double length) {
   return power;
 }
 
-Canvas drawPage(const MapRaster& raster, const MapView& view, const std::string& name,
+Canvas drawPage(const PageLayout&, const MapRaster& raster, const MapSurface& surface, const std::string& name,
                 std::uint64_t total) {
+  const MapView& view = raster.view();
   Canvas page(view.width + 2 * kMargin, view.height + kMargin + kFooter, kPaper);
-  drawMap(page, raster, view);
+  drawMap(page, surface, view);
 
   int y = kMargin + view.height + 14;
   std::string points = grouped(total) + " points";
@@ -116,7 +117,7 @@ Canvas drawPage(const MapRaster& raster, const MapView& view, const std::string&
   y += kLine;
   const int scaleEnd = drawScaleBar(page, y, view);
   drawNorth(page, scaleEnd + 24, y);
-  if (raster.showsHeights()) drawHeights(page, y, view.heights);
+  if (raster.colourBits() == 0) drawHeights(page, y, view.heights);
 
   y += kLine;
   page.write(kMargin, y, edges(view), kInk);

@@ -5,22 +5,24 @@
 #include <string>
 
 #include "pcbin_las/picture/canvas.h"
-#include "pcbin_las/picture/map_raster.h"
+#include "pcbin_las/picture/map_surface.h"
 #include "pcbin_las/picture/map_view.h"
 
 namespace picture {
 
-constexpr int kLargestPage = 1600;  ///< pixels, in width and in height
-constexpr int kMargin = 14;         ///< pixels left and right of the map, and above it
-constexpr int kFooter = 100;        ///< pixels below the map
-constexpr int kLargestMapWidth = kLargestPage - 2 * kMargin;
-constexpr int kLargestMapHeight = kLargestPage - kMargin - kFooter;
+constexpr int kMargin = 14;
+constexpr int kFooter = 100;
 
-/// The largest of 1, 2 and 5 times a power of ten that is at most `length`, which is above 0.
+struct PageLayout {
+  explicit PageLayout(int s) : size(s) {}
+  int size;
+  int mapWidth() const { return size - 2 * kMargin; }
+  int mapHeight() const { return size - kMargin - kFooter; }
+};
+
 double roundLength(double length);
 
-/// Draws the page. `name` is that of the file, `total` the number of its points.
-Canvas drawPage(const MapRaster& raster, const MapView& view, const std::string& name,
+Canvas drawPage(const PageLayout& layout, const MapRaster& raster, const MapSurface& surface, const std::string& name,
                 std::uint64_t total);
 
 }  // namespace picture

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <new>
 
+#include "pcbin_las/picture/las_input.h"
 #include "pcbin_las/picture/page.h"
 #include "pcbin_las/picture/png_file.h"
 #include "pcbin_las/platform/file_path.h"
@@ -16,29 +17,58 @@ bool isSquare(const Area& area) {
          area.width > 0;
 }
 
-bool drawWhole(const std::string& lasPath, const std::string& pngPath,
-               const std::optional<Area>& zoom) {
+class Sampler {
+ public:
+  explicit Sampler(const Request& request) : request_(request) {}
+  void add(std::span<const MapPoint> points) {
+    for (const MapPoint& p : points) {
+      const auto [x, y, z] = p.position;
+      for (auto c : p.colour) bits |= c;
+      low = std::min(low, z); high = std::max(high, z);
+      if (request_.slice && !(z >= request_.slice->low && z <= request_.slice->high)) continue;
+      if (request_.zoom && !(std::abs(x - request_.zoom->x) <= request_.zoom->width / 2 && std::abs(y - request_.zoom->y) <= request_.zoom->width / 2)) continue;
+      if (sample.points++ % every_ != 0) continue;
+      sample.positions.push_back(p.position);
+      if (sample.positions.size() < kMost) continue;
+      for (std::size_t i = 0; i < kMost / 2; ++i) sample.positions[i] = sample.positions[2 * i];
+      sample.positions.resize(kMost / 2);
+      every_ *= 2;
+    }
+  }
+  Sample sample;
+  std::uint16_t bits = 0;
+  double low = 1e300, high = -1e300;
+ private:
+  static constexpr std::size_t kMost = 65536;
+  Request request_;
+  std::uint64_t every_ = 1;
+};
+
+bool drawWhole(const std::string& lasPath, const std::string& pngPath, const Request& request) {
   LasInput input;
   if (!input.open(lasPath)) return false;
-  const std::vector<Position> positions = input.sample();
-  if (!input.ok()) return false;
-  const MapView view = chooseView(input, positions, zoom, kLargestMapWidth, kLargestMapHeight);
+  Sampler sampler(request);
+  const auto take = [&](std::span<const MapPoint> p) { sampler.add(p); };
+  if (!(request.zoom || request.slice ? input.passAll(take) : input.passSome(take))) return false;
+  if (!request.zoom && !request.slice) sampler.sample.points = input.count();
+  sampler.sample.boundsX = input.headerBounds(0);
+  sampler.sample.boundsY = input.headerBounds(1);
+  if (sampler.sample.positions.empty()) { TRACE_ERROR("picture", "no points!"); return false; }
+  PageLayout layout(request.size);
+  MapView view = chooseView(sampler.sample, request.zoom, layout.mapWidth(), layout.mapHeight());
   if (view.width == 0) {
     TRACE_ERROR("picture", "las file(%s) has coordinates that cannot be drawn!", lasPath.c_str());
     return false;
   }
-  MapRaster raster(view, input);
-  input.seek(0);
-  for (auto records = input.read(); !records.empty(); records = input.read()) raster.add(records);
-  if (!input.ok()) return false;
-  if (raster.count() == 0) {
-    TRACE_ERROR("picture", "las file(%s) has no points from x %.3f to %.3f, y %.3f to %.3f!",
-                lasPath.c_str(), view.left, view.right(), view.bottom(), view.top);
-    return false;
-  }
-  raster.growDots();
+  if (request.slice) view.slice = {request.slice->low, request.slice->high};
+  MapRaster raster(view, (sampler.bits & 0xff00) != 0);
+  if (!input.passAll([&](std::span<const MapPoint> p) { raster.add(p); })) return false;
+  if (getenv("PICDBG")) fprintf(stderr, "cell %g pixel %g ratio %g\n", view.cellSize, view.pixelSize, view.cellSize / view.pixelSize);
+  MapSurface surface(raster, raster.colourBits() == 0);
+  surface.fill();
+  surface.shade();
   const std::string name = ferrun::FilePath(lasPath).baseName();
-  return writePng(drawPage(raster, view, name, input.count()), pngPath);
+  return writePng(drawPage(layout, raster, surface, name, input.count()), pngPath);
 }
 
 }  // namespace
@@ -47,7 +77,8 @@ bool isSupported() {
   return true;
 }
 
-bool draw(const std::string& lasPath, const std::string& pngPath, const std::optional<Area>& zoom) {
+bool draw(const std::string& lasPath, const std::string& pngPath, const Request& request) {
+  const auto& zoom = request.zoom;
   if (zoom && !isSquare(*zoom)) {
     TRACE_ERROR("picture", "cannot draw a square of %g m around x %g, y %g!", zoom->width, zoom->x,
                 zoom->y);
@@ -58,7 +89,7 @@ bool draw(const std::string& lasPath, const std::string& pngPath, const std::opt
     return false;
   }
   try {
-    return drawWhole(lasPath, pngPath, zoom);
+    return drawWhole(lasPath, pngPath, request);
   } catch (const std::bad_alloc&) {
     TRACE_ERROR("picture", "picture(%s): out of memory!", pngPath.c_str());
     return false;
