@@ -62,6 +62,11 @@ def metres(code, area):
     return [math.floor(min(x)), math.floor(min(y)), math.ceil(max(x)), math.ceil(max(y))]
 
 
+def hundredths(west, south, east, north):
+    """Limits in hundredths of a degree, from -18000 to 18000."""
+    return [round(100 * degrees) for degrees in (west, south, east - 360 if east > 180 else east, north)]
+
+
 def areas_of_use(database):
     """The area of each system that has one: limits in hundredths of a degree and in metres."""
     found = {}
@@ -71,8 +76,7 @@ def areas_of_use(database):
         old = found.get(code, (west, south, east, north))
         found[code] = (min(west, old[0]), min(south, old[1]), max(east, old[2]), max(north, old[3]))
     limits = {code: metres(code, area) for code, area in found.items()}
-    return {code: [round(100 * degrees) for degrees in area] + limits[code]
-            for code, area in sorted(found.items()) if limits[code]}
+    return {code: hundredths(*area) + limits[code] for code, area in sorted(found.items()) if limits[code]}
 
 
 def table(database):
