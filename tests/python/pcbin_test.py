@@ -1,11 +1,14 @@
 """Tests of the Python module. PCBIN_LAS is the command that starts the program, which converts and reads
 what the module writes."""
 
+import contextlib
+import inspect
 import os
 import resource
 import shlex
 import subprocess
 import tempfile
+import typing
 import unittest
 import warnings
 
@@ -63,6 +66,7 @@ class PcbinTest(unittest.TestCase):
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
+        self.folder = folder.name
         self.path, self.other = (os.path.join(folder.name, name) for name in ("a", "b"))
 
     def bytes_of(self, path):
@@ -75,7 +79,8 @@ class PcbinTest(unittest.TestCase):
 
     def write_survey(self):
         """A lidar frame of 2 points at byte 68, an empty coloured one at 164 and one of 3 points at 212."""
-        with pcbin.open(self.path, "w") as writer:
+        with warnings.catch_warnings(), pcbin.open(self.path, "w") as writer:
+            warnings.simplefilter("ignore", pcbin.PcbinWarning)
             writer.write_lidar(known_lidar(2), 5, (0.5, 0, 0, 1), (1, 2, 3))
             writer.write_rgb(known_rgb(0), 6)
             writer.write_rgb(known_rgb(3), 7)
@@ -159,7 +164,82 @@ class PcbinTest(unittest.TestCase):
                     self.assertEqual([next(frames).index for _ in range(readable)], list(range(readable)))
         for end in (68, 164, 212):
             self.put(whole[:end])
-            list(pcbin.open(self.path))
+            with self.assertWarnsRegex(pcbin.PcbinWarning, "announces 3 frames, the file ends after"):
+                list(pcbin.open(self.path))
+
+    def test_a_file_can_be_filtered_in_place(self):
+        self.write_survey()
+        os.chmod(self.path, 0o640)
+        os.symlink(self.path, self.other)
+        before = self.bytes_of(self.path)
+        for fails in (True, False):
+            with contextlib.suppress(ZeroDivisionError), pcbin.open(self.path) as reader:
+                with pcbin.open(self.other, "w") as writer:
+                    for frame in reader[1:]:
+                        writer.write(frame._replace(points=frame.points[1:]))
+                    self.assertEqual(self.bytes_of(self.path), before)
+                    1 // (not fails)
+            self.assertEqual(sorted(os.listdir(self.folder)), ["a", "b"])
+            self.assertEqual(self.bytes_of(self.path) == before, fails)
+        self.assertEqual([frame.points["y"].tolist() for frame in pcbin.open(self.path)], [[], [-1, -2]])
+        self.assertTrue(os.path.islink(self.other))
+        self.assertEqual(os.stat(self.path).st_mode & 0o7777, 0o640)
+        self.assertEqual(pcbin.open(self.path).header["frames"], 2)
+
+        poses = np.zeros(1, pcbin.POSE)
+        pcbin.write_poses(self.other, poses)
+        self.assertEqual(pcbin.read_poses(self.path).tobytes(), poses.tobytes())
+
+    def test_a_writer_that_is_not_closed_leaves_the_old_file(self):
+        self.write_survey()
+        before = self.bytes_of(self.path)
+        writer = pcbin.open(self.path, "w")
+        del writer
+        self.assertEqual((os.listdir(self.folder), self.bytes_of(self.path)), (["a"], before))
+
+    def test_what_is_probably_a_mistake_is_told_once(self):
+        def told(use):
+            with warnings.catch_warnings(record=True) as caught:
+                warnings.simplefilter("always")
+                use()
+            return [str(warning.message) for warning in caught]
+
+        def write(*frames):
+            with pcbin.open(self.other, "w") as writer:
+                for changes in frames:
+                    writer.write_rgb({**known_rgb(2), **changes})
+
+        def write_both():
+            with pcbin.open(self.other, "w") as writer:
+                for _ in range(2):
+                    writer.write_rgb(known_rgb(2))
+                    writer.write_lidar(known_lidar(2), 0)
+
+        small = {"r": 0.5, "g": 1.0, "b": np.zeros(2)}
+        cases = ((lambda: write({"x": 5403000.123}, {"y": 5403000.123}), "frame 0: single precision .* 0.123 m"),
+                 (lambda: write({}, {"z": np.array([1, 16777217])}), "frame 1: single precision .* 1 m"),
+                 (lambda: write(small, small), "frame 0: the colours are 0 to 1"),
+                 (write_both, "frame 1: lidar frames and coloured frames in one file"))
+        for use, message in cases:
+            lines = told(use)
+            self.assertEqual(len(lines), 1, lines)
+            self.assertRegex(lines[0], f"{self.other!r}, {message}")
+        near = {"x": np.float32(5403000), "y": 65000.123, "z": [np.inf, np.nan]}
+        black = {"r": np.zeros(2), "g": 0.0, "b": 0}
+        self.assertEqual(told(lambda: write(near, black, {"r": 1, "g": 1, "b": 0})), [])
+
+        self.write_survey()
+        whole = self.bytes_of(self.path)
+        for end, lines in ((164, 1), (212, 1), (len(whole), 0)):
+            self.put(whole[:end])
+            found = told(lambda: [len(pcbin.open(self.path)), list(pcbin.open(self.path))][0])
+            self.assertEqual(len(found), 2 * lines)
+
+    def test_the_interface_is_annotated(self):
+        things = [getattr(pcbin, name) for name in pcbin.__all__]
+        for thing in things + [*vars(pcbin.Reader).values(), *vars(pcbin.Writer).values()]:
+            if inspect.isfunction(thing) and (thing.__name__ == "__init__" or thing.__name__[0] != "_"):
+                self.assertIn("return", typing.get_type_hints(thing), thing)
 
     def test_frames_can_be_read_before_the_writer_closes(self):
         writer = pcbin.open(self.path, "w")
@@ -190,9 +270,11 @@ class PcbinTest(unittest.TestCase):
             for changes, message in (
                     ({"r": 256}, "'r' is not within 0 and 255"), ({"g": np.nan}, "'g'"), ({"a": -1}, "'a'"),
                     ({"sweepid": 2**32}, "'sweepid'"), ({"x": np.zeros(3)}, "one length"),
-                    ({"y": np.zeros((2, 1))}, "one length")):
+                    ({"y": np.zeros((2, 1))}, "one length"), ({"z": 1e39}, "'z' has a number too large")):
                 with self.assertRaisesRegex(pcbin.PcbinError, f"{self.path!r}, frame 0: .*{message}"):
                     writer.write_rgb({**known_rgb(2), **changes})
+            with self.assertRaisesRegex(pcbin.PcbinError, "'translation' has a number too large"):
+                writer.write_lidar(known_lidar(2), 0, translation=(0, 1e39, 0))
             with self.assertRaisesRegex(pcbin.PcbinError, "no field 'r'"):
                 writer.write_rgb(np.zeros(2, pcbin.LIDAR_POINT))
         self.assertEqual(os.path.getsize(self.path), 68)
