@@ -3,9 +3,9 @@
 #include <string>
 
 #include "pcbin_las/export/pcbin_las.h"
-#include "pcbin_las/platform/console_in.h"
 #include "pcbin_las/platform/file.h"
 #include "pcbin_las/platform/trace_macros.h"
+#include "pcbin_las/process/console_in.h"
 
 namespace {
 

@@ -8,9 +8,9 @@
 #include "pcbin_las/platform/byte_image.h"
 #include "pcbin_las/platform/date_time.h"
 #include "pcbin_las/platform/file.h"
-#include "pcbin_las/platform/file_path.h"
 #include "pcbin_las/platform/str_util.h"
 #include "pcbin_las/platform/trace_macros.h"
+#include "pcbin_las/process/file_path.h"
 
 namespace {
 

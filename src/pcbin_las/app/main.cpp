@@ -14,11 +14,11 @@
 #include "pcbin_las/app/las_view.h"
 #include "pcbin_las/app/pcbin_view.h"
 #include "pcbin_las/export/pose_file.h"
+#include "pcbin_las/output/process_setup.h"
+#include "pcbin_las/output/stop_signals.h"
 #include "pcbin_las/picture/picture.h"
-#include "pcbin_las/platform/arg_option.h"
-#include "pcbin_las/platform/process_setup.h"
-#include "pcbin_las/platform/stop_signals.h"
 #include "pcbin_las/platform/trace_macros.h"
+#include "pcbin_las/process/arg_option.h"
 
 namespace {
 
