@@ -28,8 +28,8 @@ struct LeftOut {
 bool writeFrame(pontra::LasWriter& writer, const modeling_app::PclRGBFrame& frame,
                 const norvo::PGOResultMsg& msg, const PointOptions& options, LeftOut& leftOut);
 
-/// The same without options, and prints how many points the frame held. 0, or -1 when the frame has
-/// no cloud.
+/// The same for a person: prints how many points the frame held. 0, or -1 when the frame has no
+/// cloud.
 int write_las(std::shared_ptr<pontra::LasWriter> writer,
               const std::shared_ptr<modeling_app::PclRGBFrame>& frame,
               const norvo::PGOResultMsg& msg, const PointOptions& options, LeftOut& leftOut);
