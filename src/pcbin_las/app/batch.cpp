@@ -6,10 +6,10 @@
 #include <sys/stat.h>
 
 #include "pcbin_las/export/pcbin_las.h"
+#include "pcbin_las/output/file_links.h"
+#include "pcbin_las/output/staged_file.h"
+#include "pcbin_las/output/stop_signals.h"
 #include "pcbin_las/platform/file.h"
-#include "pcbin_las/platform/file_links.h"
-#include "pcbin_las/platform/staged_file.h"
-#include "pcbin_las/platform/stop_signals.h"
 #include "pcbin_las/platform/trace_macros.h"
 #include "pcbin_las/storage/pcb_format.h"
 

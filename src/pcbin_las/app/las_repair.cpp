@@ -6,9 +6,9 @@
 #include "pcbin_las/las/las_reader.h"
 #include "pcbin_las/las/las_writer.h"
 #include "pcbin_las/platform/date_time.h"
-#include "pcbin_las/platform/file_path.h"
 #include "pcbin_las/platform/str_util.h"
 #include "pcbin_las/platform/trace_macros.h"
+#include "pcbin_las/process/file_path.h"
 
 namespace {
 

@@ -15,14 +15,14 @@
 #include "pcbin_las/app/options.h"
 #include "pcbin_las/app/pcbin_view.h"
 #include "pcbin_las/export/pcbin_las.h"
+#include "pcbin_las/output/process_setup.h"
+#include "pcbin_las/output/stop_signals.h"
 #include "pcbin_las/picture/picture.h"
-#include "pcbin_las/platform/arg_option.h"
-#include "pcbin_las/platform/console_in.h"
 #include "pcbin_las/platform/file.h"
 #include "pcbin_las/platform/number.h"
-#include "pcbin_las/platform/process_setup.h"
-#include "pcbin_las/platform/stop_signals.h"
 #include "pcbin_las/platform/trace_macros.h"
+#include "pcbin_las/process/arg_option.h"
+#include "pcbin_las/process/console_in.h"
 
 namespace {
 

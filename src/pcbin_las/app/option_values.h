@@ -6,7 +6,7 @@
 
 #include "pcbin_las/export/conversion.h"
 #include "pcbin_las/picture/picture.h"
-#include "pcbin_las/platform/arg_option.h"
+#include "pcbin_las/process/arg_option.h"
 
 namespace cli {
 

@@ -5,7 +5,7 @@
 #include <span>
 #include <string>
 
-#include "pcbin_las/platform/arg_option.h"
+#include "pcbin_las/process/arg_option.h"
 
 namespace cli {
 

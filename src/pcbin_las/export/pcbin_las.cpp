@@ -16,8 +16,8 @@
 #include "pcbin_las/las/las_writer.h"
 #include "pcbin_las/las/variable_length_records.h"
 #include "pcbin_las/platform/file.h"
-#include "pcbin_las/platform/rate.h"
 #include "pcbin_las/platform/trace_macros.h"
+#include "pcbin_las/process/rate.h"
 #include "pcbin_las/storage/pcb_format.h"
 #include "pcbin_las/storage/pcb_reader.h"
 

@@ -1,7 +1,7 @@
 #include "pcbin_las/export/refine_point.h"
 
-#include "pcbin_las/platform/rate.h"
 #include "pcbin_las/platform/trace_macros.h"
+#include "pcbin_las/process/rate.h"
 
 namespace {
 

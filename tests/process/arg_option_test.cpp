@@ -1,4 +1,4 @@
-#include "pcbin_las/platform/arg_option.h"
+#include "pcbin_las/process/arg_option.h"
 
 #include <gmock/gmock.h>
 

@@ -1,4 +1,4 @@
-#include "pcbin_las/platform/file_links.h"
+#include "pcbin_las/output/file_links.h"
 
 #include <array>
 #include <cerrno>
@@ -7,7 +7,7 @@
 #include <unistd.h>
 
 #include "pcbin_las/platform/file.h"
-#include "pcbin_las/platform/file_path.h"
+#include "pcbin_las/process/file_path.h"
 
 namespace ferrun {
 

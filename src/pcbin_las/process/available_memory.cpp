@@ -1,4 +1,4 @@
-#include "pcbin_las/platform/available_memory.h"
+#include "pcbin_las/process/available_memory.h"
 
 #include <algorithm>
 #include <filesystem>

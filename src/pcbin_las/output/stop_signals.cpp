@@ -1,4 +1,4 @@
-#include "pcbin_las/platform/stop_signals.h"
+#include "pcbin_las/output/stop_signals.h"
 
 #include <array>
 #include <atomic>

@@ -1,4 +1,4 @@
-#include "pcbin_las/platform/console_in.h"
+#include "pcbin_las/process/console_in.h"
 
 #include <cstddef>
 #include <iostream>

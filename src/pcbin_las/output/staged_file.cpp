@@ -1,4 +1,4 @@
-#include "pcbin_las/platform/staged_file.h"
+#include "pcbin_las/output/staged_file.h"
 
 #include <cerrno>
 #include <cstring>
@@ -6,11 +6,11 @@
 #include <sys/file.h>
 #include <unistd.h>
 
-#include "pcbin_las/platform/file_links.h"
-#include "pcbin_las/platform/file_path.h"
-#include "pcbin_las/platform/part_file_names.h"
+#include "pcbin_las/output/file_links.h"
+#include "pcbin_las/output/part_file_names.h"
 #include "pcbin_las/platform/retried.h"
 #include "pcbin_las/platform/trace_macros.h"
+#include "pcbin_las/process/file_path.h"
 
 namespace ferrun {
 namespace {

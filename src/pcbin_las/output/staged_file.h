@@ -4,7 +4,7 @@
 #include <string>
 #include <sys/stat.h>
 
-#include "pcbin_las/platform/stop_signals.h"
+#include "pcbin_las/output/stop_signals.h"
 
 namespace ferrun {
 

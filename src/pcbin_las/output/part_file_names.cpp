@@ -1,4 +1,4 @@
-#include "pcbin_las/platform/part_file_names.h"
+#include "pcbin_las/output/part_file_names.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,5 +1,5 @@
 // Output files that appear completely or not at all.
-#include "pcbin_las/platform/staged_file.h"
+#include "pcbin_las/output/staged_file.h"
 
 #include <csignal>
 #include <fcntl.h>
@@ -10,7 +10,7 @@
 
 #include <gmock/gmock.h>
 
-#include "pcbin_las/platform/file_links.h"
+#include "pcbin_las/output/file_links.h"
 #include "support/log_lines.h"
 #include "support/temp_dir.h"
 

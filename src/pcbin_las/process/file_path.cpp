@@ -1,4 +1,4 @@
-#include "pcbin_las/platform/file_path.h"
+#include "pcbin_las/process/file_path.h"
 
 #include <utility>
 

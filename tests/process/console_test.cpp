@@ -4,9 +4,9 @@
 
 #include <gmock/gmock.h>
 
-#include "pcbin_las/platform/console_in.h"
-#include "pcbin_las/platform/process_setup.h"
+#include "pcbin_las/output/process_setup.h"
 #include "pcbin_las/platform/trace_macros.h"
+#include "pcbin_las/process/console_in.h"
 #include "support/log_lines.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "pcbin_las/platform/process_setup.h"
+#include "pcbin_las/output/process_setup.h"
 
 #include <cerrno>
 #include <csignal>
