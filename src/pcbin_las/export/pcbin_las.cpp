@@ -6,7 +6,9 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "pcbin_las/export/pose_file.h"
 #include "pcbin_las/export/write_las.h"
@@ -124,12 +126,8 @@ bool Driver::openWriter() {
   header.yOffset = poses_.offset.y();
   header.zOffset = poses_.offset.z();
   if (conversion_.points.gpsTime) header.globalEncoding = pontra::kAdjustedGpsTimeFlag;
-  std::string records;
-  if (conversion_.epsg != 0) {
-    records = pontra::projectedSystemRecord(conversion_.epsg);
-    header.numberOfVLR = 1;
-    header.pointDataOffset += static_cast<std::uint32_t>(records.size());
-  }
+  std::vector<std::string> records;
+  if (conversion_.epsg != 0) records.push_back(pontra::projectedSystemRecord(conversion_.epsg));
   if (writer_->open(header, conversion_.lasPath, pontra::LasWriter::kBufferSize, records))
     return true;
   TRACE_ERROR("pcbin_las", "open las writer error!");
