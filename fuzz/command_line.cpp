@@ -3,9 +3,9 @@
 #include <optional>
 
 #include "fuzz_input.h"
-#include "pcbin_las/platform/arg_option.h"
 #include "pcbin_las/platform/number.h"
 #include "pcbin_las/platform/str_util.h"
+#include "pcbin_las/process/arg_option.h"
 
 namespace {
 

@@ -6,11 +6,13 @@ cd "$1/src/pcbin_las"
 
 declare -A below=(
   [platform]=""
+  [process]="platform"
+  [output]="process platform"
   [las]="platform"
   [storage]="platform"
-  [picture]="las platform"
-  [export]="storage las platform"
-  [app]="export picture storage las platform"
+  [picture]="las output process platform"
+  [export]="storage las process platform"
+  [app]="export picture storage las output process platform"
 )
 failures=0
 checked=0

@@ -9,7 +9,7 @@
 #include "pcbin_las/picture/picture.h"
 #include "pcbin_las/platform/singleton.h"
 #include "support/bytes.h"
-#include "support/faulty_io.h"
+#include "support/fault_injection.h"
 #include "support/run_tool.h"
 #include "support/temp_dir.h"
 

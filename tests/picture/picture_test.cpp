@@ -15,7 +15,7 @@
 
 #include "pcbin_las/picture/map_view.h"
 #include "pcbin_las/picture/page.h"
-#include "support/faulty_io.h"
+#include "support/fault_injection.h"
 #include "support/log_lines.h"
 #include "support/temp_dir.h"
 

@@ -4,7 +4,7 @@
 
 #include <gmock/gmock.h>
 
-#include "support/faulty_io.h"
+#include "support/fault_injection.h"
 #include "support/log_lines.h"
 #include "support/temp_dir.h"
 

@@ -1,4 +1,4 @@
-// Paths, parts of text, and numbers from text.
+// Parts of text, and numbers from text.
 #include <cfloat>
 #include <climits>
 #include <cmath>
@@ -6,7 +6,6 @@
 
 #include <gmock/gmock.h>
 
-#include "pcbin_las/platform/file_path.h"
 #include "pcbin_las/platform/number.h"
 #include "pcbin_las/platform/str_util.h"
 
@@ -15,22 +14,6 @@ namespace {
 using ferrun::StrUtil;
 using std::nullopt;
 using testing::ElementsAre;
-
-TEST(FilePath, SplitsAtTheLastSlash) {
-  const char* const rows[][3] = {
-      {"/data/run.1/map.las", "/data/run.1", "map.las"},
-      {"map", ".", "map"},
-      {"a/b/", "a", "b"},
-      {"a//b//", "a", "b"},
-      {"/map.las", "", "map.las"},
-      {"/", ".", ""},
-      {"", ".", ""},
-  };
-  for (const auto& [path, directory, base] : rows) {
-    EXPECT_EQ(ferrun::FilePath(path).dirName(), directory) << path;
-    EXPECT_EQ(ferrun::FilePath(path).baseName(), base) << path;
-  }
-}
 
 TEST(StrUtil, SplitsAtEverySeparator) {
   EXPECT_THAT(StrUtil::splitString("1,2,,3,", ",", false), ElementsAre("1", "2", "", "3", ""));

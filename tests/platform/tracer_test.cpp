@@ -8,7 +8,7 @@
 #include <gmock/gmock.h>
 
 #include "pcbin_las/platform/thread.h"
-#include "support/faulty_io.h"
+#include "support/fault_injection.h"
 #include "support/temp_dir.h"
 
 namespace {

@@ -1,6 +1,4 @@
 // pcbin files that are cut off, damaged or too large.
-#include <atomic>
-#include <climits>
 #include <filesystem>
 #include <sys/resource.h>
 #include <tuple>
@@ -8,7 +6,7 @@
 #include <gmock/gmock.h>
 
 #include "storage/open_reader.h"
-#include "support/faulty_io.h"
+#include "support/fault_injection.h"
 #include "support/log_lines.h"
 
 namespace {
@@ -21,37 +19,6 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::SizeIs;
-
-constexpr std::size_t kLargeAllocation = 1U << 20;
-
-/// The number of large allocations that succeed before one fails.
-std::atomic<int> allocationsBeforeFailure = INT_MAX;
-
-[[maybe_unused]] bool fails(std::size_t size) {
-  return size >= kLargeAllocation && allocationsBeforeFailure-- == 0;
-}
-
-}  // namespace
-
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-extern "C" {
-void* __libc_malloc(std::size_t size);
-void* __libc_realloc(void* block, std::size_t size);
-void* __libc_memalign(std::size_t alignment, std::size_t size);
-
-void* malloc(std::size_t size) noexcept {
-  return fails(size) ? nullptr : __libc_malloc(size);
-}
-void* realloc(void* block, std::size_t size) noexcept {
-  return fails(size) ? nullptr : __libc_realloc(block, size);
-}
-void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept {
-  return fails(size) ? nullptr : __libc_memalign(alignment, size);
-}
-}
-#endif
-
-namespace {
 
 /// The line about a point block of which the reader found `length` bytes.
 std::string blockError(const OpenReader& reader, bool lidar, long length, long points) {
@@ -167,13 +134,15 @@ TEST(PcbDamage, FrameThatDoesNotFitInMemoryIsReportedAndCanBeReadLater) {
                       test::frameHeader(format, 1, 0, kPoints));
     std::filesystem::resize_file(reader.path,
                                  std::filesystem::file_size(reader.path) + kPoints * 4 * format);
-    for (int succeeding = 0;; ++succeeding) {
+    unsigned number = 1;
+    for (;; ++number) {
       const CapturedLines log;
-      allocationsBeforeFailure = succeeding;
-      const auto sizes = reader.frameSizes(lidar);
-      const bool failed = allocationsBeforeFailure.exchange(INT_MAX) < 0;
-      if (!failed && succeeding == 0) GTEST_SKIP() << "sanitizers have their own malloc";
-      if (!failed) break;
+      std::vector<std::size_t> sizes;
+      {
+        const test::FaultInjection injection({{test::Call::kAllocate, number, false, 1U << 20}});
+        sizes = reader.frameSizes(lidar);
+        if (!test::FaultInjection::happened()) break;
+      }
       EXPECT_THAT(sizes, ElementsAre(2));
       EXPECT_EQ(reader.lastReadEnd(), modeling_app::ReadEnd::kNoMemory);
       EXPECT_THAT(log.lines(),
@@ -182,6 +151,7 @@ TEST(PcbDamage, FrameThatDoesNotFitInMemoryIsReportedAndCanBeReadLater) {
       reader.close();
       ASSERT_TRUE(reader.open(reader.path, 0));
     }
+    EXPECT_GT(number, 1U);
   }
 }
 

@@ -10,7 +10,7 @@
 #include "pcbin_las/platform/str_util.h"
 #include "pcbin_las/platform/thread.h"
 #include "storage/open_reader.h"
-#include "support/faulty_io.h"
+#include "support/fault_injection.h"
 #include "support/log_lines.h"
 #include "support/temp_dir.h"
 

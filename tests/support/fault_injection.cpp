@@ -9,80 +9,124 @@
 #include <fcntl.h>
 #include <mutex>
 #include <new>
+#include <sys/stat.h>
 #include <unistd.h>
+
+// The linker option --wrap directs calls of read() to __wrap_read(), and calls of __real_read() to
+// the C library; likewise for the other functions. It prescribes the names.
+// NOLINTBEGIN(bugprone-reserved-identifier)
+extern "C" {
+int __real_open(const char* name, int flags, ...);
+ssize_t __real_read(int file, void* bytes, std::size_t size);
+ssize_t __real_write(int file, const void* bytes, std::size_t size);
+off_t __real_lseek(int file, off_t offset, int whence);
+int __real_ftruncate(int file, off_t size);
+int __real_close(int file);
+}
 
 namespace test {
 namespace {
 
 struct Counter {
   std::atomic<unsigned> calls = 0;
-  std::atomic<unsigned> first = 0;  // number of the first that fails, 0 for none
-  std::atomic<bool> forGood = false;
+  Fault fault{};  // number 0 for none
 };
 std::array<Counter, std::size(kEveryCall)> counters;
-std::atomic<const Counter*> firstFault = nullptr;
-std::atomic<bool> active = false;
+Call firstFault{};
+std::atomic<bool> injecting = false;
 
-bool fails(Call call) {
-  if (!active) return false;
+/// Counts a call; true, with errno set, when it fails.
+bool fails(Call call, int error, std::size_t size = 0) {
+  if (!injecting) return false;
   Counter& counter = counters[static_cast<std::size_t>(call)];
+  if (size < counter.fault.smallest) return false;
   const unsigned number = ++counter.calls;
-  const unsigned first = counter.first;
-  return first != 0 && (counter.forGood ? number >= first : number == first);
-}
-
-bool fails(Call call, int error) {
-  if (!fails(call)) return false;
+  const unsigned first = counter.fault.number;
+  if (first == 0 || (counter.fault.forGood ? number < first : number != first)) return false;
   errno = error;
   return true;
 }
+
+std::mutex mutex;  // guards the variables below
+
+std::atomic<bool> faulty = false;
+std::string faultyPath;
+IoFaults ioFaults;
+bool failsNext = false;
 
 /// A change of the recorded file: bytes written at an offset, or a new size without bytes.
 struct Change {
   std::int64_t offset;
   Bytes bytes;
 };
-
 std::atomic<bool> recording = false;
-std::mutex mutex;  // guards the variables below
 std::vector<Change> changes;
-int recorded = -1;  // the descriptor
+std::atomic<int> recorded = -1;  // the descriptor
 
-void record(int descriptor, std::int64_t offset, const char* bytes, std::size_t size) {
+bool isFaulty(int file) {
+  struct stat own {};
+  struct stat other {};
+  return fstat(file, &own) == 0 && stat(faultyPath.c_str(), &other) == 0 &&
+         own.st_dev == other.st_dev && own.st_ino == other.st_ino;
+}
+
+/// Reduces `size` to what a transfer of a faulty file may move; false, with errno set, when it
+/// fails.
+bool admit(int file, std::size_t& size, int errorAtEnd) {
+  if (!faulty) return true;
   const std::lock_guard lock(mutex);
-  if (recording && descriptor == recorded) changes.push_back({offset, Bytes(bytes, size)});
+  if (!isFaulty(file)) return true;
+  failsNext = !failsNext;
+  const bool fails = ioFaults.everyOther != 0 && failsNext;
+  const std::int64_t space =
+      ioFaults.end - std::max<std::int64_t>(__real_lseek(file, 0, SEEK_CUR), 0);
+  errno = fails ? ioFaults.everyOther : errorAtEnd;
+  if (fails || space <= 0) return false;
+  size = std::min({size, ioFaults.longestTransfer, static_cast<std::size_t>(space)});
+  return true;
+}
+
+void record(int file, std::int64_t offset, const void* bytes, ssize_t size) {
+  const std::lock_guard lock(mutex);
+  if (recording && file == recorded && size >= 0)
+    changes.push_back(
+        {offset, Bytes(static_cast<const char*>(bytes), static_cast<std::size_t>(size))});
 }
 
 void apply(Bytes& file, const Change& change, std::size_t size) {
   const auto offset = static_cast<std::size_t>(change.offset);
-  if (change.bytes.empty()) {
-    file.resize(offset, '\0');
-  } else {
-    file.resize(std::max(file.size(), offset + size), '\0');
-    file.replace(offset, size, change.bytes, 0, size);
-  }
+  file.resize(change.bytes.empty() ? offset : std::max(file.size(), offset + size), '\0');
+  file.replace(offset, size, change.bytes, 0, size);
 }
 
 }  // namespace
 
 FaultInjection::FaultInjection(const std::vector<Fault>& faults) {
-  for (Counter& counter : counters) counter.calls = counter.first = 0;
-  for (const Fault& fault : faults) {
-    Counter& counter = counters[static_cast<std::size_t>(fault.call)];
-    counter.first = fault.number;
-    counter.forGood = fault.forGood;
-  }
-  firstFault = &counters[static_cast<std::size_t>(faults.at(0).call)];
-  active = true;
+  for (Counter& counter : counters) counter.calls = counter.fault.number = 0;
+  for (const Fault& fault : faults) counters[static_cast<std::size_t>(fault.call)].fault = fault;
+  firstFault = faults.at(0).call;
+  injecting = true;
 }
 
 FaultInjection::~FaultInjection() {
-  active = false;
+  injecting = false;
 }
 
 bool FaultInjection::happened() {
-  const Counter* const counter = firstFault;
-  return counter->calls >= counter->first;
+  const Counter& counter = counters[static_cast<std::size_t>(firstFault)];
+  return counter.calls >= counter.fault.number;
+}
+
+FaultyFile::FaultyFile(const std::string& path, const IoFaults& faults) {
+  const std::lock_guard lock(mutex);
+  faultyPath = path;
+  ioFaults = faults;
+  failsNext = false;
+  faulty = true;
+}
+
+FaultyFile::~FaultyFile() {
+  faulty = false;
 }
 
 WriteRecording::WriteRecording() {
@@ -115,25 +159,7 @@ std::vector<Bytes> WriteRecording::states() {
 
 }  // namespace test
 
-// The linker option --wrap directs calls of read() to __wrap_read(), and calls of __real_read() to
-// the C library; likewise for the other functions. It prescribes the names.
-// NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" {
-
-int __real_open(const char* name, int flags, ...);
-ssize_t __real_read(int descriptor, void* bytes, std::size_t size);
-ssize_t __real_write(int descriptor, const void* bytes, std::size_t size);
-off_t __real_lseek(int descriptor, off_t offset, int whence);
-int __real_ftruncate(int descriptor, off_t size);
-int __real_fallocate(int descriptor, int mode, off_t offset, off_t size);
-int __real_fsync(int descriptor);
-int __real_fdatasync(int descriptor);
-int __real_close(int descriptor);
-void* __real_malloc(std::size_t size);
-void* __real_calloc(std::size_t count, std::size_t size);
-void* __real_realloc(void* block, std::size_t size);
-void* __real_aligned_alloc(std::size_t alignment, std::size_t size);
-int __real_posix_memalign(void** block, std::size_t alignment, std::size_t size);
 
 int __wrap_open(const char* name, int flags, ...) {
   std::va_list values;
@@ -141,81 +167,62 @@ int __wrap_open(const char* name, int flags, ...) {
   const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(values, mode_t) : 0;
   va_end(values);
   if (test::fails(test::Call::kOpen, EACCES)) return -1;
-  const int descriptor = __real_open(name, flags, mode);
-  if (test::recording && descriptor >= 0 && (flags & O_ACCMODE) != O_RDONLY) {
-    {
-      const std::lock_guard lock(test::mutex);
-      test::recorded = descriptor;
-    }
-    test::record(descriptor, 0, "", 0);
+  const int file = __real_open(name, flags, mode);
+  if (test::recording && file >= 0 && (flags & O_ACCMODE) != O_RDONLY) {
+    test::recorded = file;
+    test::record(file, 0, "", 0);
   }
-  return descriptor;
+  return file;
 }
 
-ssize_t __wrap_read(int descriptor, void* bytes, std::size_t size) {
-  return test::fails(test::Call::kRead, EIO) ? -1 : __real_read(descriptor, bytes, size);
+ssize_t __wrap_read(int file, void* bytes, std::size_t size) {
+  if (test::fails(test::Call::kRead, EIO) || !test::admit(file, size, EIO)) return -1;
+  return __real_read(file, bytes, size);
 }
 
-ssize_t __wrap_write(int descriptor, const void* bytes, std::size_t size) {
-  if (test::fails(test::Call::kWrite, ENOSPC)) return -1;
-  const off_t offset = test::recording ? __real_lseek(descriptor, 0, SEEK_CUR) : 0;
-  const ssize_t done = __real_write(descriptor, bytes, size);
-  if (test::recording && done > 0)
-    test::record(descriptor, offset, static_cast<const char*>(bytes),
-                 static_cast<std::size_t>(done));
+ssize_t __wrap_write(int file, const void* bytes, std::size_t size) {
+  if (test::fails(test::Call::kWrite, ENOSPC) || !test::admit(file, size, ENOSPC)) return -1;
+  const off_t offset = test::recording ? __real_lseek(file, 0, SEEK_CUR) : 0;
+  const ssize_t done = __real_write(file, bytes, size);
+  if (test::recording) test::record(file, offset, bytes, done);
   return done;
 }
 
-off_t __wrap_lseek(int descriptor, off_t offset, int whence) {
-  return test::fails(test::Call::kSeek, EIO) ? -1 : __real_lseek(descriptor, offset, whence);
-}
-
-int __wrap_ftruncate(int descriptor, off_t size) {
+int __wrap_ftruncate(int file, off_t size) {
   if (test::fails(test::Call::kTruncate, EIO)) return -1;
-  const int result = __real_ftruncate(descriptor, size);
-  if (test::recording && result == 0) test::record(descriptor, size, "", 0);
+  const int result = __real_ftruncate(file, size);
+  if (test::recording) test::record(file, size, "", result);
   return result;
 }
 
-int __wrap_fallocate(int descriptor, int mode, off_t offset, off_t size) {
-  if (test::fails(test::Call::kTruncate, ENOSPC)) return -1;
-  return __real_fallocate(descriptor, mode, offset, size);
-}
-
-int __wrap_fsync(int descriptor) {
-  return test::fails(test::Call::kSync, EIO) ? -1 : __real_fsync(descriptor);
-}
-
-int __wrap_fdatasync(int descriptor) {
-  return test::fails(test::Call::kSync, EIO) ? -1 : __real_fdatasync(descriptor);
-}
-
-int __wrap_close(int descriptor) {
-  const int result = __real_close(descriptor);
+int __wrap_close(int file) {
+  const int result = __real_close(file);
   return test::fails(test::Call::kClose, EIO) ? -1 : result;
 }
 
-void* __wrap_malloc(std::size_t size) {
-  return test::fails(test::Call::kAllocate, ENOMEM) ? nullptr : __real_malloc(size);
-}
+#define PCBIN_WRAP(Result, function, parameters, arguments, call, error, failure)        \
+  Result __real_##function parameters;                                                   \
+  Result __wrap_##function parameters {                                                  \
+    return test::fails(test::Call::call, error) ? failure : __real_##function arguments; \
+  }
+PCBIN_WRAP(off_t, lseek, (int file, off_t to, int from), (file, to, from), kSeek, EIO, -1)
+PCBIN_WRAP(int, fallocate, (int file, int mode, off_t offset, off_t size),
+           (file, mode, offset, size), kTruncate, ENOSPC, -1)
+PCBIN_WRAP(int, fsync, (int file), (file), kSync, EIO, -1)
+PCBIN_WRAP(int, fdatasync, (int file), (file), kSync, EIO, -1)
+PCBIN_WRAP(int, rename, (const char* from, const char* to), (from, to), kRename, EIO, -1)
 
-void* __wrap_calloc(std::size_t count, std::size_t size) {
-  return test::fails(test::Call::kAllocate, ENOMEM) ? nullptr : __real_calloc(count, size);
-}
-
-void* __wrap_realloc(void* block, std::size_t size) {
-  return test::fails(test::Call::kAllocate, ENOMEM) ? nullptr : __real_realloc(block, size);
-}
-
-void* __wrap_aligned_alloc(std::size_t alignment, std::size_t size) {
-  return test::fails(test::Call::kAllocate, ENOMEM) ? nullptr
-                                                    : __real_aligned_alloc(alignment, size);
-}
-
-int __wrap_posix_memalign(void** block, std::size_t alignment, std::size_t size) {
-  return test::fails(test::Call::kAllocate) ? ENOMEM
-                                            : __real_posix_memalign(block, alignment, size);
-}
+#define PCBIN_WRAP_ALLOCATION(Result, function, parameters, arguments, failure)            \
+  Result __real_##function parameters;                                                     \
+  Result __wrap_##function parameters {                                                    \
+    return test::fails(test::Call::kAllocate, ENOMEM, size) ? failure                      \
+                                                            : __real_##function arguments; \
+  }
+PCBIN_WRAP_ALLOCATION(void*, malloc, (std::size_t size), (size), nullptr)
+PCBIN_WRAP_ALLOCATION(void*, realloc, (void* block, std::size_t size), (block, size), nullptr)
+PCBIN_WRAP_ALLOCATION(void*, aligned_alloc, (std::size_t to, std::size_t size), (to, size), nullptr)
+PCBIN_WRAP_ALLOCATION(int, posix_memalign, (void** block, std::size_t to, std::size_t size),
+                      (block, to, size), ENOMEM)
 
 }  // extern "C"
 // NOLINTEND(bugprone-reserved-identifier)

@@ -1,7 +1,8 @@
-// System calls and allocations that fail, and a record of what was written. Programs that use it
-// link pcbin_fault_injection, whose link options redirect the calls of the code under test to it.
+// System calls and allocations that fail, and a record of what was written. Every test program
+// links it: link options redirect the calls by the program's own code and its templates to it.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -10,19 +11,21 @@
 
 namespace test {
 
-enum class Call { kOpen, kRead, kWrite, kSeek, kTruncate, kSync, kClose, kAllocate };
-constexpr Call kEveryCall[] = {Call::kOpen,     Call::kRead, Call::kWrite, Call::kSeek,
-                               Call::kTruncate, Call::kSync, Call::kClose, Call::kAllocate};
+enum class Call { kOpen, kRead, kWrite, kSeek, kTruncate, kSync, kClose, kRename, kAllocate };
+constexpr Call kEveryCall[] = {Call::kOpen,  Call::kRead,     Call::kWrite,
+                               Call::kSeek,  Call::kTruncate, Call::kSync,
+                               Call::kClose, Call::kRename,   Call::kAllocate};
 
 /// The call that fails, counted from 1: only that one, or also all later ones.
 struct Fault {
   Call call;
   unsigned number;
   bool forGood;
+  std::size_t smallest = 0;  ///< only allocations of at least so many bytes count
 };
 
 /// These calls fail in every thread during the lifetime of the object; use one at a time. A failing
-/// close() closes the file. Only calls by the program's own code and its templates count.
+/// close() closes the file.
 class FaultInjection {
  public:
   explicit FaultInjection(const std::vector<Fault>& faults);
@@ -32,6 +35,22 @@ class FaultInjection {
 
   /// Whether the call with the number of the first fault was made.
   static bool happened();
+};
+
+struct IoFaults {
+  std::size_t longestTransfer = SIZE_MAX;  ///< bytes that a call transfers at most
+  int everyOther = 0;                      ///< errno of every other call; 0 for none
+  std::int64_t end = INT64_MAX;  ///< from this offset on, writes give ENOSPC and reads give EIO
+};
+
+/// read() and write() of the file at a path have these faults during the lifetime of the object;
+/// use one at a time.
+class FaultyFile {
+ public:
+  FaultyFile(const std::string& path, const IoFaults& faults);
+  FaultyFile(const FaultyFile&) = delete;
+  FaultyFile& operator=(const FaultyFile&) = delete;
+  ~FaultyFile();
 };
 
 /// Records the changes of the file that is opened for writing during the lifetime of the object;

@@ -4,8 +4,8 @@
 #include <cinttypes>
 #include <cstdio>
 
+#include "pcbin_las/output/staged_file.h"
 #include "pcbin_las/platform/file.h"
-#include "pcbin_las/platform/staged_file.h"
 #include "pcbin_las/platform/trace_macros.h"
 #include "pcbin_las/platform/tracer.h"
 

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <mutex>
 
-#include "pcbin_las/platform/rate.h"
+#include "pcbin_las/process/rate.h"
 
 /// Shows the progress of a run in one line on standard error, if that is a terminal. Any thread may
 /// call it.

@@ -7,12 +7,12 @@
 
 #include "pcbin_las/export/pose_diagnosis.h"
 #include "pcbin_las/export/pose_line.h"
-#include "pcbin_las/platform/available_memory.h"
 #include "pcbin_las/platform/escape.h"
 #include "pcbin_las/platform/file.h"
 #include "pcbin_las/platform/number.h"
 #include "pcbin_las/platform/str_util.h"
 #include "pcbin_las/platform/trace_macros.h"
+#include "pcbin_las/process/available_memory.h"
 
 namespace {
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/picture/las_input.h"
 
 #include <algorithm>
@@ -10,24 +11,25 @@ namespace picture {
 
 using pontra::LasHeader;
 using pontra::LasPointRecord;
+using pontra::LasReader;
 
 bool LasInput::open(const std::string& path) {
   path_ = path;
-  if (!file_.open(path, ferrun::File::kRead)) {
+  const auto error = reader_.open(path);
+  if (error == LasReader::OpenError::kNoFile) {
     TRACE_ERROR("picture", "las file(%s) cannot be opened!", path.c_str());
     return false;
   }
-  LasHeader header;
-  if (file_.readData(reinterpret_cast<char*>(&header), sizeof(header)) != sizeof(header) ||
-      std::memcmp(header.fileSignature, "LASF", 4) != 0) {
+  if (error || std::memcmp(reader_.header().fileSignature, "LASF", 4) != 0) {
     TRACE_ERROR("picture", "file(%s) has no las header!", path.c_str());
     return false;
   }
-  return takeHeader(header, file_.getSize());
+  return acceptHeader();
 }
 
 /// Whether the header describes a file that can be drawn; prints an error line if not.
-bool LasInput::takeHeader(const LasHeader& header, std::int64_t fileSize) {
+bool LasInput::acceptHeader() {
+  const LasHeader& header = reader_.header();
   if (header.pointDataFormatID != 3 || header.pointDataRecordLength != sizeof(LasPointRecord) ||
       header.pointDataOffset < sizeof(LasHeader)) {
     TRACE_ERROR("picture",
@@ -41,59 +43,61 @@ bool LasInput::takeHeader(const LasHeader& header, std::int64_t fileSize) {
             {header.yScaleFactor, header.yOffset},
             {header.zScaleFactor, header.zOffset}}};
   bounds_ = {{{header.minX, header.maxX}, {header.minY, header.maxY}, {header.minZ, header.maxZ}}};
-  for (const Linear& axis : axes_) {
-    if (std::isfinite(axis.factor) && axis.factor != 0 && std::isfinite(axis.shift)) continue;
+  for (const Axis& axis : axes_) {
+    if (std::isfinite(axis.scale) && axis.scale != 0 && std::isfinite(axis.offset)) continue;
     TRACE_ERROR("picture", "las file(%s) has scale factor %g and offset %g!", path_.c_str(),
-                axis.factor, axis.shift);
+                axis.scale, axis.offset);
     return false;
   }
-  pointDataOffset_ = header.pointDataOffset;
-  const auto size = static_cast<std::uint64_t>(std::max<std::int64_t>(fileSize, 0));
-  const std::uint64_t bytes = size - std::min(size, pointDataOffset_);
-  count_ = std::min<std::uint64_t>(header.numberOfPointRecords, bytes / sizeof(LasPointRecord));
-  if (count_ > 0) return true;
+  reader_.findPoints(pontra::PointsBegin::kAtOffset);
+  count_ = std::min<std::uint64_t>(header.numberOfPointRecords, reader_.recordsHeld());
+  if (count_ > 0) return readSystem();
   TRACE_ERROR("picture", "las file(%s) has no points!", path_.c_str());
   return false;
 }
 
-bool LasInput::passAll(const TakePoints& take) {
-  return pass(0, count_, take);
+/// Reads the coordinate system from the first bytes after the header.
+bool LasInput::readSystem() {
+  std::string records;
+  reader_.readBytesBeforePoints([&](std::span<const char> bytes) {
+    records.assign(bytes.data(), bytes.size());
+    return false;
+  });
+  system_ = pontra::findCoordinateSystem(records);
+  return reader_.seek(0);
 }
 
 bool LasInput::passSome(const TakePoints& take) {
-  constexpr std::uint64_t kMost = std::uint64_t{1} << 23;
   constexpr std::uint64_t kBlocks = 256;
-  constexpr std::uint64_t kBlockSize = 1024;
-  if (count_ <= kMost) return passAll(take);
+  constexpr std::uint64_t kBlockRecords = 1024;
+  if (count_ <= kFewPoints) return pass(take);
   for (std::uint64_t i = 0; i < kBlocks; ++i) {
-    const std::uint64_t begin = i * (count_ - kBlockSize) / (kBlocks - 1);
-    if (!pass(begin, begin + kBlockSize, take)) return false;
+    const std::uint64_t begin = i * (count_ - kBlockRecords) / (kBlocks - 1);
+    if (!passRecords(begin, begin + kBlockRecords, take)) return false;
   }
   return true;
 }
 
-bool LasInput::pass(std::uint64_t begin, std::uint64_t end, const TakePoints& take) {
-  constexpr std::uint64_t kBlockRecords = 1U << 13;
-  block_.resize(kBlockRecords);
-  file_.seek(static_cast<std::int64_t>(pointDataOffset_ + begin * sizeof(LasPointRecord)));
-  std::array<MapPoint, 256> points;
+bool LasInput::passRecords(std::uint64_t begin, std::uint64_t end, const TakePoints& take) {
+  constexpr std::size_t kBatch = 256;
+  std::array<MapPoint, kBatch> points;
+  reader_.seek(begin);
   while (begin < end) {
-    const std::uint64_t wanted = std::min(kBlockRecords, end - begin);
-    const auto size = static_cast<int>(wanted * sizeof(LasPointRecord));
-    if (file_.readData(reinterpret_cast<char*>(block_.data()), size) != size) {
+    const auto wanted = std::min<std::uint64_t>(LasReader::kBlockRecords, end - begin);
+    auto records = reader_.read(wanted);
+    if (records.size() != wanted) {
       TRACE_ERROR("picture", "las file(%s) read error!", path_.c_str());
       return false;
     }
     begin += wanted;
-    for (std::size_t i = 0; i < wanted;) {
-      std::size_t n = 0;
-      for (; n < points.size() && i < wanted; ++n, ++i) {
-        const LasPointRecord& r = block_[i];
-        points[n] = {{r.x * axes_[0].factor + axes_[0].shift, r.y * axes_[1].factor + axes_[1].shift,
-                      r.z * axes_[2].factor + axes_[2].shift},
-                     {r.red, r.green, r.blue}};
-      }
-      take(std::span(points).first(n));
+    while (!records.empty()) {
+      const auto batch = records.first(std::min(kBatch, records.size()));
+      std::ranges::transform(batch, points.begin(), [this](const LasPointRecord& record) {
+        return MapPoint{{axes_[0](record.x), axes_[1](record.y), axes_[2](record.z)},
+                        {record.red, record.green, record.blue}};
+      });
+      take(std::span(points).first(batch.size()));
+      records = records.subspan(batch.size());
     }
   }
   return true;

@@ -4,18 +4,13 @@
 
 #include <array>
 #include <cstdint>
-#include <functional>
-#include <span>
 #include <string>
-#include <vector>
 
-#include "pcbin_las/las/las_records.h"
-#include "pcbin_las/picture/map_view.h"
-#include "pcbin_las/platform/file.h"
+#include "pcbin_las/las/coordinate_system.h"
+#include "pcbin_las/las/las_reader.h"
+#include "pcbin_las/picture/map_point.h"
 
 namespace picture {
-
-using TakePoints = std::function<void(std::span<const MapPoint>)>;
 
 /// A LAS file of point data record format 3, open for reading.
 class LasInput {
@@ -27,28 +22,39 @@ class LasInput {
   /// The number of whole records in the file, at most the number in the header.
   std::uint64_t count() const { return count_; }
 
-  /// Passes points spread over the file to `take`: all of them if the file has at most kMost.
-  bool passSome(const TakePoints& take);
-
-  bool passAll(const TakePoints& take);
-
+  /// The bounds that the header states, for axis 0, 1 or 2. They may be wrong.
   Range headerBounds(std::size_t axis) const { return bounds_[axis]; }
 
- private:
-  bool takeHeader(const pontra::LasHeader& header, std::int64_t fileSize);
-  bool pass(std::uint64_t begin, std::uint64_t end, const TakePoints& take);
+  /// The coordinate system that the file names.
+  const pontra::CoordinateSystem& system() const { return system_; }
 
-  struct Linear {
-    double factor = 1;
-    double shift = 0;
+  /// Passes all points to `take`, in batches. False, with an error line, when a read fails.
+  bool pass(const TakePoints& take) { return passRecords(0, count_, take); }
+
+  /// Passes points from all parts of the file to `take`: all points of a file with at most
+  /// kFewPoints. False as above.
+  bool passSome(const TakePoints& take);
+
+  static constexpr std::uint64_t kFewPoints = std::uint64_t{1} << 23;
+
+ private:
+  bool acceptHeader();
+  bool readSystem();
+  bool passRecords(std::uint64_t begin, std::uint64_t end, const TakePoints& take);
+
+  /// Converts the integers of records to metres.
+  struct Axis {
+    double scale = 1;
+    double offset = 0;
+    double operator()(std::int32_t value) const { return value * scale + offset; }
   };
+
   std::string path_;
-  ferrun::File file_;
-  std::array<Linear, 3> axes_;
+  pontra::LasReader reader_;
+  std::array<Axis, 3> axes_;
   std::array<Range, 3> bounds_;
-  std::uint64_t pointDataOffset_ = 0;
+  pontra::CoordinateSystem system_;
   std::uint64_t count_ = 0;
-  std::vector<pontra::LasPointRecord> block_;
 };
 
 }  // namespace picture

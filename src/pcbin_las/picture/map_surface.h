@@ -16,7 +16,7 @@ Colour heightColour(double part);
 /// Heights and colours of cells, in rows from the top left.
 struct CellGrid {
   CellGrid(int width, int height)
-      : columns(width), rows(height), heights(size()), colours(size()) {}
+  : columns(width), rows(height), heights(size()), colours(size()) {}
 
   std::size_t size() const {
     return static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows);

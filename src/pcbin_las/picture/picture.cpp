@@ -6,8 +6,8 @@
 #include "pcbin_las/picture/las_input.h"
 #include "pcbin_las/picture/page.h"
 #include "pcbin_las/picture/png_file.h"
-#include "pcbin_las/platform/file_path.h"
 #include "pcbin_las/platform/trace_macros.h"
+#include "pcbin_las/process/file_path.h"
 
 namespace picture {
 namespace {

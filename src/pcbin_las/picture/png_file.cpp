@@ -6,7 +6,7 @@
 
 #include <png.h>
 
-#include "pcbin_las/platform/staged_file.h"
+#include "pcbin_las/output/staged_file.h"
 #include "pcbin_las/platform/trace_macros.h"
 
 namespace picture {

@@ -1,0 +1,148 @@
+#include "pcbin_las/output/staged_file.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include "pcbin_las/output/file_links.h"
+#include "pcbin_las/output/part_file_names.h"
+#include "pcbin_las/platform/retried.h"
+#include "pcbin_las/platform/trace_macros.h"
+#include "pcbin_las/process/file_path.h"
+
+namespace ferrun {
+namespace {
+
+constexpr const char* kClassName = "StagedFile";
+}  // namespace
+
+bool StagedFile::fail(const char* action, int error) {
+  TRACE_MEMBER_ERROR(kClassName, "create", "file(%s) cannot be %s: %s!", target_.c_str(), action,
+                     std::strerror(error));
+  discard();
+  return false;
+}
+
+bool StagedFile::create(const std::string& target) {
+  discard();
+  if (!checkTarget(target) || !createExclusively()) return false;
+  if (exists_ && !takeOverMode()) return fail("given the mode of the old file", errno);
+  return true;
+}
+
+/// Resolves links and checks the target.
+bool StagedFile::checkTarget(const std::string& name) {
+  target_ = name;
+  if (name.empty()) return fail("written", ENOENT);
+  exists_ = stat(name.c_str(), &targetStatus_) == 0;
+  if (name.ends_with('/') || (exists_ && S_ISDIR(targetStatus_.st_mode)))
+    return fail("written", EISDIR);
+  if (exists_ && !S_ISREG(targetStatus_.st_mode)) {
+    TRACE_MEMBER_ERROR(kClassName, "create", "file(%s) cannot be written: it is no regular file!",
+                       name.c_str());
+    return false;
+  }
+  std::string path = followLinks(name);
+  if (path.empty()) return fail("written", errno);
+  struct stat status {};
+  const bool leadsThere =
+      !exists_ || (stat(path.c_str(), &status) == 0 && status.st_dev == targetStatus_.st_dev &&
+                   status.st_ino == targetStatus_.st_ino);
+  if (!leadsThere) return fail("written", ENOENT);  // a link to a file without a name
+  if (exists_ && faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0)
+    return fail("written", errno);
+  target_ = std::move(path);
+  directory_ = FilePath(target_).dirName();
+  prefix_ = partFilePrefix(directory_, FilePath(target_).baseName());
+  return true;
+}
+
+/// Creates and locks the temporary file. If another run that removes leftovers was faster than the
+/// lock, tries another name.
+bool StagedFile::createExclusively() {
+  constexpr int kMostTries = 100;
+  for (int i = 0; i < kMostTries; ++i) {
+    const std::string name = newPartFileName(prefix_);
+    if (name.empty()) return fail("written", errno);
+    temporary_ = directory_ + "/" + name;
+    onStop_.name(temporary_);
+    descriptor_ = retried([&] {
+      return ::open(temporary_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC,
+                    exists_ ? 0600 : 0666);
+    });
+    if (descriptor_ < 0) {
+      const int error = errno;
+      onStop_.keep();
+      temporary_.clear();
+      if (error == EEXIST) continue;
+      return fail("written", error);
+    }
+    const bool locked = retried([&] { return flock(descriptor_, LOCK_EX | LOCK_NB); }) == 0;
+    const bool locksWork = locked || errno == EWOULDBLOCK;
+    if ((locked || !locksWork) && holdsName()) {
+      removeLeftovers(directory_, prefix_, name, locksWork);
+      return true;
+    }
+    discard();
+  }
+  return fail("written", EEXIST);
+}
+
+/// Whether the temporary name still refers to the file that was created.
+bool StagedFile::holdsName() const {
+  struct stat own {};
+  struct stat named {};
+  return fstat(descriptor_, &own) == 0 && stat(temporary_.c_str(), &named) == 0 &&
+         own.st_dev == named.st_dev && own.st_ino == named.st_ino;
+}
+
+/// Copies the target's mode to the temporary file, and its owner where permitted. False, with errno
+/// set, when the mode cannot be set.
+bool StagedFile::takeOverMode() const {
+  struct stat own {};
+  if (fstat(descriptor_, &own) != 0) return false;
+  const bool sameOwner = own.st_uid == targetStatus_.st_uid && own.st_gid == targetStatus_.st_gid;
+  if (!sameOwner && fchown(descriptor_, targetStatus_.st_uid, targetStatus_.st_gid) != 0 &&
+      errno != EPERM && errno != EINVAL)
+    return false;
+  const mode_t mode = targetStatus_.st_mode & 07777;
+  return (own.st_mode & 07777) == mode || fchmod(descriptor_, mode) == 0;
+}
+
+bool StagedFile::publish() {
+  if (descriptor_ < 0) return false;
+  if (retried([&] { return fsync(descriptor_); }) != 0) return fail("forced to the disk", errno);
+  if (rename(temporary_.c_str(), target_.c_str()) != 0) return fail("replaced", errno);
+  close();
+  syncDirectory();
+  return true;
+}
+
+void StagedFile::syncDirectory() const {
+  const int descriptor = retried(
+      [&] { return ::open((directory_ + "/").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
+  if (descriptor < 0 || retried([&] { return fsync(descriptor); }) != 0)
+    TRACE_MEMBER_WARNING(kClassName, "publish", "directory(%s) cannot be forced to the disk: %s!",
+                         directory_.c_str(), std::strerror(errno));
+  if (descriptor >= 0) ::close(descriptor);
+}
+
+void StagedFile::discard() {
+  if (descriptor_ < 0) return;
+  if (unlink(temporary_.c_str()) != 0 && errno != ENOENT)
+    TRACE_MEMBER_WARNING(kClassName, "discard", "file(%s) cannot be removed: %s!",
+                         temporary_.c_str(), std::strerror(errno));
+  close();
+}
+
+/// Releases the lock and the name.
+void StagedFile::close() {
+  onStop_.keep();
+  ::close(descriptor_);  // its data are synced or discarded
+  descriptor_ = -1;
+  temporary_.clear();
+}
+
+}  // namespace ferrun

@@ -1,0 +1,87 @@
+#include "pcbin_las/output/stop_signals.h"
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <unistd.h>
+
+namespace ferrun {
+namespace {
+
+constexpr std::array kSignals = {SIGINT, SIGTERM, SIGHUP};
+
+/// A path that a signal handler may read at any time.
+struct Slot {
+  std::atomic<bool> taken = false;
+  std::atomic<bool> filled = false;  ///< the handler removes the file
+  std::array<char, PATH_MAX> path{};
+};
+
+static_assert(std::atomic<bool>::is_always_lock_free);
+std::array<Slot, 8> g_slots;
+
+sigset_t stopSignals() {
+  sigset_t set;
+  sigemptyset(&set);
+  for (const int signal : kSignals) sigaddset(&set, signal);
+  return set;
+}
+
+/// Calls async-signal-safe functions only. The signal raised here is delivered when the handler
+/// returns, and ends the process.
+extern "C" void removeFilesAndEnd(int signal) {
+  const int error = errno;
+  for (const Slot& slot : g_slots) {
+    if (slot.filled) (void)unlink(slot.path.data());
+  }
+  (void)std::signal(signal, SIG_DFL);
+  (void)std::raise(signal);
+  errno = error;
+}
+
+}  // namespace
+
+void handleStopSignals() {
+  for (const int signal : kSignals) {
+    struct sigaction former {};
+    if (sigaction(signal, nullptr, &former) != 0 || former.sa_handler == SIG_IGN) continue;
+    struct sigaction action {};
+    action.sa_handler = removeFilesAndEnd;
+    action.sa_mask = stopSignals();
+    (void)sigaction(signal, &action, nullptr);  // fails for no signal of the list
+  }
+}
+
+void RemovedOnStop::name(const std::string& path) {
+  keep();
+  if (path.size() >= PATH_MAX) return;
+  for (std::size_t i = 0; i < g_slots.size(); ++i) {
+    Slot& slot = g_slots[i];
+    if (slot.taken.exchange(true)) continue;
+    std::memcpy(slot.path.data(), path.c_str(), path.size() + 1);
+    slot.filled = true;
+    slot_ = static_cast<int>(i);
+    return;
+  }
+}
+
+void RemovedOnStop::keep() {
+  if (slot_ < 0) return;
+  Slot& slot = g_slots[static_cast<std::size_t>(slot_)];
+  slot.filled = false;
+  slot.taken = false;
+  slot_ = -1;
+}
+
+StopSignalsBlocked::StopSignalsBlocked() {
+  const sigset_t set = stopSignals();
+  (void)pthread_sigmask(SIG_BLOCK, &set, &former_);  // fails for no set of signals
+}
+
+StopSignalsBlocked::~StopSignalsBlocked() {
+  (void)pthread_sigmask(SIG_SETMASK, &former_, nullptr);
+}
+
+}  // namespace ferrun
