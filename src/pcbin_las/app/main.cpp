@@ -61,7 +61,7 @@ int viewLas(const CommandLine& line) {
   las_view(line.file, static_cast<unsigned>(line.start), static_cast<unsigned>(line.nums));
   if (line.outputs.picturePath.empty()) return 0;
   ferrun::handleStopSignals();
-  return picture::draw(line.file, line.outputs.picturePath, line.outputs.zoom) ? 0 : 1;
+  return picture::draw(line.file, line.outputs.picturePath, line.outputs.picture) ? 0 : 1;
 }
 
 int runMode(const CommandLine& line, BatchSink* batchSink) {

@@ -73,7 +73,7 @@ std::string quoted(std::string_view text, std::size_t begin) {
 }
 
 CoordinateSystem fromText(std::string_view text) {
-  CoordinateSystem system{.name = quoted(text, 0)};
+  CoordinateSystem system = {.name = quoted(text, 0)};
   const std::size_t unit = text.substr(0, text.find("VERT")).rfind("UNIT[");
   if (unit == std::string_view::npos) return system;
   const std::string name = quoted(text, unit);
@@ -87,6 +87,10 @@ CoordinateSystem fromText(std::string_view text) {
 }
 
 }  // namespace
+
+CoordinateSystem coordinateSystemOf(int epsgCode) {
+  return {.name = epsgCode == 0 ? "" : nameOf(epsgCode)};
+}
 
 CoordinateSystem findCoordinateSystem(std::string_view records) {
   const std::string_view keys = findRecord(records, kGeoKeyDirectory);

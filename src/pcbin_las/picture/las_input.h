@@ -22,8 +22,8 @@ class LasInput {
   /// The number of whole records in the file, at most the number in the header.
   std::uint64_t count() const { return count_; }
 
-  /// The bounds that the header states, for axis 0, 1 or 2. They may be wrong.
-  Range headerBounds(std::size_t axis) const { return bounds_[axis]; }
+  /// The bounds of x, y and z that the header states. They may be wrong.
+  const std::array<Range, 3>& headerBounds() const { return bounds_; }
 
   /// The coordinate system that the file names.
   const pontra::CoordinateSystem& system() const { return system_; }

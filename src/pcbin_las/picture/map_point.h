@@ -4,10 +4,13 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
+#include <limits>
+#include <span>
 
 namespace picture {
 
-/// Metres (or the unit of the map), x to the east, y to the north, z up.
+/// x to the east, y to the north, z up: in metres, or in the unit of the map's coordinate system.
 using Position = std::array<double, 3>;
 
 /// A point of a map. Colours have 8 or 16 bits, as in the file.
@@ -23,6 +26,17 @@ struct Range {
   double size() const { return high - low; }
   /// False for NaN.
   bool contains(double value) const { return value >= low && value <= high; }
+
+  void include(double value) {
+    if (value < low) low = value;
+    if (value > high) high = value;
+  }
 };
+
+constexpr double kInfinite = std::numeric_limits<double>::infinity();
+constexpr Range kNoValues = {kInfinite, -kInfinite};  ///< to be extended by include()
+constexpr Range kAllValues = {-kInfinite, kInfinite};
+
+using TakePoints = std::function<void(std::span<const MapPoint>)>;
 
 }  // namespace picture

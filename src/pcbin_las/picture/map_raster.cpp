@@ -3,18 +3,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 namespace picture {
 namespace {
 
-constexpr double kInfinite = std::numeric_limits<double>::infinity();
 constexpr int kLowestUnit = 1 << Layer::kStepBits;  // so that only an empty layer has step 0
 constexpr int kHighestUnit = 65535;
-
-void include(Range& range, double value) {
-  range = {std::min(range.low, value), std::max(range.high, value)};
-}
 
 }  // namespace
 
@@ -42,8 +36,9 @@ void Cell::add(std::uint16_t height, const std::array<std::uint8_t, 3>& colour) 
 MapRaster::MapRaster(const MapView& view, bool wideColours)
     : view_(view),
       wideColours_(wideColours),
-      heights_{kInfinite, -kInfinite},
-      leftOut_{.x = {kInfinite, -kInfinite}, .y = {kInfinite, -kInfinite}},
+      right_(view.right()),
+      bottom_(view.bottom()),
+      perUnit_(1 / view.cellSize),
       cells_(static_cast<std::size_t>(view.columns) * static_cast<std::size_t>(view.rows)) {
   constexpr int kUnits = kHighestUnit - kLowestUnit;
   unit_ = std::max(view.smallHeight / (1 << Layer::kStepBits), view.heights.size() * 1.25 / kUnits);
@@ -72,49 +67,44 @@ void MapRaster::addBatch(std::span<const MapPoint> points) {
     std::array<std::uint8_t, 3> colour;
   };
   std::array<Entry, kBatch> entries;
-  std::size_t count = 0;
-  const double perUnit = 1 / view_.cellSize;
-  unsigned bits = 0;
-  Range heights = heights_;
+  std::size_t size = 0;
   for (const MapPoint& point : points) {
+    for (const std::uint16_t channel : point.colour) colourBits_ |= channel;
     const auto [x, y, z] = point.position;
-    for (const std::uint16_t channel : point.colour) bits |= channel;
-    const double column = (x - view_.left) * perUnit;
-    const double row = (view_.top - y) * perUnit;
-    if (!(x >= view_.left && x <= view_.right() && y >= view_.bottom() && y <= view_.top &&
-          view_.slice.contains(z))) {
-      leaveOut(point.position);
+    const bool inSlice = count(point.position);
+    const double column = (x - view_.left) * perUnit_ + MapView::kBorder;
+    const double row = (view_.top - y) * perUnit_ + MapView::kBorder;
+    if (!inSlice || !(column >= 0 && column < view_.columns && row >= 0 && row < view_.rows))
       continue;
-    }
-    include(heights, z);
-    Entry& entry = entries[count++];
-    const auto limited = [](double value, int most) {
-      return static_cast<std::size_t>(std::min(static_cast<int>(value), most - 1));
-    };
-    entry.cell = limited(row, view_.rows) * static_cast<std::size_t>(view_.columns) +
-                 limited(column, view_.columns);
+    Entry& entry = entries[size++];
+    entry.cell =
+        static_cast<std::size_t>(static_cast<int>(row)) * static_cast<std::size_t>(view_.columns) +
+        static_cast<std::size_t>(static_cast<int>(column));
     __builtin_prefetch(&cells_[entry.cell], 1);
     entry.height = heightUnits(z);
-    for (std::size_t i = 0; i < 3; ++i)
-      entry.colour[i] = static_cast<std::uint8_t>(
-          wideColours_ ? (point.colour[i] + 128) / 257 : point.colour[i]);
+    for (std::size_t i = 0; i < entry.colour.size(); ++i)
+      entry.colour[i] =
+          static_cast<std::uint8_t>(wideColours_ ? (point.colour[i] + 128) / 257 : point.colour[i]);
   }
-  for (std::size_t i = 0; i < count; ++i)
-    cells_[entries[i].cell].add(entries[i].height, entries[i].colour);
-  count_ += count;
-  heights_ = heights;
-  colourBits_ = static_cast<std::uint16_t>(colourBits_ | bits);
+  for (const Entry& entry : std::span(entries).first(size))
+    cells_[entry.cell].add(entry.height, entry.colour);
 }
 
-void MapRaster::leaveOut(const Position& position) {
+/// Counts a point. False when it is not in the slice.
+bool MapRaster::count(const Position& position) {
   const auto [x, y, z] = position;
-  if (!(x >= view_.left && x <= view_.right() && y >= view_.bottom() && y <= view_.top)) {
+  const bool inSlice = view_.slice.contains(z);
+  if (!(x >= view_.left && x <= right_ && y >= bottom_ && y <= view_.top)) {
     ++leftOut_.outside;
-    include(leftOut_.x, x);
-    include(leftOut_.y, y);
+    leftOut_.x.include(x);
+    leftOut_.y.include(y);
+  } else if (inSlice) {
+    ++count_;
+    heights_.include(z);
   } else {
     ++(z < view_.slice.low ? leftOut_.below : leftOut_.above);
   }
+  return inSlice;
 }
 
 }  // namespace picture

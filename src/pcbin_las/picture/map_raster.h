@@ -15,8 +15,8 @@ struct LeftOut {
   std::uint64_t outside = 0;  ///< beyond the edges
   std::uint64_t below = 0;    ///< within the edges and below the slice
   std::uint64_t above = 0;    ///< within the edges and above the slice
-  Range x;                    ///< of the points beyond the edges
-  Range y;
+  Range x = kNoValues;        ///< of the points beyond the edges
+  Range y = kNoValues;
 };
 
 /// The points of a cell in one step of height.
@@ -38,7 +38,7 @@ struct Cell {
   void add(std::uint16_t height, const std::array<std::uint8_t, 3>& colour);
 };
 
-/// The cells of a view, in rows from the top left.
+/// The cells of a view and of its border, in rows from the top left.
 class MapRaster {
  public:
   /// `wideColours`: the colours of the points have 16 bits.
@@ -47,35 +47,39 @@ class MapRaster {
   /// Adds the points to their cells.
   void add(std::span<const MapPoint> points);
 
-  /// The number of points in the cells, their heights, and the points left out.
+  /// The number of points in the view and in its slice, their heights, and the points left out.
   std::uint64_t count() const { return count_; }
   const Range& heights() const { return heights_; }
   const LeftOut& leftOut() const { return leftOut_; }
 
   /// Bitwise or of the colours of all points, also of those left out.
-  std::uint16_t colourBits() const { return colourBits_; }
+  unsigned colourBits() const { return colourBits_; }
 
   const MapView& view() const { return view_; }
   const std::vector<Cell>& cells() const { return cells_; }
 
-  /// The height of a layer in metres.
+  /// The height of a unit and of a layer, in the unit of the map.
+  double unit() const { return unit_; }
   double metres(std::uint16_t height) const { return lowest_ + height * unit_; }
 
  private:
   void addBatch(std::span<const MapPoint> points);
-  void leaveOut(const Position& position);
+  bool count(const Position& position);
   std::uint16_t heightUnits(double z) const;
 
   static constexpr std::size_t kBatch = 64;  ///< points
 
   MapView view_;
   bool wideColours_;
-  double lowest_;  ///< height in metres at 0 units
-  double unit_;    ///< metres
+  double right_;
+  double bottom_;
+  double perUnit_;  ///< cells
+  double lowest_;   ///< height in metres at 0 units
+  double unit_;     ///< metres
   std::uint64_t count_ = 0;
-  Range heights_;
+  Range heights_ = kNoValues;
   LeftOut leftOut_;
-  std::uint16_t colourBits_ = 0;
+  unsigned colourBits_ = 0;
   std::vector<Cell> cells_;
 };
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// The surface that a map shows from above: made from cells, closed, shaded, turned into pixels.
+// The surface that a map shows from above: taken from cells, closed, shaded, turned into pixels.
 #pragma once
 
 #include <cstdint>
@@ -15,12 +15,12 @@ Colour heightColour(double part);
 
 /// Heights and colours of cells, in rows from the top left.
 struct CellGrid {
-  CellGrid(int width, int height)
-  : columns(width), rows(height), heights(size()), colours(size()) {}
+  CellGrid(int columnCount, int rowCount)
+      : columns(columnCount),
+        rows(rowCount),
+        heights(index(0, rowCount)),
+        colours(index(0, rowCount)) {}
 
-  std::size_t size() const {
-    return static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows);
-  }
   std::size_t index(int column, int row) const {
     return static_cast<std::size_t>(row) * static_cast<std::size_t>(columns) +
            static_cast<std::size_t>(column);
@@ -32,27 +32,24 @@ struct CellGrid {
   std::vector<Colour> colours;
 };
 
-/// The heights and colours of the cells of a raster.
-class MapSurface {
- public:
-  /// The surface of the cells: the mean colour of the points within a small height of the highest,
-  /// or a colour of the height scale. Single points that stand above all around them are left out.
-  MapSurface(const MapRaster& raster, bool showsHeights);
+/// The surface of the cells of a raster: the mean colour of the points within a small height of the
+/// highest, or with `showsHeights` a colour of the height scale. Leaves out speckles: single points
+/// that stand above their cell, or above the cells around an otherwise empty one, and have no other
+/// point within a small height in the nine cells.
+CellGrid makeSurface(const MapRaster& raster, bool showsHeights);
 
-  /// Closes small holes.
-  void fill();
+/// Fills holes of up to 8 cells that are surrounded by filled cells, from the cells around them.
+void fillHoles(CellGrid& surface);
 
-  /// Darkens the cells below higher ones, and makes dark cells lighter than the ground.
-  void shade();
+/// Darkens cells beside higher ones: fully where a step is as high as the cells are wide. `unit` is
+/// the height of a unit in cells.
+void shadeEdges(CellGrid& surface, double unit);
 
-  /// The pixels of the view in rows from the top left: the colours of the cells that they cover, by
-  /// area; `ground` where no cell has points.
-  std::vector<Colour> pixels(const Colour& ground) const;
+/// Makes near-black cells lighter, so that they differ from the ground.
+void lightenDarkCells(CellGrid& surface);
 
- private:
-  MapView view_;
-  double unit_;  ///< metres
-  CellGrid grid_;
-};
+/// The pixels of the view in rows from the top left: the colours of the cells that they cover, by
+/// area; `ground` where a cell is empty.
+std::vector<Colour> drawPixels(const CellGrid& surface, const MapView& view, const Colour& ground);
 
 }  // namespace picture

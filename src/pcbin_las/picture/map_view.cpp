@@ -19,16 +19,16 @@ Range extended(const Range& range, const Range& outer) {
   return result;
 }
 
-std::vector<double> coordinates(const Sample& sample, std::size_t axis) {
+std::vector<double> coordinates(const std::vector<Position>& positions, std::size_t axis) {
   std::vector<double> values;
-  values.reserve(sample.positions.size());
-  for (const Position& position : sample.positions) values.push_back(position[axis]);
+  values.reserve(positions.size());
+  for (const Position& position : positions) values.push_back(position[axis]);
   return values;
 }
 
 /// The range of the map along an axis, with a small margin.
-Range wholeRange(const Sample& sample, std::size_t axis, const Range& bounds) {
-  const Range range = extended(robustRange(coordinates(sample, axis)), bounds);
+Range wholeRange(const std::vector<Position>& positions, std::size_t axis, const Range& bounds) {
+  const Range range = extended(robustRange(coordinates(positions, axis)), bounds);
   const double margin = range.size() > 0 ? range.size() * 0.015 : 0.5;
   return {range.low - margin, range.high + margin};
 }
@@ -39,59 +39,34 @@ void widen(Range& range, double size) {
   range = {range.low - missing / 2, range.high + missing / 2};
 }
 
-/// The heights of the sample without the outermost 0.1 % at each end.
-Range heightRange(const Sample& sample) {
-  std::vector<double> values = coordinates(sample, 2);
+/// The heights of the positions without the outermost 0.1 % at each end.
+Range heightRange(const std::vector<Position>& positions) {
+  std::vector<double> values = coordinates(positions, 2);
   std::ranges::sort(values);
   const std::size_t trim = values.size() < 50 ? 0 : std::max<std::size_t>(values.size() / 1000, 1);
   return {values[trim], values[values.size() - 1 - trim]};
 }
 
-/// The mean distance between neighbouring points, over the area that has points: that of the tiles
-/// with points, when there are about kTilePoints in each.
-double meanSpacing(const Sample& sample, const Range& x, const Range& y) {
+/// The part of an area around the positions: that of the tiles with positions, when there are about
+/// kTilePoints in each.
+double filledArea(const std::vector<Position>& positions, const MapView& view) {
   constexpr double kTilePoints = 12;
   constexpr int kRounds = 3;
-  std::vector<std::uint64_t> tiles(sample.positions.size());
-  const auto size = static_cast<double>(sample.positions.size());
-  double area = x.size() * y.size();
+  std::vector<std::uint64_t> tiles(positions.size());
+  double area = view.x().size() * view.y().size();
   for (int round = 0; round < kRounds; ++round) {
-    const double tile = std::sqrt(area * kTilePoints / size);
-    const auto index = [tile](double value, const Range& range) {
-      return static_cast<std::uint64_t>(std::clamp((value - range.low) / tile, 0.0, 1e9));
-    };
-    std::ranges::transform(sample.positions, tiles.begin(), [&](const Position& p) {
-      return index(p[0], x) << 32 | index(p[1], y);
+    const double tile = std::sqrt(area * kTilePoints / static_cast<double>(positions.size()));
+    std::ranges::transform(positions, tiles.begin(), [&](const Position& p) {
+      const auto index = [tile](double distance) {
+        return static_cast<std::uint64_t>(std::clamp(distance / tile, 0.0, 1e9));
+      };
+      return index(p[0] - view.left) << 32 | index(view.top - p[1]);
     });
     std::ranges::sort(tiles);
     const auto filled = std::unique(tiles.begin(), tiles.end()) - tiles.begin();
     area = std::min(area, static_cast<double>(filled) * tile * tile);
   }
-  return std::sqrt(area / static_cast<double>(sample.points));
-}
-
-/// The part of the sample in a rectangle; the whole sample if there is none.
-Sample within(const Sample& sample, const Range& x, const Range& y) {
-  Sample part;
-  std::ranges::copy_if(sample.positions, std::back_inserter(part.positions), [&](const Position& p) {
-    return x.contains(p[0]) && y.contains(p[1]);
-  });
-  if (part.positions.empty()) return sample;
-  part.points = sample.points * part.positions.size() / sample.positions.size();
-  return part;
-}
-
-/// Sets the size of the cells by the spacing of the points.
-void chooseCells(MapView& view, double spacing) {
-  constexpr double kCellsPerSpacing = 1.2;
-  constexpr int kFewestCells = 60;  // on the longer side
-  const double longest = view.pixelSize * std::max(view.width, view.height);
-  const double largest = std::max(longest / kFewestCells, view.pixelSize);
-  view.cellSize = std::clamp(spacing * kCellsPerSpacing, view.pixelSize, largest);
-  const double perPixel = view.pixelSize / view.cellSize;
-  view.columns = static_cast<int>(std::ceil(view.width * perPixel - 1e-9));
-  view.rows = static_cast<int>(std::ceil(view.height * perPixel - 1e-9));
-  view.smallHeight = std::max(0.15, view.cellSize / 2);
+  return area;
 }
 
 }  // namespace
@@ -119,30 +94,79 @@ Range robustRange(std::vector<double> values) {
           std::min(*std::prev(std::ranges::upper_bound(values, high + near)), values[last])};
 }
 
-MapView chooseView(const Sample& sample, const std::optional<Area>& zoom, int maxWidth,
-                   int maxHeight) {
+MapSample::MapSample(const std::optional<Area>& zoom, const std::optional<Slice>& slice) {
+  if (zoom) {
+    x_ = {zoom->x - zoom->width / 2, zoom->x + zoom->width / 2};
+    y_ = {zoom->y - zoom->width / 2, zoom->y + zoom->width / 2};
+  }
+  if (slice) z_ = {slice->low, slice->high};
+}
+
+void MapSample::add(std::span<const MapPoint> points) {
+  for (const MapPoint& point : points) {
+    for (const std::uint16_t channel : point.colour) colourBits_ |= channel;
+    const auto [x, y, z] = point.position;
+    if (!x_.contains(x) || !y_.contains(y)) continue;
+    for (std::size_t axis = 0; axis < 3; ++axis) bounds_[axis].include(point.position[axis]);
+    if (!z_.contains(z) || points_++ % every_ != 0) continue;
+    positions_.push_back(point.position);
+    if (positions_.size() < kMostPositions) continue;
+    for (std::size_t i = 0; i < kMostPositions / 2; ++i) positions_[i] = positions_[2 * i];
+    positions_.resize(kMostPositions / 2);
+    every_ *= 2;
+  }
+}
+
+MapView chooseView(const MapSample& sample, std::uint64_t points,
+                   const std::array<Range, 3>& bounds, const std::optional<Area>& zoom,
+                   int maxWidth, int maxHeight) {
   Range x;
   Range y;
   if (zoom) {
     x = {zoom->x - zoom->width / 2, zoom->x + zoom->width / 2};
     y = {zoom->y - zoom->width / 2, zoom->y + zoom->width / 2};
   } else {
-    x = wholeRange(sample, 0, sample.boundsX);
-    y = wholeRange(sample, 1, sample.boundsY);
+    x = wholeRange(sample.positions(), 0, bounds[0]);
+    y = wholeRange(sample.positions(), 1, bounds[1]);
     widen(x, y.size() * 0.45);  // the text below the map needs the width
     widen(y, x.size() * 0.125);
   }
-  const Sample shown = within(sample, x, y);
-  MapView view{.left = x.low, .top = y.high, .heights = heightRange(shown)};
+  MapView view{.left = x.low, .top = y.high};
   view.pixelSize = std::max(x.size() / maxWidth, y.size() / maxHeight);
   if (!(std::isfinite(view.left) && std::isfinite(view.top) && std::isfinite(view.pixelSize) &&
-        std::isfinite(view.heights.size()) && view.left + view.pixelSize > view.left &&
-        view.top + view.pixelSize > view.top))
+        view.left + view.pixelSize > view.left && view.top + view.pixelSize > view.top))
     return {};
   view.width = std::clamp(static_cast<int>(std::lround(x.size() / view.pixelSize)), 1, maxWidth);
   view.height = std::clamp(static_cast<int>(std::lround(y.size() / view.pixelSize)), 1, maxHeight);
-  chooseCells(view, meanSpacing(shown, x, y));
-  return view;
+  chooseCells(view, sample.positions(), points);
+  return std::isfinite(view.heights.size()) ? view : MapView{};
+}
+
+void chooseCells(MapView& view, const std::vector<Position>& positions, std::uint64_t points) {
+  constexpr double kCellsPerSpacing = 1.2;
+  constexpr int kFewestCells = 60;       // on the longer side
+  constexpr double kSmallHeight = 0.15;  // metres
+  std::vector<Position> shown;
+  std::ranges::copy_if(positions, std::back_inserter(shown), [&](const Position& p) {
+    return view.x().contains(p[0]) && view.y().contains(p[1]);
+  });
+  if (shown.empty()) shown = positions;
+  view.heights = heightRange(shown);
+  const double pointsPerPosition =
+      static_cast<double>(points) / static_cast<double>(positions.size());
+  const double spacing =
+      std::sqrt(filledArea(shown, view) / (pointsPerPosition * static_cast<double>(shown.size())));
+  const double longest = view.pixelSize * std::max(view.width, view.height);
+  const double largest = std::max(longest / kFewestCells, view.pixelSize);
+  view.cellSize = std::clamp(spacing * kCellsPerSpacing, view.pixelSize, largest);
+  const auto cells = [&](int pixels) {
+    constexpr double kRounding = 1e-9;
+    return static_cast<int>(std::ceil(pixels * view.pixelSize / view.cellSize - kRounding)) +
+           2 * MapView::kBorder;
+  };
+  view.columns = cells(view.width);
+  view.rows = cells(view.height);
+  view.smallHeight = std::max(kSmallHeight, view.cellSize / 2);
 }
 
 }  // namespace picture

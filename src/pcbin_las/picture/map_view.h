@@ -2,7 +2,7 @@
 // The part of a map that a picture shows, its cells and its pixels.
 #pragma once
 
-#include <limits>
+#include <array>
 #include <optional>
 #include <vector>
 
@@ -11,42 +11,76 @@
 
 namespace picture {
 
-/// A rectangle of the map. Lengths are in metres.
+/// A rectangle of the map. Lengths are in the unit of the map.
 struct MapView {
   double left = 0;
   double top = 0;
   double pixelSize = 1;
   int width = 0;  ///< pixels
   int height = 0;
-  double cellSize = 1;  ///< at least that of a pixel; the first cell begins at the top left
-  int columns = 0;      ///< cells
+  double cellSize = 1;  ///< at least that of a pixel
+  int columns = 0;      ///< cells; kBorder of them at each side are outside the rectangle
   int rows = 0;
-  double smallHeight = 1;  ///< points of a cell within this height below its highest are one surface
-  Range heights;           ///< of most points in the rectangle
-  Range slice = {-std::numeric_limits<double>::infinity(), std::numeric_limits<double>::infinity()};
+  double smallHeight =
+      1;          ///< points of a cell within this height below its highest are one surface
+  Range heights = {};        ///< of most points in the rectangle
+  Range slice = kAllValues;  ///< the heights to draw
 
   double right() const { return left + width * pixelSize; }
   double bottom() const { return top - height * pixelSize; }
+  Range x() const { return {left, right()}; }
+  Range y() const { return {bottom(), top}; }
+
+  static constexpr int kBorder = 8;
 };
 
 /// Points of a map to choose a view by.
-struct Sample {
-  std::vector<Position> positions;  ///< evenly distributed over the points
-  std::uint64_t points = 0;         ///< that they stand for
-  Range boundsX;                    ///< of all points, if they are known; or else not finite
-  Range boundsY;
+class MapSample {
+ public:
+  /// A sample of the points in a square and in a slice.
+  MapSample(const std::optional<Area>& zoom, const std::optional<Slice>& slice);
+
+  void add(std::span<const MapPoint> points);
+
+  /// Positions of points in the square and in the slice, evenly distributed over those added.
+  const std::vector<Position>& positions() const { return positions_; }
+
+  /// The number of points in the square and in the slice.
+  std::uint64_t points() const { return points_; }
+
+  /// The bounds of the points in the square, of all heights.
+  const std::array<Range, 3>& bounds() const { return bounds_; }
+
+  /// Bitwise or of the colours of all points.
+  unsigned colourBits() const { return colourBits_; }
+
+ private:
+  static constexpr std::size_t kMostPositions = std::size_t{1} << 16;
+
+  Range x_ = kAllValues;
+  Range y_ = kAllValues;
+  Range z_ = kAllValues;
+  std::uint64_t points_ = 0;
+  std::uint64_t every_ = 1;  ///< of so many points, one position is kept
+  std::array<Range, 3> bounds_ = {kNoValues, kNoValues, kNoValues};
+  unsigned colourBits_ = 0;
+  std::vector<Position> positions_;
 };
 
 /// The range of `values`, which must not be empty, without those far away. At each end these are at
 /// most 1 % of the values, beyond a gap wider than half the range of the others; at most 10 %,
 /// beyond a gap of ten times the range; and at most 0.05 %, if they are further out than 5 % of the
-/// range. No more than a tenth is left out at an end, so of nine values or fewer none.
+/// range. Of nine values or fewer, none is far away.
 Range robustRange(std::vector<double> values);
 
-/// The view of `zoom`, or of the whole map, with at most `maxWidth` by `maxHeight` pixels. The
-/// sample must have positions: with `zoom` those in its square, with `slice` those in the slice.
+/// The view of `zoom`, or of the map within `bounds` without points far away, with at most
+/// `maxWidth` by `maxHeight` pixels. `sample` must have positions; they stand for `points` points.
 /// The width is 0 when the coordinates are too large, or too close together, to be drawn.
-MapView chooseView(const Sample& sample, const std::optional<Area>& zoom, int maxWidth,
-                   int maxHeight);
+MapView chooseView(const MapSample& sample, std::uint64_t points,
+                   const std::array<Range, 3>& bounds, const std::optional<Area>& zoom,
+                   int maxWidth, int maxHeight);
+
+/// Makes the cells of a view so large that most have one of `points` points at such positions.
+void chooseCells(MapView& view, const std::vector<Position>& positions, std::uint64_t points);
 
 }  // namespace picture
