@@ -53,8 +53,7 @@ std::optional<MapView> makeView(const MapSample& sample, std::uint64_t points,
     reportNoPoints(sample, request, name);
     return std::nullopt;
   }
-  MapView view =
-      chooseView(sample, points, bounds, request.zoom, layout.mapWidth, layout.mapHeight);
+  MapView view = chooseView(sample, points, bounds, request.zoom, layout.map);
   if (view.width == 0) {
     TRACE_ERROR("picture", "las file(%s) has coordinates that cannot be drawn!", name.c_str());
     return std::nullopt;
@@ -65,7 +64,8 @@ std::optional<MapView> makeView(const MapSample& sample, std::uint64_t points,
 
 std::vector<Colour> drawMap(const MapRaster& raster) {
   CellGrid surface = makeSurface(raster, raster.colourBits() == 0);
-  fillHoles(surface);
+  const bool isSlice = raster.view().slice.high < kInfinite;
+  fillHoles(surface, isSlice ? 2 : 3);  // in a slice, outlines stand close to each other
   shadeEdges(surface, raster.unit() / raster.view().cellSize);
   lightenDarkCells(surface);
   return drawPixels(surface, raster.view(), kGround);

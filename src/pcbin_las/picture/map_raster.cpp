@@ -12,38 +12,34 @@ constexpr int kHighestUnit = 65535;
 
 }  // namespace
 
-void Cell::add(std::uint16_t height, const std::array<std::uint8_t, 3>& colour) {
-  const int step = height >> Layer::kStepBits;
-  if (step > top.step()) {
-    below = top;
-    top = {};
-  } else if (step < top.step() && step > below.step()) {
-    below = {};
-  } else if (step < below.step()) {
-    return;
+void Layer::add(std::uint16_t pointHeight, const std::array<std::uint8_t, 3>& colour) {
+  constexpr int kMostPoints = 256;
+  if (count == kMostPoints) {
+    count /= 2;
+    for (std::uint16_t& sum : sums) sum /= 2;
   }
-  Layer& layer = step < top.step() ? below : top;
-  if (layer.count == 256) {
-    layer.count /= 2;
-    for (std::uint16_t& sum : layer.sums) sum /= 2;
-  }
-  layer.height = std::max(layer.height, height);
-  ++layer.count;
+  height = std::max(height, pointHeight);
+  ++count;
   for (std::size_t i = 0; i < colour.size(); ++i)
-    layer.sums[i] = static_cast<std::uint16_t>(layer.sums[i] + colour[i]);
+    sums[i] = static_cast<std::uint16_t>(sums[i] + colour[i]);
 }
 
 MapRaster::MapRaster(const MapView& view, bool wideColours)
     : view_(view),
-      wideColours_(wideColours),
-      right_(view.right()),
-      bottom_(view.bottom()),
-      perUnit_(1 / view.cellSize),
-      cells_(static_cast<std::size_t>(view.columns) * static_cast<std::size_t>(view.rows)) {
+      tops_(static_cast<std::size_t>(view.columns) * static_cast<std::size_t>(view.rows)),
+      belows_(tops_.size()) {
   constexpr int kUnits = kHighestUnit - kLowestUnit;
   unit_ = std::max(view.smallHeight / (1 << Layer::kStepBits), view.heights.size() * 1.25 / kUnits);
   const double middle = (view.heights.low + view.heights.high) / 2;
   lowest_ = middle - unit_ * (kLowestUnit + kUnits / 2);
+  scale_ = {.x = view.x(),
+            .y = view.y(),
+            .slice = view.slice,
+            .perUnit = 1 / view.cellSize,
+            .lowest = lowest_,
+            .heightPerUnit = 1 / unit_,
+            .columns = view.columns,
+            .colourShift = wideColours ? 8 : 0};
 }
 
 void MapRaster::add(std::span<const MapPoint> points) {
@@ -51,60 +47,79 @@ void MapRaster::add(std::span<const MapPoint> points) {
   addBatch(points);
 }
 
-/// Points above and below the heights of the view get those of its ends.
-std::uint16_t MapRaster::heightUnits(double z) const {
-  const double units = (z - lowest_) / unit_;
-  if (!(units > kLowestUnit)) return kLowestUnit;
-  return static_cast<std::uint16_t>(units < kHighestUnit ? units : kHighestUnit);
-}
-
 /// Computes all cell indices before it accesses a cell, so that the memory accesses overlap: this
 /// halves the time for points in random order.
 void MapRaster::addBatch(std::span<const MapPoint> points) {
   struct Entry {
-    std::size_t cell;
+    std::uint32_t cell;
     std::uint16_t height;
     std::array<std::uint8_t, 3> colour;
   };
   std::array<Entry, kBatch> entries;
   std::size_t size = 0;
+  const Scale scale = scale_;  // copies, so that no store can change them
+  Range heights = heights_;
+  unsigned colourBits = colourBits_;
   for (const MapPoint& point : points) {
-    for (const std::uint16_t channel : point.colour) colourBits_ |= channel;
+    const auto [red, green, blue] = point.colour;
+    colourBits |= static_cast<unsigned>(red | green | blue);
     const auto [x, y, z] = point.position;
-    const bool inSlice = count(point.position);
-    const double column = (x - view_.left) * perUnit_ + MapView::kBorder;
-    const double row = (view_.top - y) * perUnit_ + MapView::kBorder;
-    if (!inSlice || !(column >= 0 && column < view_.columns && row >= 0 && row < view_.rows))
-      continue;
+    if (!(scale.x.contains(x) && scale.y.contains(y) && scale.slice.contains(z))) {
+      if (!leaveOut(point.position)) continue;
+    } else {
+      ++count_;
+      heights = {std::min(heights.low, z), std::max(heights.high, z)};
+    }
+    const auto column = static_cast<int>((x - scale.x.low) * scale.perUnit + MapView::kBorder);
+    const auto row = static_cast<int>((scale.y.high - y) * scale.perUnit + MapView::kBorder);
+    const double height = (z - scale.lowest) * scale.heightPerUnit;
     Entry& entry = entries[size++];
-    entry.cell =
-        static_cast<std::size_t>(static_cast<int>(row)) * static_cast<std::size_t>(view_.columns) +
-        static_cast<std::size_t>(static_cast<int>(column));
-    __builtin_prefetch(&cells_[entry.cell], 1);
-    entry.height = heightUnits(z);
-    for (std::size_t i = 0; i < entry.colour.size(); ++i)
-      entry.colour[i] =
-          static_cast<std::uint8_t>(wideColours_ ? (point.colour[i] + 128) / 257 : point.colour[i]);
+    entry.cell = static_cast<std::uint32_t>(row * scale.columns + column);
+    __builtin_prefetch(&tops_[entry.cell], 1);
+    entry.height = static_cast<std::uint16_t>(
+        std::min(std::max(height, double{kLowestUnit}), double{kHighestUnit}));
+    entry.colour = {static_cast<std::uint8_t>(red >> scale.colourShift),
+                    static_cast<std::uint8_t>(green >> scale.colourShift),
+                    static_cast<std::uint8_t>(blue >> scale.colourShift)};
   }
-  for (const Entry& entry : std::span(entries).first(size))
-    cells_[entry.cell].add(entry.height, entry.colour);
+  for (const auto& [cell, height, colour] : std::span(entries).first(size)) {
+    const int step = height >> Layer::kStepBits;
+    Layer* const layer = step == tops_[cell].step() ? &tops_[cell] : otherLayer(cell, step);
+    if (layer != nullptr) layer->add(height, colour);
+  }
+  heights_ = heights;
+  colourBits_ = colourBits;
 }
 
-/// Counts a point. False when it is not in the slice.
-bool MapRaster::count(const Position& position) {
+/// The layer of a step that is not that of the top layer; null when it is below both layers.
+Layer* MapRaster::otherLayer(std::size_t cell, int step) {
+  Layer& top = tops_[cell];
+  Layer& below = belows_[cell];
+  if (step > top.step()) {
+    if (top.count > 0) below = top;
+    top = {};
+    return &top;
+  }
+  if (step < below.step()) return nullptr;
+  if (step > below.step()) below = {};
+  return &below;
+}
+
+/// Counts a point outside the view or its slice. True when it belongs to a cell of the border.
+bool MapRaster::leaveOut(const Position& position) {
   const auto [x, y, z] = position;
   const bool inSlice = view_.slice.contains(z);
-  if (!(x >= view_.left && x <= right_ && y >= bottom_ && y <= view_.top)) {
-    ++leftOut_.outside;
-    leftOut_.x.include(x);
-    leftOut_.y.include(y);
-  } else if (inSlice) {
-    ++count_;
-    heights_.include(z);
-  } else {
+  if (scale_.x.contains(x) && scale_.y.contains(y)) {
     ++(z < view_.slice.low ? leftOut_.below : leftOut_.above);
+    return false;
   }
-  return inSlice;
+  ++leftOut_.outside;
+  leftOut_.x.include(x);
+  leftOut_.y.include(y);
+  const double border = MapView::kBorder * view_.cellSize * 0.999;
+  return inSlice &&
+         std::abs(x - (scale_.x.low + scale_.x.high) / 2) < scale_.x.size() / 2 + border &&
+         std::abs(y - (scale_.y.low + scale_.y.high) / 2) < scale_.y.size() / 2 + border;
 }
 
 }  // namespace picture

@@ -26,19 +26,13 @@ struct Layer {
   std::array<std::uint16_t, 3> sums = {};  ///< of the colours, 8 bits each
 
   int step() const { return height >> kStepBits; }
+  void add(std::uint16_t pointHeight, const std::array<std::uint8_t, 3>& colour);
+
   static constexpr int kStepBits = 5;  ///< a step has 32 units
 };
 
-/// The two highest steps of height in which a cell has points. They do not depend on the order of
-/// the points.
-struct Cell {
-  Layer top;
-  Layer below;
-
-  void add(std::uint16_t height, const std::array<std::uint8_t, 3>& colour);
-};
-
-/// The cells of a view and of its border, in rows from the top left.
+/// The cells of a view and of its border, in rows from the top left. A cell has the points of the
+/// two highest steps of height in which it has any: these do not depend on the order of the points.
 class MapRaster {
  public:
   /// `wideColours`: the colours of the points have 16 bits.
@@ -56,7 +50,11 @@ class MapRaster {
   unsigned colourBits() const { return colourBits_; }
 
   const MapView& view() const { return view_; }
-  const std::vector<Cell>& cells() const { return cells_; }
+
+  /// The highest and the second highest layer of each cell. They are apart from each other because
+  /// most points need only the first.
+  const std::vector<Layer>& tops() const { return tops_; }
+  const std::vector<Layer>& belows() const { return belows_; }
 
   /// The height of a unit and of a layer, in the unit of the map.
   double unit() const { return unit_; }
@@ -64,23 +62,33 @@ class MapRaster {
 
  private:
   void addBatch(std::span<const MapPoint> points);
-  bool count(const Position& position);
-  std::uint16_t heightUnits(double z) const;
+  bool leaveOut(const Position& position);
+  Layer* otherLayer(std::size_t cell, int step);
 
   static constexpr std::size_t kBatch = 64;  ///< points
 
+  /// Converts positions to cells, and colours to 8 bits.
+  struct Scale {
+    Range x;
+    Range y;
+    Range slice;
+    double perUnit;        ///< cells
+    double lowest;         ///< height at 0 units
+    double heightPerUnit;  ///< units
+    int columns;
+    int colourShift;
+  };
+
   MapView view_;
-  bool wideColours_;
-  double right_;
-  double bottom_;
-  double perUnit_;  ///< cells
-  double lowest_;   ///< height in metres at 0 units
-  double unit_;     ///< metres
+  Scale scale_;
+  double lowest_;  ///< height in metres at 0 units
+  double unit_;    ///< metres
   std::uint64_t count_ = 0;
   Range heights_ = kNoValues;
   LeftOut leftOut_;
   unsigned colourBits_ = 0;
-  std::vector<Cell> cells_;
+  std::vector<Layer> tops_;
+  std::vector<Layer> belows_;
 };
 
 }  // namespace picture

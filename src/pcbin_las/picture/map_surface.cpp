@@ -18,30 +18,32 @@ Colour meanColour(const Layer& layer, const Layer* next) {
   return colour;
 }
 
-/// Whether the two highest layers of a cell are neighbouring steps of height.
-bool isOneSurface(const Cell& cell) {
-  return cell.below.count > 0 && cell.below.step() + 1 == cell.top.step();
+/// Whether the layers are neighbouring steps of height.
+bool isOneSurface(const Layer& top, const Layer& below) {
+  return below.count > 0 && below.step() + 1 == top.step();
 }
 
 /// Whether the highest point of a cell that is not at the edge of the raster is a speckle.
-bool isSpeckle(const Cell* cell, int columns) {
+bool isSpeckle(const MapRaster& raster, std::size_t cell) {
   constexpr int kEnoughAround = 3;  // to know that the point stands above them
-  const int step = cell->top.step();
-  if (cell->top.count != 1 || isOneSurface(*cell)) return false;
+  const Layer* const tops = &raster.tops()[cell];
+  const Layer* const belows = &raster.belows()[cell];
+  const int step = tops->step();
+  if (tops->count != 1 || isOneSurface(*tops, *belows)) return false;
+  const int columns = raster.view().columns;
   int filled = 0;
   bool highest = true;
   for (const int row : {-columns, 0, columns}) {
     for (const int place : {row - 1, row, row + 1}) {
-      const Cell& other = cell[place];
-      if (place == 0 || other.top.count == 0) continue;
-      for (const Layer* const layer : {&other.top, &other.below})
-        if (layer->count > 0 && std::abs(layer->step() - step) <= 1) return false;
-      if (other.below.step() > step) return false;  // may have more points, at this height too
-      highest = highest && other.top.step() < step;
+      if (place == 0 || tops[place].count == 0) continue;
+      for (const Layer& layer : {tops[place], belows[place]})
+        if (layer.count > 0 && std::abs(layer.step() - step) <= 1) return false;
+      if (belows[place].step() > step) return false;  // may have more points, at this height too
+      highest = highest && tops[place].step() < step;
       ++filled;
     }
   }
-  return cell->below.count > 0 || (filled >= kEnoughAround && highest);
+  return belows->count > 0 || (filled >= kEnoughAround && highest);
 }
 
 /// A weighted mean of cells.
@@ -125,6 +127,35 @@ float edgeAt(const std::uint16_t* cell, int columns, float unit) {
   return std::min(sum / 3, 1.0F);
 }
 
+/// The cells that a row or a column of pixels covers, and by which part.
+struct Cover {
+  int first;
+  int last;
+  float firstWeight;
+  float middleWeight;
+  float lastWeight;
+
+  float weight(int cell) const {
+    return cell == first ? firstWeight : cell == last ? lastWeight : middleWeight;
+  }
+};
+
+std::vector<Cover> covers(const MapView& view, int pixels) {
+  constexpr double kRounding = 1e-6;
+  const double perPixel = view.pixelSize / view.cellSize;  // cells
+  std::vector<Cover> result;
+  for (int i = 0; i < pixels; ++i) {
+    const double begin = i * perPixel + MapView::kBorder;
+    const double end = begin + perPixel;
+    const int first = static_cast<int>(begin + kRounding);
+    const int last = static_cast<int>(std::ceil(end - kRounding)) - 1;
+    result.push_back(
+        {first, last, static_cast<float>((std::min(end, first + 1.0) - begin) / perPixel),
+         static_cast<float>(1 / perPixel), static_cast<float>((end - last) / perPixel)});
+  }
+  return result;
+}
+
 }  // namespace
 
 Colour heightColour(double part) {
@@ -147,26 +178,27 @@ CellGrid makeSurface(const MapRaster& raster, bool showsHeights) {
   for (int row = 1; row + 1 < view.rows; ++row) {
     for (int column = 1; column + 1 < view.columns; ++column) {
       const std::size_t i = surface.index(column, row);
-      const Cell& cell = raster.cells()[i];
-      if (cell.top.count == 0) continue;
-      const bool speckle = isSpeckle(&cell, view.columns);
-      const Layer& layer = speckle ? cell.below : cell.top;
+      const Layer& top = raster.tops()[i];
+      const Layer& below = raster.belows()[i];
+      if (top.count == 0) continue;
+      const bool speckle = isSpeckle(raster, i);
+      const Layer& layer = speckle ? below : top;
       if (layer.count == 0) continue;
       surface.heights[i] = layer.height;
       if (showsHeights)
         surface.colours[i] = heightColour((raster.metres(layer.height) - view.heights.low) / span);
       else
         surface.colours[i] =
-            meanColour(layer, !speckle && isOneSurface(cell) ? &cell.below : nullptr);
+            meanColour(layer, !speckle && isOneSurface(top, below) ? &below : nullptr);
     }
   }
   return surface;
 }
 
-void fillHoles(CellGrid& surface) {
+void fillHoles(CellGrid& surface, int levels) {
   // Large holes are filled only where all cells around are filled, so that corners stay.
   static constexpr unsigned kEnough[] = {13, 13, 16};
-  fillLevels(surface, kEnough);
+  fillLevels(surface, std::span(kEnough).first(static_cast<std::size_t>(levels)));
 }
 
 void shadeEdges(CellGrid& surface, double unit) {
@@ -194,46 +226,30 @@ void lightenDarkCells(CellGrid& surface) {
 }
 
 std::vector<Colour> drawPixels(const CellGrid& surface, const MapView& view, const Colour& ground) {
-  struct Cover {  // the one or two cells that a row or column of pixels covers
-    int cell;
-    unsigned inCell;  // parts of 256; the others are in the next cell
-  };
-  const auto covers = [&view](int pixels) {
-    std::vector<Cover> result;
-    const double perPixel = view.pixelSize / view.cellSize;
-    for (int i = 0; i < pixels; ++i) {
-      const double begin = i * perPixel + 1e-9;
-      const double left = std::floor(begin) + 1 - begin;
-      result.push_back({static_cast<int>(begin) + MapView::kBorder,
-                        static_cast<unsigned>(std::lround(std::min(left / perPixel, 1.0) * 256))});
-    }
-    return result;
-  };
-  const std::vector<Cover> across = covers(view.width);
+  const std::vector<Cover> across = covers(view, view.width);
   std::vector<Colour> pixels;
   pixels.reserve(across.size() * static_cast<std::size_t>(view.height));
-  for (const Cover& y : covers(view.height)) {
+  const auto colour = [&](int x, int y) -> const Colour& {
+    const std::size_t cell = surface.index(x, y);
+    return surface.heights[cell] == 0 ? ground : surface.colours[cell];
+  };
+  for (const Cover& y : covers(view, view.height)) {
     for (const Cover& x : across) {
-      const std::size_t first = surface.index(x.cell, y.cell);
-      const auto colour = [&](std::size_t cell) -> const Colour& {
-        return surface.heights[cell] == 0 ? ground : surface.colours[cell];
-      };
-      if (x.inCell == 256 && y.inCell == 256) {
-        pixels.push_back(colour(first));
+      if (x.first == x.last && y.first == y.last) {
+        pixels.push_back(colour(x.first, y.first));
         continue;
       }
-      const auto next = first + static_cast<std::size_t>(surface.columns);
-      const Colour* const parts[] = {&colour(first), &colour(first + 1), &colour(next),
-                                     &colour(next + 1)};
-      Colour& pixel = pixels.emplace_back();
-      for (std::size_t i = 0; i < pixel.size(); ++i) {
-        const auto mix = [&](const Colour* a, const Colour* b) {
-          return (*a)[i] * x.inCell + (*b)[i] * (256 - x.inCell);
-        };
-        const unsigned sum =
-            mix(parts[0], parts[1]) * y.inCell + mix(parts[2], parts[3]) * (256 - y.inCell);
-        pixel[i] = static_cast<std::uint8_t>((sum + 32768) >> 16);
+      std::array<float, 3> sums = {0.5F, 0.5F, 0.5F};
+      for (int row = y.first; row <= y.last; ++row) {
+        for (int column = x.first; column <= x.last; ++column) {
+          const float weight = y.weight(row) * x.weight(column);
+          const Colour& part = colour(column, row);
+          for (std::size_t i = 0; i < sums.size(); ++i)
+            sums[i] += weight * static_cast<float>(part[i]);
+        }
       }
+      Colour& pixel = pixels.emplace_back();
+      for (std::size_t i = 0; i < sums.size(); ++i) pixel[i] = static_cast<std::uint8_t>(sums[i]);
     }
   }
   return pixels;

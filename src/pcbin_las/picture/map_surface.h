@@ -38,8 +38,9 @@ struct CellGrid {
 /// point within a small height in the nine cells.
 CellGrid makeSurface(const MapRaster& raster, bool showsHeights);
 
-/// Fills holes of up to 8 cells that are surrounded by filled cells, from the cells around them.
-void fillHoles(CellGrid& surface);
+/// Fills holes that are surrounded by filled cells, from the cells around them: of up to 2, 4 or 8
+/// cells for 1, 2 or 3 levels.
+void fillHoles(CellGrid& surface, int levels);
 
 /// Darkens cells beside higher ones: fully where a step is as high as the cells are wide. `unit` is
 /// the height of a unit in cells.

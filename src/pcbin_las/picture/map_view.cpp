@@ -69,6 +69,35 @@ double filledArea(const std::vector<Position>& positions, const MapView& view) {
   return area;
 }
 
+/// Sets the heights and the cells of a view.
+void chooseCells(MapView& view, const std::vector<Position>& positions, std::uint64_t points,
+                 double smallestCell) {
+  constexpr double kCellsPerSpacing = 1.2;
+  constexpr int kFewestCells = 60;       // on the longer side
+  constexpr double kSmallHeight = 0.15;  // metres
+  std::vector<Position> shown;
+  std::ranges::copy_if(positions, std::back_inserter(shown), [&](const Position& p) {
+    return view.x().contains(p[0]) && view.y().contains(p[1]);
+  });
+  if (shown.empty()) shown = positions;
+  view.heights = heightRange(shown);
+  const double pointsPerPosition =
+      static_cast<double>(points) / static_cast<double>(positions.size());
+  const double spacing =
+      std::sqrt(filledArea(shown, view) / (pointsPerPosition * static_cast<double>(shown.size())));
+  const double longest = view.pixelSize * std::max(view.width, view.height);
+  view.cellSize = std::clamp(spacing * kCellsPerSpacing, smallestCell,
+                             std::max(longest / kFewestCells, smallestCell));
+  const auto cells = [&](int pixels) {
+    constexpr double kRounding = 1e-9;
+    return static_cast<int>(std::ceil(pixels * view.pixelSize / view.cellSize - kRounding)) +
+           2 * MapView::kBorder;
+  };
+  view.columns = cells(view.width);
+  view.rows = cells(view.height);
+  view.smallHeight = std::max(kSmallHeight, view.cellSize / 2);
+}
+
 }  // namespace
 
 Range robustRange(std::vector<double> values) {
@@ -119,7 +148,7 @@ void MapSample::add(std::span<const MapPoint> points) {
 
 MapView chooseView(const MapSample& sample, std::uint64_t points,
                    const std::array<Range, 3>& bounds, const std::optional<Area>& zoom,
-                   int maxWidth, int maxHeight) {
+                   const Frame& frame) {
   Range x;
   Range y;
   if (zoom) {
@@ -132,41 +161,15 @@ MapView chooseView(const MapSample& sample, std::uint64_t points,
     widen(y, x.size() * 0.125);
   }
   MapView view{.left = x.low, .top = y.high};
-  view.pixelSize = std::max(x.size() / maxWidth, y.size() / maxHeight);
+  view.pixelSize = std::max(x.size() / frame.width, y.size() / frame.height);
   if (!(std::isfinite(view.left) && std::isfinite(view.top) && std::isfinite(view.pixelSize) &&
         view.left + view.pixelSize > view.left && view.top + view.pixelSize > view.top))
     return {};
-  view.width = std::clamp(static_cast<int>(std::lround(x.size() / view.pixelSize)), 1, maxWidth);
-  view.height = std::clamp(static_cast<int>(std::lround(y.size() / view.pixelSize)), 1, maxHeight);
-  chooseCells(view, sample.positions(), points);
+  view.width = std::clamp(static_cast<int>(std::lround(x.size() / view.pixelSize)), 1, frame.width);
+  view.height =
+      std::clamp(static_cast<int>(std::lround(y.size() / view.pixelSize)), 1, frame.height);
+  chooseCells(view, sample.positions(), points, view.pixelSize / frame.cellsPerPixel);
   return std::isfinite(view.heights.size()) ? view : MapView{};
-}
-
-void chooseCells(MapView& view, const std::vector<Position>& positions, std::uint64_t points) {
-  constexpr double kCellsPerSpacing = 1.2;
-  constexpr int kFewestCells = 60;       // on the longer side
-  constexpr double kSmallHeight = 0.15;  // metres
-  std::vector<Position> shown;
-  std::ranges::copy_if(positions, std::back_inserter(shown), [&](const Position& p) {
-    return view.x().contains(p[0]) && view.y().contains(p[1]);
-  });
-  if (shown.empty()) shown = positions;
-  view.heights = heightRange(shown);
-  const double pointsPerPosition =
-      static_cast<double>(points) / static_cast<double>(positions.size());
-  const double spacing =
-      std::sqrt(filledArea(shown, view) / (pointsPerPosition * static_cast<double>(shown.size())));
-  const double longest = view.pixelSize * std::max(view.width, view.height);
-  const double largest = std::max(longest / kFewestCells, view.pixelSize);
-  view.cellSize = std::clamp(spacing * kCellsPerSpacing, view.pixelSize, largest);
-  const auto cells = [&](int pixels) {
-    constexpr double kRounding = 1e-9;
-    return static_cast<int>(std::ceil(pixels * view.pixelSize / view.cellSize - kRounding)) +
-           2 * MapView::kBorder;
-  };
-  view.columns = cells(view.width);
-  view.rows = cells(view.height);
-  view.smallHeight = std::max(kSmallHeight, view.cellSize / 2);
 }
 
 }  // namespace picture

@@ -18,12 +18,12 @@ struct MapView {
   double pixelSize = 1;
   int width = 0;  ///< pixels
   int height = 0;
-  double cellSize = 1;  ///< at least that of a pixel
-  int columns = 0;      ///< cells; kBorder of them at each side are outside the rectangle
+  double cellSize = 1;
+  int columns = 0;  ///< cells; kBorder of them at each side are outside the rectangle
   int rows = 0;
   double smallHeight =
-      1;          ///< points of a cell within this height below its highest are one surface
-  Range heights = {};        ///< of most points in the rectangle
+      1;               ///< points of a cell within this height below its highest are one surface
+  Range heights = {};  ///< of most points in the rectangle
   Range slice = kAllValues;  ///< the heights to draw
 
   double right() const { return left + width * pixelSize; }
@@ -73,14 +73,18 @@ class MapSample {
 /// range. Of nine values or fewer, none is far away.
 Range robustRange(std::vector<double> values);
 
-/// The view of `zoom`, or of the map within `bounds` without points far away, with at most
-/// `maxWidth` by `maxHeight` pixels. `sample` must have positions; they stand for `points` points.
-/// The width is 0 when the coordinates are too large, or too close together, to be drawn.
+/// The space for a view.
+struct Frame {
+  int width;             ///< pixels, at most
+  int height;            ///< pixels, at most
+  double cellsPerPixel;  ///< at most, in width and in height; at least 1
+};
+
+/// The view of `zoom`, or of the map within `bounds` without points far away. `sample` must have
+/// positions; they stand for `points` points. The cells are so large that most have a point. The
+/// width is 0 when the coordinates are too large, or too close together, to be drawn.
 MapView chooseView(const MapSample& sample, std::uint64_t points,
                    const std::array<Range, 3>& bounds, const std::optional<Area>& zoom,
-                   int maxWidth, int maxHeight);
-
-/// Makes the cells of a view so large that most have one of `points` points at such positions.
-void chooseCells(MapView& view, const std::vector<Position>& positions, std::uint64_t points);
+                   const Frame& frame);
 
 }  // namespace picture

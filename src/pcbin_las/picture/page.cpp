@@ -27,6 +27,11 @@ std::string counted(std::uint64_t number, const char* noun = "point") {
   return grouped(number) + " " + noun + (number == 1 ? "" : "s");
 }
 
+/// "LOW to HIGH", or one number.
+std::string leftOutRange(const std::string& low, const std::string& high) {
+  return low == high ? low : low + " to " + high;
+}
+
 /// The largest number of decimals, up to `most`, with which text that `format` makes of it fits.
 template <class Format>
 std::string fitting(int most, std::size_t characters, Format format) {
@@ -177,9 +182,11 @@ std::string describeLeftOut(const MapRaster& raster, const Caption& caption) {
   if (leftOut.outside == 0) return text;
   if (!text.empty()) text += "; ";
   if (caption.zoomed) return text + counted(leftOut.outside) + " outside the square";
+  const auto from = [](const Range& range) {
+    return leftOutRange(StrUtil::format("%.0f", range.low), StrUtil::format("%.0f", range.high));
+  };
   return text + counted(leftOut.outside) + " far away " + (leftOut.outside == 1 ? "is" : "are") +
-         StrUtil::format(" not shown: x %.0f to %.0f, y %.0f to %.0f", leftOut.x.low,
-                         leftOut.x.high, leftOut.y.low, leftOut.y.high);
+         " not shown: x " + from(leftOut.x) + ", y " + from(leftOut.y);
 }
 
 PageLayout::PageLayout(const Request& request, int panels) {
@@ -188,8 +195,10 @@ PageLayout::PageLayout(const Request& request, int panels) {
   margin = dot == 0 ? 2 : 7 * dot;
   line = 12 * dot;
   lines = dot == 0 ? 0 : 5 + (panels > 1 ? 1 : 0);
-  mapWidth = (request.size - (panels + 1) * margin) / panels;
-  mapHeight = request.size - 2 * margin - lines * line;
+  // A small picture has the cells of the largest, so that it shows the same.
+  map = {.width = (request.size - (panels + 1) * margin) / panels,
+         .height = request.size - 2 * margin - lines * line,
+         .cellsPerPixel = static_cast<double>(kLargestSize) / request.size};
 }
 
 Canvas drawPage(const PageLayout& layout, std::span<const Panel> panels, const Caption& caption) {

@@ -17,12 +17,11 @@ struct PageLayout {
   /// A page of `request`, with `panels` maps side by side.
   PageLayout(const Request& request, int panels);
 
-  int mapWidth;   ///< the most for each map
-  int mapHeight;  ///< the most
-  int margin;     ///< around the maps
-  int dot;        ///< of the font; 0 for a page without text
-  int line;       ///< from one line of text to the next
-  int lines;      ///< of text
+  Frame map;   ///< for each map
+  int margin;  ///< around the maps
+  int dot;     ///< of the font; 0 for a page without text
+  int line;    ///< from one line of text to the next
+  int lines;   ///< of text
 
   static constexpr int kSmallestWithText = 400;
 };
