@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 # Sets VARIABLE to the value of EIGEN_MAX_ALIGN_BYTES with the current compiler flags.
 function(pcbin_find_eigen_alignment VARIABLE)
   set(source ${PROJECT_BINARY_DIR}/eigen_alignment/value.cpp)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Writes frames with the pcbin writer, reads them back and compares them. The first byte selects
 // the kind of frames, then each frame is a byte with the number of its points and their records.
 #include <algorithm>

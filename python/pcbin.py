@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """Reads and writes pcbin files and pose files with NumPy.
 
     import pcbin
@@ -196,7 +197,7 @@ class Reader:
 class Writer:
     """Creates a pcbin file, or empties an existing one, and appends frames to it. A context manager.
 
-    The header announces 0 frames until close(). Each frame is passed to the operating system before a
+    The header declares 0 frames until close(). Each frame is passed to the operating system before a
     write method returns, so the frames of a killed program can be read. A frame that could not be written
     (OSError, PcbinError) leaves no bytes in the file, and the writer can be used further. Use it from one
     thread at a time.

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: BSD-3-Clause
 # Converts the surveys in the directories of a folder, several at a time (by default one per processor).
 # Ignores files in the folder and directories without a survey.pcbin. Prints a line for each survey, and the
 # counts. The exit status is 1 when a survey is not complete.

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-3-Clause
 # Converts the survey in one directory: survey.pcbin and pgo.csv (if it exists) become map.las, with its
 # picture in map.png, the counts in summary.json and all messages in convert.log. Prints one line, with the
 # first error or warning of a survey that is not complete. The exit status is that of pcbin_las --batch: 0

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-3-Clause
 """Makes one page of the surveys in a folder, after convert_all.sh: FOLDER/index.html with the picture, the
 counts and the status of each, from its summary.json and map.png. Needs only Python 3.8. The links of the page
 are relative: it can be opened from the disk, or served or copied with the folder.

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: BSD-3-Clause
 #SBATCH --job-name=pcbin_las
 #SBATCH --cpus-per-task=1
 #SBATCH --mem=256M

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Runs with --batch: exit status, last line and target, with all kinds of faults.
 #include <cstdlib>
 #include <regex>

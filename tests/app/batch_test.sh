@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-3-Clause
 # The recipes for many conversions, over 30 surveys of which every fifth is damaged. Usage: batch_test.sh
 # SCRIPTS PROGRAM...
 set -euo pipefail
@@ -63,7 +64,7 @@ all -surveys 3 | sort > first.log
 grep -q '^26 converted, 0 done before, 1 incomplete, 3 failed$' first.log || fail "$(cat first.log)"
 grep -q '^./-surveys/s20: incomplete: <> .*line 2 skipped' first.log || fail 's20'
 grep -q '^./-surveys/s07: failed: <> .*read error' first.log || fail 's07'
-grep -q '^./-surveys/s12: failed: <> .*no point to write' first.log || fail 's12'
+grep -q '^./-surveys/s12: failed: <> .*no points to write' first.log || fail 's12'
 grep -q '^./-surveys/empty: no survey.pcbin' first.log || fail 'empty'
 [ "$(cat ./-surveys/s12/map.las)" = 'last night' ] || fail 'the map of last night was touched'
 cmp -s ./-surveys/-v/map.las './-surveys/b with  blanks/map.las' || fail 'different files'

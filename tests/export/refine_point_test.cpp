@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Moves points from registration to optimised poses; points without a pose.
 #include "pcbin_las/export/refine_point.h"
 

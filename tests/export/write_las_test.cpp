@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Frames of coloured points as LAS records.
 #include "pcbin_las/export/write_las.h"
 
@@ -86,7 +87,7 @@ TEST_F(WriteLas, WritesColourSourceIdAndTimeAsAsked) {
     test::patch(expected, expected.size() - 16, sourceId);
   }
   const PointOptions options = {
-      .announce = false, .gpsTime = true, .rgb16 = true, .sourceId = true};
+      .printFrameLines = false, .gpsTime = true, .rgb16 = true, .sourceId = true};
   EXPECT_EQ(write_las(writer_, frame_, {}, options), 0);
   EXPECT_EQ(writer_->refused(), 12U);
   EXPECT_EQ(writer_->accepted(), 3U);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Existing files with the name of the repair's output.
 #include <ctime>
 #include <filesystem>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Accepted and refused EPSG codes, and their texts.
 #include "pcbin_las/las/epsg.h"
 
@@ -10,12 +11,12 @@ using testing::HasSubstr;
 
 TEST(CheckEpsg, ChecksTheRangeOfCodes) {
   for (const int code : {-1, 0, 1023, 32767, 98168}) {
-    EXPECT_FALSE(checkEpsg(code).taken) << code;
+    EXPECT_FALSE(checkEpsg(code).accepted) << code;
     EXPECT_THAT(checkEpsg(code).text, HasSubstr("1024 to 32766")) << code;
   }
   for (const int code : {1024, 1999}) {
     const pontra::EpsgCheck check = checkEpsg(code);
-    EXPECT_TRUE(check.taken) << code;
+    EXPECT_TRUE(check.accepted) << code;
     EXPECT_EQ(check.text, "EPSG:" + std::to_string(code));
     EXPECT_THAT(check.warning, HasSubstr("not checked")) << code;
   }
@@ -25,7 +26,7 @@ TEST(CheckEpsg, ChecksKindUnitAndAxes) {
   if (pontra::epsgVersion().empty()) GTEST_SKIP() << "built without the table";
   struct Case {
     int code;
-    bool taken;
+    bool accepted;
     const char* text;
     const char* warning;
   };
@@ -67,7 +68,7 @@ TEST(CheckEpsg, ChecksKindUnitAndAxes) {
   };
   for (const Case& expected : cases) {
     const pontra::EpsgCheck check = checkEpsg(expected.code);
-    EXPECT_EQ(check.taken, expected.taken) << expected.code;
+    EXPECT_EQ(check.accepted, expected.accepted) << expected.code;
     EXPECT_EQ(check.text, expected.text);
     const std::string warning = expected.warning;
     EXPECT_THAT(check.warning, HasSubstr(warning)) << expected.code;

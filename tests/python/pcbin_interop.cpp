@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The C++ side of pcbin_test.py:
 //
 //   pcbin_interop write-lidar|write-rgb FILE     writes two frames of known points and an empty one

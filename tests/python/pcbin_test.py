@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """Tests of the Python module. PCBIN_INTEROP is the command that starts pcbin_interop, its C++ side."""
 
 import os

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The files of killed processes.
 #include <array>
 #include <csignal>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/app/las_repair.h"
 
 #include <algorithm>
@@ -86,7 +87,7 @@ void warnOfLosses(const ferrun::File& file, const LasHeader& header, const LasHe
                   static_cast<long long>(beyond));
 }
 
-/// Copies records to the end of the file, or as many as the header announces; returns how many.
+/// Copies records to the end of the file, or as many as the header declares; returns how many.
 std::uint32_t copyRecords(ferrun::File& file, const LasHeader& header, pontra::LasWriter& writer,
                           bool keepSourceIds) {
   const double xScale = header.xScaleFactor;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/app/las_view.h"
 
 #include <algorithm>
@@ -71,7 +72,7 @@ bool skipRecords(ferrun::File& file, std::uint32_t count) {
 
 /// Moves to the first point: after the variable-length records if they fill the space up to
 /// pointDataOffset, or else directly after the header.
-void passRecords(ferrun::File& file, const LasHeader& header) {
+void seekToFirstPoint(ferrun::File& file, const LasHeader& header) {
   if (!file.isRegular() || !pontra::isLas12Format3(header)) return;
   if (!pontra::variableLengthRecordsFit(file, header)) file.seek(sizeof(LasHeader));
 }
@@ -105,7 +106,7 @@ void las_view(const std::string& path, unsigned start, unsigned nums) {
   printHeader(header, file.getSize());
   const std::uint32_t announced = header.numberOfPointRecords;  // std::min() takes references
   const std::uint32_t end = std::min<std::uint32_t>(start + nums, announced);
-  passRecords(file, header);
+  seekToFirstPoint(file, header);
   if (start < end && !printRecords(file, start, end))
     TRACE_ERROR("las_view", "read las point error!");
 }

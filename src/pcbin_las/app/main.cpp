@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Reads the command line, sets up tracing and runs one mode.
 #include <algorithm>
 #include <cstdio>
@@ -30,7 +31,8 @@ using ferrun::ArgOption;
 
 constexpr int kFailure = -1;
 
-/// Sets up the tracer from option d; false, with an error line, when its value is no number. With
+/// Sets up the tracer from option d; false, with an error line, when its value is not a number.
+/// With
 /// --batch, error lines always reach the sink, which is stored in `batchSink`.
 bool startTracer(const ArgOption& options, std::shared_ptr<BatchSink>& batchSink) {
   const std::string text = cli::textOption(options, "d", "1");
@@ -53,9 +55,10 @@ bool startTracer(const ArgOption& options, std::shared_ptr<BatchSink>& batchSink
 /// Whether this build lacks the library of an option that was given; prints an error line if so.
 bool isMissing(const ArgOption& options) {
   if (options.hasOption("summary") >= 0 && !hasSummary())
-    TRACE_ERROR("main", "this build has no option --summary, it was made without nlohmann-json!");
+    TRACE_ERROR("main",
+                "--summary is not available: this program was built without nlohmann-json!");
   else if (options.hasOption("picture") >= 0 && !picture::isSupported())
-    TRACE_ERROR("main", "this build has no option --picture, it was made without libpng!");
+    TRACE_ERROR("main", "--picture is not available: this program was built without libpng!");
   else
     return false;
   return true;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/app/option_values.h"
 
 #include "pcbin_las/export/pose_file.h"
@@ -39,7 +40,7 @@ bool offsetOption(const ferrun::ArgOption& options) {
     if (!value) return badNumber("offset", texts[axis]);
     g_offset[axis] = *value;
     if (end < texts[axis].size())
-      TRACE_WARNING("main", "option offset: %s is taken as %.15g!", texts[axis].c_str(), *value);
+      TRACE_WARNING("main", "option offset: %s is read as %.15g!", texts[axis].c_str(), *value);
   }
   g_useOffset = true;
   return true;
@@ -56,7 +57,7 @@ bool conversionOptions(const ferrun::ArgOption& options, Conversion& conversion)
   if (options.hasOption("epsg") <= 0) return true;
   if (!intOption(options, "epsg", code)) return false;
   const pontra::EpsgCheck check = pontra::checkEpsg(code);
-  if (!check.taken) {
+  if (!check.accepted) {
     TRACE_ERROR("main", "%s!", check.text.c_str());
     return false;
   }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The values of options, converted for the modes.
 #pragma once
 

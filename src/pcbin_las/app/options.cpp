@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/app/options.h"
 
 #include <array>
@@ -17,7 +18,7 @@ constexpr std::array kOptions = {
     Option{"offset", "x y z", kReal, kConvert, false, nullptr,
            "convert: the offset for the LAS header, in place of the pose file's"},
     Option{"batch", "", kText, kConvert, true, nullptr,
-           "convert for scripts: no question, whole output or none, exit status 0, 1 or 2"},
+           "convert for scripts: no prompts, atomic output, exit status 0, 1 or 2"},
     Option{"summary", "file.json", kText, kConvert, true, "batch",
            "with --batch: write status and counts as JSON"},
     Option{"gps-time", "", kText, kConvert, true, nullptr,

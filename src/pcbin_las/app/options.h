@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The options of the command line, and the checks that go beyond parsing it.
 #pragma once
 

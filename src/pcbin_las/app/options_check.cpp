@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The checks of a command line.
 #include <algorithm>
 #include <climits>
@@ -78,7 +79,7 @@ Fault wrongValueCount(const Option& option, const std::vector<std::string>& valu
     return StrUtil::format("option %s needs %zu value%s(%s), %zu given", name.c_str(), wanted,
                            wanted == 1 ? "" : "s", option.values, values.size());
   if (values.size() > wanted)
-    return StrUtil::format("option %s: value(%s) left over", name.c_str(),
+    return StrUtil::format("option %s: unexpected value(%s)", name.c_str(),
                            ferrun::escapeControls(values[wanted]).c_str());
   return std::nullopt;
 }
@@ -98,18 +99,17 @@ Fault wrongNumber(const Option& option, const std::vector<std::string>& values) 
   return std::nullopt;
 }
 
-/// A fault when the option has no meaning in the chosen mode or without another option.
-Fault meaningless(const Option& option, const ArgOption& options) {
+/// A fault when the option does not apply to the chosen mode or needs another option.
+Fault notApplicable(const Option& option, const ArgOption& options) {
   const Mode mode = chosenMode(options);
   if ((option.modes & mode) == 0) {
     const char* const chosenBy = mode == kViewPcbin ? "b"
                                  : mode == kViewLas ? "r"
                                  : mode == kRepair  ? "repair"
                                                     : nullptr;
-    const std::string beside =
-        chosenBy == nullptr ? "in a conversion" : "beside " + typed(chosenBy);
-    return StrUtil::format("option %s means nothing %s", typed(option.name).c_str(),
-                           beside.c_str());
+    const std::string where = chosenBy == nullptr ? "in a conversion" : "with " + typed(chosenBy);
+    return StrUtil::format("option %s cannot be used %s", typed(option.name).c_str(),
+                           where.c_str());
   }
   if (option.needs == nullptr || options.hasOption(option.needs) >= 0) return std::nullopt;
   const Option* const needed = findOption(option.needs);
@@ -130,7 +130,7 @@ Fault strictFault(const ArgOption& options) {
   for (const auto& given : options.occurrences()) {
     const Option& option = *findOption(given.name);
     if (!option.strict) continue;
-    if (auto fault = meaningless(option, options)) return fault;
+    if (auto fault = notApplicable(option, options)) return fault;
   }
   return std::nullopt;
 }

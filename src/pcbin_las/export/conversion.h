@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The parameters and the result of a conversion.
 #pragma once
 
@@ -37,7 +38,7 @@ struct Conversion {
   /// read or a lack of memory.
   bool unattended = false;
 
-  PointOptions points;     ///< `announce` is ignored: it is set unless `unattended` is
+  PointOptions points;     ///< `printFrameLines` is ignored: it is set unless `unattended` is
   std::uint16_t epsg = 0;  ///< code of the coordinate system, 0 for none
 
   /// Called after each batch of frames with the counts so far, unless empty.

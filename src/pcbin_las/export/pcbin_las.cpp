@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/export/pcbin_las.h"
 
 #include <algorithm>
@@ -105,8 +106,8 @@ PclRGBFrames readToFirstTime(modeling_app::PcbReader& reader, ConversionResult& 
   }
   result.wrongClock = time && !pontra::isUnixTime(*time);
   if (result.wrongClock)
-    TRACE_ERROR("pcbin_las", "time stamp %.6f is no Unix time in seconds, it looks like %s!", *time,
-                std::string(pontra::likelyClock(*time)).c_str());
+    TRACE_ERROR("pcbin_las", "time stamp %.6f is not Unix time in seconds, it looks like %s!",
+                *time, std::string(pontra::likelyClock(*time)).c_str());
   return frames;
 }
 
@@ -139,7 +140,7 @@ void writeFrames(const Conversion& conversion, PclRGBFrames frames, modeling_app
                  const std::shared_ptr<pontra::LasWriter>& writer, const norvo::PGOResultMsg& msg,
                  ConversionResult& result) {
   PointOptions options = conversion.points;
-  options.announce = !conversion.unattended;
+  options.printFrameLines = !conversion.unattended;
   for (; !frames.empty(); frames = readBatch(reader, result)) {
     for (const auto& frame : frames) {
       if (write_las(writer, frame, msg, options) != 0)
@@ -195,7 +196,7 @@ bool convertSurvey(const Conversion& conversion, ConversionResult& result) {
   writeFrames(conversion, std::move(frames), *reader, writer, msg, result);
   writer->close();
   if (writer->leftOut() > 0)
-    TRACE_WARNING("pcbin_las", "%llu points left out, their time stamps are no Unix time!",
+    TRACE_WARNING("pcbin_las", "%llu points left out, their time stamps are not Unix time!",
                   static_cast<unsigned long long>(writer->leftOut()));
   takeWritten(*writer, result);
   reader->close();

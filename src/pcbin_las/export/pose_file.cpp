@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/export/pose_file.h"
 
 #include <algorithm>
@@ -35,7 +36,7 @@ class Loader {
 
  private:
   bool takeLine(const std::string& text);
-  bool isPassedOver(const std::string& text, const Fields& pieces);
+  bool isIgnored(const std::string& text, const Fields& pieces);
   void skip(const std::string& text, const std::string& reason);
   bool makeRoom(std::size_t sweep);
   bool hasMemoryFor(std::size_t sweep);
@@ -81,7 +82,7 @@ bool Loader::load() {
 /// False, with an error line, when there is no memory for the pose.
 bool Loader::takeLine(const std::string& text) {
   const Fields pieces = ferrun::StrUtil::splitString(text, ",", false);
-  if (isPassedOver(text, pieces)) return true;
+  if (isIgnored(text, pieces)) return true;
   if (pieces.size() != kPoseFields) {
     skip(text, ferrun::StrUtil::format("it has %zu fields, not 28", pieces.size()));
     return true;
@@ -103,7 +104,7 @@ bool Loader::takeLine(const std::string& text) {
 }
 
 /// Whether a line is ignored without a message.
-bool Loader::isPassedOver(const std::string& text, const Fields& pieces) {
+bool Loader::isIgnored(const std::string& text, const Fields& pieces) {
   if (pieces[0].starts_with('#')) return true;
   if (!strict_) return pieces.size() != kPoseFields;
   if (text.find_first_not_of(" \t\r") == std::string::npos) return true;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/export/write_las.h"
 
 #include <algorithm>
@@ -114,7 +115,7 @@ int write_las(std::shared_ptr<pontra::LasWriter> writer,
     };
     writer->writePoints(block.count, pointAt);
   }
-  if (options.announce)
+  if (options.printFrameLines)
     TRACE_INFO("write_las", "refine pcl points(%u) ok.", static_cast<unsigned>(points.size()));
   return 0;
 }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/las/epsg.h"
 
 #include <algorithm>
@@ -88,7 +89,7 @@ std::string refusal(const Entry& entry) {
 }
 
 /// Why a system in metres may not be what the user wants; empty when there is no reason.
-std::string doubt(const Entry& entry) {
+std::string warningFor(const Entry& entry) {
   std::string text;
   if (entry.deprecated != 0) {
     text = codeText(entry.code) + " is deprecated";
@@ -110,7 +111,7 @@ EpsgCheck checkEpsg(int code) {
     return {false, text + " is out of range: codes from 1024 to 32766 can be given", ""};
   if (const Entry* entry = find(code)) {
     if (!isMetric(*entry)) return {false, refusal(*entry), ""};
-    return {true, label(*entry), doubt(*entry)};
+    return {true, label(*entry), warningFor(*entry)};
   }
   if (kTable.empty())
     return {true, text, text + " was not checked: this build has no table of EPSG codes"};

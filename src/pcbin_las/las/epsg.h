@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Checks whether an EPSG code can be the coordinate system of a LAS file in metres.
 #pragma once
 
@@ -8,7 +9,7 @@ namespace pontra {
 
 /// The result of checkEpsg().
 struct EpsgCheck {
-  bool taken;           ///< the code may be written into the file
+  bool accepted;        ///< the code may be written into the file
   std::string text;     ///< "EPSG:32632, WGS 84 / UTM zone 32N"; if refused, the reason
   std::string warning;  ///< why an accepted code may be wrong; empty for none
 };

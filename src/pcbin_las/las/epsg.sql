@@ -1,3 +1,4 @@
+-- SPDX-License-Identifier: BSD-3-Clause
 -- Writes the table of coordinate systems of epsg.cpp as C++ source, from PROJ's database:
 --   sqlite3 -batch -bail -noheader -list -readonly proj.db ".read epsg.sql" > epsg_table.inc
 --
