@@ -32,14 +32,31 @@ TEST(CheckEpsg, ChecksKindUnitAndAxes) {
   };
 
   const Case cases[] = {
-      {32632, true, "EPSG:32632, WGS 84 / UTM zone 32N", ""},
-      {25832, true, "EPSG:25832, ETRS89 / UTM zone 32N", ""},
-      {4547, true, "EPSG:4547, CGCS2000 / 3-degree Gauss-Kruger CM 114E", ""},
-      {2180, true, "EPSG:2180, ETRF2000-PL / CS92", ""},  // north before east
-      {29900, true, "EPSG:29900, TM65 / Irish National Grid",
+      {32632, true,
+       "EPSG:32632, WGS 84 / UTM zone 32N, 6 to 12 degrees east, 0 to 84 degrees north", ""},
+      {3263, true,
+       "EPSG:3263, WGS 84 / SCAR IMW ST13-16, 108 to 84 degrees west, 80 to 76 degrees south", ""},
+      {2180, true,  // north before east
+       "EPSG:2180, ETRF2000-PL / CS92, 14.14 to 24.15 degrees east, 49 to 55.93 degrees north", ""},
+      {3832, true,
+       "EPSG:3832, WGS 84 / PDC Mercator, 98.69 degrees east to 68 degrees west, 60 degrees south "
+       "to 66.67 degrees north",
+       ""},
+      {32600, true,
+       "EPSG:32600, WGS 84 / UTM grid system (northern hemisphere), area of use not known: "
+       "positions are not checked",
+       ""},
+      {9895, true,
+       "EPSG:9895, LUREF / Luxembourg TM (3D), 5.73 to 6.53 degrees east, 49.44 to 50.19 degrees "
+       "north",
+       "EPSG:9895 is three-dimensional: it also carries heights"},
+      {29900, true,
+       "EPSG:29900, TM65 / Irish National Grid, 10.56 to 5.34 degrees west, 51.39 to 55.43 degrees "
+       "north",
        "EPSG:29900 is deprecated, replaced by EPSG:29902, TM65 / Irish Grid"},
-      {2053, true, "EPSG:2053, Hartebeesthoek94 / Lo29", "the axes of EPSG:2053"},
-      {2297, true, "EPSG:2297, Qornoq 1927 / Greenland zone 1 east",
+      {2297, true,
+       "EPSG:2297, Qornoq 1927 / Greenland zone 1 east, area of use not known: positions are not "
+       "checked",
        "EPSG:2297 is deprecated; the axes of EPSG:2297"},
       {4326, false,
        "EPSG:4326, WGS 84, is a geographic system with the unit degree: give a projected system in "
@@ -74,6 +91,31 @@ TEST(CheckEpsg, ChecksKindUnitAndAxes) {
     EXPECT_THAT(check.warning, HasSubstr(warning)) << expected.code;
     EXPECT_EQ(check.warning.empty(), warning.empty()) << check.warning;
   }
+}
+
+TEST(AreaOfUse, HasTheLimitsInMetresEastBeforeNorth) {
+  if (pontra::epsgVersion().empty()) GTEST_SKIP() << "built without the table";
+  struct Case {
+    int code;
+    std::array<double, 4>
+        limits;  // lowest x and y, highest x and y: published bounds of the systems
+    double x, y, distance;
+  };
+
+  const Case cases[] = {
+      {32632, {166021, 0, 833979, 9329005}, 512000, 5403000, 0},
+      {32632, {166021, 0, 833979, 9329005}, 5403000, 512000, 4569021},  // exchanged
+      {25832, {239323, 4290144, 761546, 9365802}, 798546, 5828000, 37000},
+      {2180, {144693, 125837, 876500, 908411}, 144690, 125833, 5},  // axes north, east
+  };
+  for (const auto& [code, limits, x, y, distance] : cases) {
+    const auto area = pontra::areaOfUse(code);
+    ASSERT_TRUE(area) << code;
+    const std::array found = {area->low[0], area->low[1], area->high[0], area->high[1]};
+    for (std::size_t i = 0; i < 4; ++i) EXPECT_NEAR(found[i], limits[i], 1) << code;
+    EXPECT_NEAR(area->distance(x, y), distance, 2) << code;
+  }
+  for (const int code : {1999, 4326, 2263, 32600}) EXPECT_FALSE(pontra::areaOfUse(code)) << code;
 }
 
 }  // namespace

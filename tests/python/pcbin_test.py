@@ -1,21 +1,35 @@
 # SPDX-License-Identifier: BSD-3-Clause
-"""Tests of the Python module. PCBIN_INTEROP is the command that starts pcbin_interop, its C++ side."""
+"""Tests of the Python module. PCBIN_LAS is the command that starts the program, which converts and reads
+what the module writes."""
 
+import contextlib
+import inspect
 import os
 import resource
 import shlex
 import subprocess
 import tempfile
-import unittest
+import typing
+import unittest.mock
 import warnings
 
 import numpy as np
 import pcbin
 
+# The documented bytes of a file: a coloured frame, a lidar frame and an empty coloured frame.
+DOCUMENTED = bytes.fromhex("""
+    FF 01 44 00 50 43 42 49 4E 00 00 00 01 01 00 00 03 00 00 00 00 00 00 00 02 00 00 00 00 00 00 00
+    """ + 36 * "00" + """
+    0A 00 00 00 00 00 00 00 00 00 00 00 00 00 24 40 """ + 28 * "00" + """ 01 00 00 00
+    00 00 80 3F 00 00 00 C0 00 00 00 3F 00 00 7F 43 00 00 80 3F 00 00 00 00 01 02 FE 00
+    00 00 00 00 00 00 F0 3F 01 02 03 04
+    06 00 00 00 01 00 00 00 00 00 00 00 00 00 00 C0
+    00 00 80 3F 00 00 00 40 00 00 00 C0 00 00 00 3F 00 00 00 40 00 00 80 3F 00 00 00 3F 01 00 00 00
+    00 00 80 3F 00 00 00 40 00 00 00 C0 00 00 00 3F 00 00 00 00 00 00 F0 3F
+    0A 00 00 00 02 00 00 00 00 00 00 00 00 00 24 C0 """ + 28 * "00" + " 00 00 00 00")
 
-def interop(*arguments):
-    subprocess.run(shlex.split(os.environ["PCBIN_INTEROP"]) + list(arguments), check=True,
-                   stdout=subprocess.DEVNULL)
+LAS_POINT = np.dtype([("xyz", "<i4", 3), ("intensity", "<u2"), ("flags", "u1", 6), ("timestamp", "<f8"),
+                      ("rgb", "<u2", 3)])
 
 
 def known_lidar(count):
@@ -38,15 +52,22 @@ def known_rgb(count):
 
 def pose_line(sweep, **changes):
     fields = [f"{sweep}.5", str(sweep)] + [f"{sweep + column / 7:.12g}" for column in range(2, 28)]
+    fields[11:15], fields[21:25] = "0.6 0.8 0 0".split(), "0 0.48 -0.6 0.64".split()
     for column, text in changes.items():
         fields[int(column[1:])] = text
     return ",".join(fields) + "\n"
+
+
+def rotated(quaternion, vectors):
+    w, axis = quaternion[0], quaternion[1:]
+    return vectors + 2 * np.cross(axis, w * vectors + np.cross(axis, vectors))
 
 
 class PcbinTest(unittest.TestCase):
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
+        self.folder = folder.name
         self.path, self.other = (os.path.join(folder.name, name) for name in ("a", "b"))
 
     def bytes_of(self, path):
@@ -59,43 +80,49 @@ class PcbinTest(unittest.TestCase):
 
     def write_survey(self):
         """A lidar frame of 2 points at byte 68, an empty coloured one at 164 and one of 3 points at 212."""
-        with pcbin.open(self.path, "w") as writer:
+        with warnings.catch_warnings(), pcbin.open(self.path, "w") as writer:
+            warnings.simplefilter("ignore", pcbin.PcbinWarning)
             writer.write_lidar(known_lidar(2), 5, (0.5, 0, 0, 1), (1, 2, 3))
             writer.write_rgb(known_rgb(0), 6)
             writer.write_rgb(known_rgb(3), 7)
 
-    def test_python_and_cpp_write_the_same_bytes(self):
-        for kind, known in (("lidar", known_lidar), ("rgb", known_rgb)):
-            interop("write-" + kind, self.path)
-            frames = list(pcbin.open(self.path))
-            self.assertEqual([len(frame.points) for frame in frames], [3, 0, 1000])
-            with pcbin.open(self.other, "w") as copy:
-                for frame in frames:
-                    copy.write(frame)
-            self.assertEqual(self.bytes_of(self.other), self.bytes_of(self.path))
-            with pcbin.open(self.other, "w") as writer:
-                for frame in frames:
-                    if kind == "rgb":
-                        writer.write_rgb(known(len(frame.points)), frame.timestamp)
-                    else:
-                        writer.write_lidar(known(len(frame.points)), 1000.25 + len(frame.points),
-                                           (0.5, -0.5, 0.25, 0.125), (1, 2, 3))
-            self.assertEqual(self.bytes_of(self.other), self.bytes_of(self.path))
+    def convert(self, survey, *poses):
+        """The LAS header and the point records to which the program converts a pcbin file."""
+        las = os.path.join(os.path.dirname(survey), "las")
+        options = ["-i", survey, "-o", las, *(["-f", *poses] if poses else [])]
+        subprocess.run(shlex.split(os.environ["PCBIN_LAS"]) + options, check=True, timeout=60,
+                       stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
+        data = self.bytes_of(las)
+        os.remove(las)
+        return data[:227], np.frombuffer(data, LAS_POINT, offset=227)
 
-    def test_cpp_reads_what_python_wrote(self):
-        for kind, known in (("lidar", known_lidar), ("rgb", known_rgb)):
-            with pcbin.open(self.path, "w") as writer:
-                for count in (2, 0, 500):
-                    if kind == "rgb":
-                        writer.write_rgb(known(count))
-                    else:
-                        writer.write_lidar(known(count), count, (1, 2, 3, 4))
-            interop("copy-" + kind, self.path, self.other)
-            source, copy = (bytearray(self.bytes_of(path)) for path in (self.path, self.other))
-            if kind == "rgb":  # the copy's frames have the time of their own writing
-                for start in (68, 68 + 48 + 80, 68 + 48 + 80 + 48):
-                    source[start + 8:start + 16] = copy[start + 8:start + 16] = bytes(8)
-            self.assertEqual(source, copy)
+    @unittest.mock.patch("warnings.warn")  # a file of both kinds is unusual
+    def test_writes_and_reads_the_documented_bytes(self, _):
+        with pcbin.open(self.path, "w") as writer:
+            writer.write_rgb({"x": [1], "y": -2, "z": 0.5, "r": 255, "g": 1, "b": 0, "a": 254,
+                              "intensity": 65536 + 513.75, "timestamp": 1, "sweepid": 0x04030201}, 10)
+            writer.write_lidar({"x": [1], "y": 2, "z": -2, "intensity": 0.5, "timestamp": 1}, -2,
+                               (1, 2, -2, 0.5), (2, 1, 0.5))
+            writer.write_rgb(known_rgb(0), -10)
+        self.assertEqual(self.bytes_of(self.path), DOCUMENTED)
+        with pcbin.open(self.other, "w") as copy:
+            for frame in pcbin.open(self.path):
+                copy.write(frame)
+        self.assertEqual(self.bytes_of(self.other), DOCUMENTED)
+
+    def test_the_program_reads_what_python_wrote(self):
+        with pcbin.open(self.path, "w") as writer:
+            for count in (13, 0, 500):
+                writer.write_rgb(known_rgb(count))
+        _, points = self.convert(self.path)
+        self.assertEqual(len(points), 513)
+        self.assertEqual(points["intensity"][:13].tolist(),
+                         [0, 1, 255, 65535, 0, 4464, 65280, 65535, 65535, 0, 0, 0, 0])
+        expected = known_rgb(500)
+        np.testing.assert_allclose(points["xyz"][13:] / 1000, np.stack(
+            [expected["x"], expected["y"], np.full(500, 0.1)], 1), atol=0.00051)
+        np.testing.assert_array_equal(points["rgb"][13:], np.stack([expected[c].astype("u1") for c in "rgb"], 1))
+        np.testing.assert_array_equal(points["timestamp"][13:], expected["timestamp"])
 
     def test_frames_are_read_only_views_in_any_order(self):
         self.write_survey()
@@ -139,7 +166,82 @@ class PcbinTest(unittest.TestCase):
                     self.assertEqual([next(frames).index for _ in range(readable)], list(range(readable)))
         for end in (68, 164, 212):
             self.put(whole[:end])
-            list(pcbin.open(self.path))
+            with self.assertWarnsRegex(pcbin.PcbinWarning, "announces 3 frames, the file ends after"):
+                list(pcbin.open(self.path))
+
+    def test_a_file_can_be_filtered_in_place(self):
+        self.write_survey()
+        os.chmod(self.path, 0o640)
+        os.symlink(self.path, self.other)
+        before = self.bytes_of(self.path)
+        for fails in (True, False):
+            with contextlib.suppress(ZeroDivisionError), pcbin.open(self.path) as reader:
+                with pcbin.open(self.other, "w") as writer:
+                    for frame in reader[1:]:
+                        writer.write(frame._replace(points=frame.points[1:]))
+                    self.assertEqual(self.bytes_of(self.path), before)
+                    1 // (not fails)
+            self.assertEqual(sorted(os.listdir(self.folder)), ["a", "b"])
+            self.assertEqual(self.bytes_of(self.path) == before, fails)
+        self.assertEqual([frame.points["y"].tolist() for frame in pcbin.open(self.path)], [[], [-1, -2]])
+        self.assertTrue(os.path.islink(self.other))
+        self.assertEqual(os.stat(self.path).st_mode & 0o7777, 0o640)
+        self.assertEqual(pcbin.open(self.path).header["frames"], 2)
+
+        poses = np.zeros(1, pcbin.POSE)
+        pcbin.write_poses(self.other, poses)
+        self.assertEqual(pcbin.read_poses(self.path).tobytes(), poses.tobytes())
+
+    def test_a_writer_that_is_not_closed_leaves_the_old_file(self):
+        self.write_survey()
+        before = self.bytes_of(self.path)
+        writer = pcbin.open(self.path, "w")
+        del writer
+        self.assertEqual((os.listdir(self.folder), self.bytes_of(self.path)), (["a"], before))
+
+    def test_what_is_probably_a_mistake_is_told_once(self):
+        def told(use):
+            with warnings.catch_warnings(record=True) as caught:
+                warnings.simplefilter("always")
+                use()
+            return [str(warning.message) for warning in caught]
+
+        def write(*frames):
+            with pcbin.open(self.other, "w") as writer:
+                for changes in frames:
+                    writer.write_rgb({**known_rgb(2), **changes})
+
+        def write_both():
+            with pcbin.open(self.other, "w") as writer:
+                for _ in range(2):
+                    writer.write_rgb(known_rgb(2))
+                    writer.write_lidar(known_lidar(2), 0)
+
+        small = {"r": 0.5, "g": 1.0, "b": np.zeros(2)}
+        cases = ((lambda: write({"x": 5403000.123}, {"y": 5403000.123}), "frame 0: single precision .* 0.123 m"),
+                 (lambda: write({}, {"z": np.array([1, 16777217])}), "frame 1: single precision .* 1 m"),
+                 (lambda: write(small, small), "frame 0: the colours are 0 to 1"),
+                 (write_both, "frame 1: lidar frames and coloured frames in one file"))
+        for use, message in cases:
+            lines = told(use)
+            self.assertEqual(len(lines), 1, lines)
+            self.assertRegex(lines[0], f"{self.other!r}, {message}")
+        near = {"x": np.float32(5403000), "y": 65000.123, "z": [np.inf, np.nan]}
+        black = {"r": np.zeros(2), "g": 0.0, "b": 0}
+        self.assertEqual(told(lambda: write(near, black, {"r": 1, "g": 1, "b": 0})), [])
+
+        self.write_survey()
+        whole = self.bytes_of(self.path)
+        for end, lines in ((164, 1), (212, 1), (len(whole), 0)):
+            self.put(whole[:end])
+            found = told(lambda: [len(pcbin.open(self.path)), list(pcbin.open(self.path))][0])
+            self.assertEqual(len(found), 2 * lines)
+
+    def test_the_interface_is_annotated(self):
+        things = [getattr(pcbin, name) for name in pcbin.__all__]
+        for thing in things + [*vars(pcbin.Reader).values(), *vars(pcbin.Writer).values()]:
+            if inspect.isfunction(thing) and (thing.__name__ == "__init__" or thing.__name__[0] != "_"):
+                self.assertIn("return", typing.get_type_hints(thing), thing)
 
     def test_frames_can_be_read_before_the_writer_closes(self):
         writer = pcbin.open(self.path, "w")
@@ -170,9 +272,11 @@ class PcbinTest(unittest.TestCase):
             for changes, message in (
                     ({"r": 256}, "'r' is not within 0 and 255"), ({"g": np.nan}, "'g'"), ({"a": -1}, "'a'"),
                     ({"sweepid": 2**32}, "'sweepid'"), ({"x": np.zeros(3)}, "one length"),
-                    ({"y": np.zeros((2, 1))}, "one length")):
+                    ({"y": np.zeros((2, 1))}, "one length"), ({"z": 1e39}, "'z' has a number too large")):
                 with self.assertRaisesRegex(pcbin.PcbinError, f"{self.path!r}, frame 0: .*{message}"):
                     writer.write_rgb({**known_rgb(2), **changes})
+            with self.assertRaisesRegex(pcbin.PcbinError, "'translation' has a number too large"):
+                writer.write_lidar(known_lidar(2), 0, translation=(0, 1e39, 0))
             with self.assertRaisesRegex(pcbin.PcbinError, "no field 'r'"):
                 writer.write_rgb(np.zeros(2, pcbin.LIDAR_POINT))
         self.assertEqual(os.path.getsize(self.path), 68)
@@ -183,13 +287,23 @@ class PcbinTest(unittest.TestCase):
             pose_line(3, f5="0x1.8p1", f6=" +.5e1x"), pose_line(1, f1=" 1.7", f27="1e-60"),
             pose_line(3, f4="1e300", f27="28 \r")[:-1])).encode()
         self.put(text)
-        interop("poses", self.path, self.other)
+        with pcbin.open(self.other, "w") as writer:
+            writer.write_rgb({**known_rgb(50), "sweepid": np.arange(50) // 10})
+        moving = pcbin.open(self.other)[0].xyz
+        header, points = self.convert(self.other, self.path)
         poses = pcbin.read_poses(self.path)
         self.assertEqual(poses["sweepid"].tolist(), [3, 1, 3])
-        expected = poses["offset"][-1].tobytes()
-        for pose in pcbin.by_sweep(poses):  # the C++ records carry the offset once
-            expected += b"".join(pose[name].tobytes() for name in pcbin.POSE.names if name != "offset")
-        self.assertEqual(self.bytes_of(self.other), expected)
+        self.assertEqual(header[155:179], poses["offset"][-1].tobytes())
+        registration, optimised = poses[1]["registration"], poses[1]["optimised"]
+        for vector, column in ((registration["aux1"], 8), (optimised["aux1"], 18), (optimised["aux2"], 25)):
+            np.testing.assert_array_equal(vector[:2], np.array([1 + column / 7, 1 + (column + 1) / 7], "f4"))
+        expected = []
+        for pose in pcbin.by_sweep(poses)[[1, 3]]:
+            registration, optimised = pose["registration"], pose["optimised"]
+            body = rotated(registration["rotation"] * [1, -1, -1, -1],
+                           moving[pose["sweepid"] * 10:][:10] - registration["position"])
+            expected.append(rotated(optimised["rotation"], body) + optimised["position"])
+        np.testing.assert_allclose(points["xyz"] / 1000, np.concatenate(expected), atol=0.0006)
 
         self.put(b"\xef\xbb\xbf" + text)
         self.assertEqual(pcbin.read_poses(self.path).tobytes(), poses.tobytes())
@@ -197,6 +311,8 @@ class PcbinTest(unittest.TestCase):
         self.assertEqual(pcbin.read_poses(self.other).tobytes(), poses.tobytes())
 
     def test_bad_pose_fields_are_named_or_skipped(self):
+        with pcbin.open(self.other, "w") as writer:
+            writer.write_rgb({**known_rgb(8), "sweepid": np.arange(8) // 2})
         for column, text in ((0, ""), (1, "16777216"), (1, "-1"), (4, "x"), (5, "1e39"), (6, "inf"),
                              (27, "nan"), (3, "1e309"), (1, "9" * 5000)):
             with self.subTest(column=column, text=text[:9]):
@@ -208,8 +324,7 @@ class PcbinTest(unittest.TestCase):
                     warnings.simplefilter("always")
                     poses = pcbin.read_poses(self.path, skip_bad_lines=True)
                 self.assertEqual((len(caught), poses["sweepid"].tolist()), (1, [1, 3]))
-                interop("poses", self.path, self.other)
-                self.assertEqual(os.path.getsize(self.other), 24 + 4 * (pcbin.POSE.itemsize - 24))
+                self.assertEqual(len(self.convert(self.other, self.path)[1]), 4)
         poses["optimised"]["rotation"][1, 2] = np.nan
         with self.assertRaisesRegex(pcbin.PcbinError, "sweep 3"):
             pcbin.write_poses(self.other, poses)

@@ -1,13 +1,9 @@
 -- SPDX-License-Identifier: BSD-3-Clause
--- Writes the table of coordinate systems of epsg.cpp as C++ source, from PROJ's database:
---   sqlite3 -batch -bail -noheader -list -readonly proj.db ".read epsg.sql" > epsg_table.inc
+-- The coordinate systems of the table of epsg.cpp, taken from PROJ's database; run by epsg_table.py.
 --
 -- The database holds the EPSG Geodetic Parameter Dataset of the International Association of Oil &
 -- Gas Producers (IOGP). Its terms of use (https://epsg.org/terms-of-use.html) allow this use and
--- ask for the attribution that the first lines of the output give.
---
--- Names are stored in two pools of zero-terminated texts: the part of a name before the
--- first " / ", the base, and the part after it, the zone. Many names share each of them.
+-- ask for the attribution that the first lines of the table give.
 
 CREATE TEMP VIEW axes AS
 SELECT cs.auth_name, cs.code,
@@ -16,7 +12,8 @@ SELECT cs.auth_name, cs.code,
            AND coordinate_system_order = 1 AND uom_auth_name = 'EPSG') AS unit,
        (SELECT count(*) = 2 FROM axis
          WHERE coordinate_system_auth_name = cs.auth_name AND coordinate_system_code = cs.code
-           AND orientation IN ('east', 'north')) AS east_north
+           AND orientation IN ('east', 'north')) AS east_north,
+       cs.dimension = 3 AS has_height
   FROM coordinate_system cs;
 
 CREATE TEMP TABLE systems AS
@@ -26,6 +23,7 @@ SELECT CAST(v.code AS INTEGER) AS code, v.name, v.deprecated,
                    WHEN 'vertical' THEN 'kVertical' WHEN 'compound' THEN 'kCompound'
                    ELSE 'kOther' END AS kind,
        coalesce(a.unit, 0) AS unit, coalesce(a.east_north, 0) AS east_north,
+       coalesce(a.has_height, 0) AS has_height,
        coalesce(c.horiz_crs_code, 0) AS horizontal,
        substr(v.name, 1, coalesce(nullif(instr(v.name, ' / '), 0) - 1, length(v.name))) AS base,
        CASE WHEN instr(v.name, ' / ') > 0 THEN substr(v.name, instr(v.name, ' / ') + 3)
@@ -75,38 +73,12 @@ SELECT code, row_number() OVER (ORDER BY code <> 9001, code) - 1 AS position,
         SELECT code, name FROM unit_of_measure
          WHERE auth_name = 'EPSG' AND code IN (SELECT unit FROM systems));
 
-CREATE TEMP TABLE bases AS
-SELECT text, coalesce(sum(length(CAST(text AS BLOB)) + 1) OVER (
-         ORDER BY text ROWS BETWEEN UNBOUNDED PRECEDING AND 1 PRECEDING), 0) AS position
-  FROM (SELECT DISTINCT base AS text FROM systems);
-
-CREATE TEMP TABLE zones AS  -- the empty one first
-SELECT text, coalesce(sum(length(CAST(text AS BLOB)) + 1) OVER (
-         ORDER BY text ROWS BETWEEN UNBOUNDED PRECEDING AND 1 PRECEDING), 0) AS position
-  FROM (SELECT zone AS text FROM systems UNION SELECT '');
-
-SELECT '// Names, kinds and units of coordinate reference systems, taken from the EPSG Geodetic
-// Parameter Dataset of the International Association of Oil & Gas Producers (IOGP), ' ||
-       (SELECT value FROM metadata WHERE key = 'EPSG.VERSION') || ' of ' ||
-       (SELECT value FROM metadata WHERE key = 'EPSG.DATE') || ',
-// under its terms of use (https://epsg.org/terms-of-use.html). Generated; not to be edited.
-constexpr char kVersion[] = "' || (SELECT value FROM metadata WHERE key = 'EPSG.VERSION') ||
-       ' of ' || (SELECT value FROM metadata WHERE key = 'EPSG.DATE') || '";';
-
-SELECT 'constexpr const char* kUnits[] = {';
-SELECT '    "' || name || '",' FROM units ORDER BY position;
-SELECT '};
-constexpr char kBases[] =';
-SELECT '    "' || replace(replace(text, '\', '\\'), '"', '\"') || '\0"' FROM bases ORDER BY text;
-SELECT ';
-constexpr char kZones[] =';
-SELECT '    "' || replace(replace(text, '\', '\\'), '"', '\"') || '\0"' FROM zones ORDER BY text;
-SELECT ';
-constexpr Entry kEntries[] = {';
-SELECT '    {' || s.code || ', ' || coalesce(r.other, 0) || ', ' || b.position || ', ' ||
-       z.position || ', ' || s.kind || ', ' || u.position || ', ' || s.deprecated || ', ' ||
-       s.east_north || '},'
-  FROM systems s JOIN bases b ON b.text = s.base JOIN zones z ON z.text = s.zone
-  JOIN units u ON u.code = s.unit LEFT JOIN related r ON r.code = s.code
- ORDER BY s.code;
-SELECT '};';
+-- The areas of use in degrees; some systems have several, some have none.
+CREATE TEMP TABLE areas AS
+SELECT s.code, e.west_lon AS west, e.south_lat AS south, e.east_lon AS east, e.north_lat AS north
+  FROM systems s
+  JOIN usage u ON (u.object_table_name, u.object_auth_name, u.object_code)
+                = ('projected_crs', 'EPSG', CAST(s.code AS TEXT))
+  JOIN extent e ON (e.auth_name, e.code) = (u.extent_auth_name, u.extent_code)
+ WHERE s.kind = 'kProjected' AND s.unit = 9001
+   AND NOT (west_lon IS NULL OR south_lat IS NULL OR east_lon IS NULL OR north_lat IS NULL);
