@@ -6,8 +6,7 @@
 
 #include <Eigen/Core>
 
-#include "pcbin_las/las/las_records.h"
-#include "pcbin_las/platform/file.h"
+#include "pcbin_las/las/las_reader.h"
 
 /// A LAS file open for reading.
 class LasPoints {
@@ -19,18 +18,17 @@ class LasPoints {
   /// The next record; nothing after the number of records in the header, or at the end of the file.
   std::optional<pontra::LasPointRecord> next();
 
-  const pontra::LasHeader& header() const { return header_; }
+  const pontra::LasHeader& header() const { return reader_.header(); }
 
   /// The point's coordinates in metres, without the header's offset.
   Eigen::Vector3d position(const pontra::LasPointRecord& record) const {
-    return {record.x * header_.xScaleFactor, record.y * header_.yScaleFactor,
-            record.z * header_.zScaleFactor};
+    return {record.x * header().xScaleFactor, record.y * header().yScaleFactor,
+            record.z * header().zScaleFactor};
   }
 
-  Eigen::Vector3d offset() const { return {header_.xOffset, header_.yOffset, header_.zOffset}; }
+  Eigen::Vector3d offset() const { return {header().xOffset, header().yOffset, header().zOffset}; }
 
  private:
-  ferrun::File file_;
-  pontra::LasHeader header_{};
+  pontra::LasReader reader_;
   std::uint32_t left_ = 0;  ///< records still to be read
 };

@@ -3,11 +3,9 @@
 #include <algorithm>
 
 #include "pcbin_las/las/gps_time.h"
+#include "pcbin_las/las/las_reader.h"
 #include "pcbin_las/las/las_writer.h"
-#include "pcbin_las/las/variable_length_records.h"
-#include "pcbin_las/platform/byte_image.h"
 #include "pcbin_las/platform/date_time.h"
-#include "pcbin_las/platform/file.h"
 #include "pcbin_las/platform/str_util.h"
 #include "pcbin_las/platform/trace_macros.h"
 #include "pcbin_las/process/file_path.h"
@@ -16,6 +14,7 @@ namespace {
 
 using pontra::LasHeader;
 using pontra::LasPointRecord;
+using pontra::LasReader;
 
 constexpr std::uint32_t kMostRecordBytes = 1U << 30;  // of variable-length records
 
@@ -27,14 +26,14 @@ std::string repairedPath(const std::string& path, const ferrun::DateTime& now) {
                                  input.baseName().c_str());
 }
 
-/// Whether the file can be repaired; prints a line if not. Leaves `file` at the first point.
-bool isSupported(ferrun::File& file, const LasHeader& header) {
-  const bool recordsFit =
-      header.pointDataOffset == sizeof(LasHeader) ||
-      (file.isRegular() && header.pointDataOffset <= kMostRecordBytes &&
-       pontra::isLas12Format3(header) && pontra::variableLengthRecordsFit(file, header));
+/// Whether the file can be repaired; prints a line if not.
+bool isSupported(pontra::LasReader& reader) {
+  const LasHeader& header = reader.header();
+  const bool pointsAreFound = (header.pointDataOffset == sizeof(LasHeader) || reader.isRegular()) &&
+                              header.pointDataOffset <= kMostRecordBytes &&
+                              reader.findPoints(pontra::PointsBegin::kAfterRecords);
   if (header.versionMajor != 1 || header.versionMinor != 2 ||
-      header.headerSize != sizeof(LasHeader) || !recordsFit) {
+      header.headerSize != sizeof(LasHeader) || !pointsAreFound) {
     TRACE_ERROR("las_repair", "las file not support!");
     return false;
   }
@@ -45,32 +44,44 @@ bool isSupported(ferrun::File& file, const LasHeader& header) {
   return true;
 }
 
-/// The variable-length records of a file whose records fit, byte for byte.
-std::string readRecords(ferrun::File& file, const LasHeader& header) {
-  std::string records(header.pointDataOffset - sizeof(LasHeader), '\0');
-  if (records.empty()) return records;
-  file.seek(sizeof(LasHeader));
-  const int length = file.readData(records.data(), static_cast<int>(records.size()));
-  records.resize(static_cast<std::size_t>(std::max(length, 0)));
-  return records;
-}
-
 /// The header of the copy, without counts and bounds.
-LasHeader copyHeader(const LasHeader& header, const std::string& records) {
+LasHeader copyHeader(const LasHeader& header) {
   LasHeader copy;
   pontra::LasHeaderInit(&copy, pontra::kPointFormat3);
   copy.globalEncoding = header.globalEncoding & pontra::kAdjustedGpsTimeFlag;
-  copy.numberOfVLR = records.empty() ? 0 : header.numberOfVLR;
-  copy.pointDataOffset += static_cast<std::uint32_t>(records.size());
+  if (header.pointDataOffset > sizeof(LasHeader)) copy.numberOfVLR = header.numberOfVLR;
+  copy.pointDataOffset = header.pointDataOffset;
   copy.xOffset = header.xOffset;
   copy.yOffset = header.yOffset;
   copy.zOffset = header.zOffset;
   return copy;
 }
 
+/// Opens the writer and copies the bytes before the points; prints a line when one fails.
+bool openCopy(pontra::LasReader& reader, pontra::LasWriter& writer, const LasHeader& header,
+              const std::string& newPath, const std::string& path) {
+  bool read = true;
+  const auto copyBytes = [&](ferrun::File& file) {
+    bool written = true;
+    const bool copied = reader.readBytesBeforePoints([&](std::span<const char> bytes) {
+      const auto size = static_cast<int>(bytes.size());
+      return written = file.writeData(bytes.data(), size) == size;
+    });
+    read = copied || !written;
+    return copied;
+  };
+  if (writer.openOwn(header, newPath, path, pontra::LasWriter::kBufferSize, copyBytes)) return true;
+  if (read)
+    TRACE_ERROR("las_repair", "open las writer error!");
+  else
+    TRACE_ERROR("las_repair", "read las header error!");
+  return false;
+}
+
 /// Warns when the copy loses something: positions are rounded to another scale factor, or whole
 /// records follow the announced ones.
-void warnOfLosses(const ferrun::File& file, const LasHeader& header, const LasHeader& newHeader) {
+void warnOfLosses(const pontra::LasReader& reader, const LasHeader& newHeader) {
+  const LasHeader& header = reader.header();
   if (header.xScaleFactor != newHeader.xScaleFactor ||
       header.yScaleFactor != newHeader.yScaleFactor ||
       header.zScaleFactor != newHeader.zScaleFactor)
@@ -78,64 +89,57 @@ void warnOfLosses(const ferrun::File& file, const LasHeader& header, const LasHe
                   "scale factors [%g, %g, %g] become [%g, %g, %g], positions are re-rounded!",
                   header.xScaleFactor, header.yScaleFactor, header.zScaleFactor,
                   newHeader.xScaleFactor, newHeader.yScaleFactor, newHeader.zScaleFactor);
-  const std::int64_t present = (file.getSize() - std::int64_t{header.pointDataOffset}) /
-                               std::int64_t{sizeof(LasPointRecord)};
-  const std::int64_t beyond = present - std::int64_t{header.numberOfPointRecords};
-  if (file.isRegular() && beyond > 0)
-    TRACE_WARNING("las_repair", "%lld records beyond the announced count are left out!",
-                  static_cast<long long>(beyond));
+  const std::uint64_t held = reader.recordsHeld();
+  if (held > header.numberOfPointRecords)
+    TRACE_WARNING("las_repair", "%llu records beyond the announced count are left out!",
+                  static_cast<unsigned long long>(held - header.numberOfPointRecords));
 }
 
 /// Copies records to the end of the file, or as many as the header announces; returns how many.
-std::uint32_t copyRecords(ferrun::File& file, const LasHeader& header, pontra::LasWriter& writer,
+std::uint32_t copyRecords(pontra::LasReader& reader, pontra::LasWriter& writer,
                           bool keepSourceIds) {
-  const double xScale = header.xScaleFactor;
-  const double yScale = header.yScaleFactor;
-  const double zScale = header.zScaleFactor;
-  const std::uint32_t announced = header.numberOfPointRecords;
-  LasPointRecord record;
-  for (std::uint32_t count = 0; count < announced; ++count) {
-    const int length = ferrun::readImage(file, record);
-    if (length != sizeof(record)) {
-      if (length != 0) TRACE_ERROR("las_repair", "read las point error!");
-      return count;
-    }
-    writer.writePoint({.x = record.x * xScale,
-                       .y = record.y * yScale,
-                       .z = record.z * zScale,
-                       .red = record.red,
-                       .green = record.green,
-                       .blue = record.blue,
-                       .intensity = record.intensity,
-                       .gpsTime = record.gpsTime,
-                       .pointSourceID = keepSourceIds ? record.pointSourceID : std::uint16_t{0}});
+  const double xScale = reader.header().xScaleFactor;
+  const double yScale = reader.header().yScaleFactor;
+  const double zScale = reader.header().zScaleFactor;
+  for (std::uint32_t left = reader.header().numberOfPointRecords; left > 0;) {
+    const auto records = reader.read(std::min<std::size_t>(left, pontra::LasReader::kBlockRecords));
+    for (const LasPointRecord& record : records)
+      writer.writePoint({.x = record.x * xScale,
+                         .y = record.y * yScale,
+                         .z = record.z * zScale,
+                         .red = record.red,
+                         .green = record.green,
+                         .blue = record.blue,
+                         .intensity = record.intensity,
+                         .gpsTime = record.gpsTime,
+                         .pointSourceID = keepSourceIds ? record.pointSourceID : std::uint16_t{0}});
+    left -= static_cast<std::uint32_t>(records.size());
+    if (reader.end() == LasReader::End::kNone) continue;
+    if (reader.end() != LasReader::End::kEndOfFile)
+      TRACE_ERROR("las_repair", "read las point error!");
+    return reader.header().numberOfPointRecords - left;
   }
-  return announced;
+  return reader.header().numberOfPointRecords;
 }
 
 }  // namespace
 
 void las_repair(const std::string& path, bool keepSourceIds) {
   const std::string newPath = repairedPath(path, ferrun::DateTime::getDateTime());
-  ferrun::File file;
-  file.open(path, ferrun::File::kRead);
-  LasHeader header;
-  if (ferrun::readImage(file, header) != sizeof(header)) {
+  LasReader reader;
+  if (reader.open(path)) {
     TRACE_ERROR("las_repair", "read las header error!");
     return;
   }
-  if (!isSupported(file, header)) return;
+  if (!isSupported(reader)) return;
 
-  const std::string records = readRecords(file, header);
-  const LasHeader newHeader = copyHeader(header, records);
+  const LasHeader newHeader = copyHeader(reader.header());
   pontra::LasWriter writer;
-  if (!writer.openOwn(newHeader, newPath, path, pontra::LasWriter::kBufferSize, records)) {
-    TRACE_ERROR("las_repair", "open las writer error!");
-    return;
-  }
-  TRACE_INFO("las_repair", "repair %s with %u points.", path.c_str(), header.numberOfPointRecords);
-  warnOfLosses(file, header, newHeader);
-  const std::uint32_t count = copyRecords(file, header, writer, keepSourceIds);
+  if (!openCopy(reader, writer, newHeader, newPath, path)) return;
+  TRACE_INFO("las_repair", "repair %s with %u points.", path.c_str(),
+             reader.header().numberOfPointRecords);
+  warnOfLosses(reader, newHeader);
+  const std::uint32_t count = copyRecords(reader, writer, keepSourceIds);
   writer.close();
   TRACE_INFO("las_repair", "repair ok => %s with %u points.", newPath.c_str(), count);
 }

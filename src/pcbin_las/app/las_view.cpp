@@ -1,12 +1,8 @@
 #include "pcbin_las/app/las_view.h"
 
 #include <algorithm>
-#include <vector>
 
-#include "pcbin_las/las/las_records.h"
-#include "pcbin_las/las/variable_length_records.h"
-#include "pcbin_las/platform/byte_image.h"
-#include "pcbin_las/platform/file.h"
+#include "pcbin_las/las/las_reader.h"
 #include "pcbin_las/platform/trace_macros.h"
 
 namespace {
@@ -55,35 +51,13 @@ void printRecord(std::uint32_t index, const LasPointRecord& record) {
   TRACE_INFO("las_view", "pointSourceID: %d", record.pointSourceID);
 }
 
-/// Skips `count` records, with one seek where possible; false when the file ends before.
-bool skipRecords(ferrun::File& file, std::uint32_t count) {
-  constexpr std::uint64_t kPieceSize = 1U << 20;
-  std::uint64_t left = std::uint64_t{count} * sizeof(LasPointRecord);
-  if (file.skip(static_cast<std::int64_t>(left))) return true;
-  std::vector<char> piece(std::min(left, kPieceSize));
-  while (left > 0) {
-    const auto size = static_cast<int>(std::min(left, kPieceSize));
-    if (file.readData(piece.data(), size) != size) return false;
-    left -= static_cast<std::uint64_t>(size);
-  }
-  return true;
-}
-
-/// Moves to the first point: after the variable-length records if they fill the space up to
-/// pointDataOffset, or else directly after the header.
-void passRecords(ferrun::File& file, const LasHeader& header) {
-  if (!file.isRegular() || !pontra::isLas12Format3(header)) return;
-  if (!pontra::variableLengthRecordsFit(file, header)) file.seek(sizeof(LasHeader));
-}
-
-/// Prints the records in [start, end) of a file positioned at its first record; false when it ends
-/// before.
-bool printRecords(ferrun::File& file, std::uint32_t start, std::uint32_t end) {
-  if (!skipRecords(file, start)) return false;
-  LasPointRecord record;
+/// Prints the records in [start, end); false when the file ends before.
+bool printRecords(pontra::LasReader& reader, std::uint32_t start, std::uint32_t end) {
+  if (!reader.seek(start)) return false;
   for (std::uint32_t i = start; i < end; ++i) {
-    if (ferrun::readImage(file, record) != sizeof(record)) return false;
-    printRecord(i, record);
+    const auto records = reader.read(1);
+    if (records.empty()) return false;
+    printRecord(i, records[0]);
     if (ferrun::STDSink::readerIsGone()) return true;
   }
   return true;
@@ -92,20 +66,18 @@ bool printRecords(ferrun::File& file, std::uint32_t start, std::uint32_t end) {
 }  // namespace
 
 void las_view(const std::string& path, unsigned start, unsigned nums) {
-  ferrun::File file;
-  if (!file.open(path, ferrun::File::kRead)) {
-    TRACE_ERROR("las_view", "open las file(%s) error!", path.c_str());
+  pontra::LasReader reader;
+  if (const auto error = reader.open(path)) {
+    if (*error == pontra::LasReader::OpenError::kNoFile)
+      TRACE_ERROR("las_view", "open las file(%s) error!", path.c_str());
+    else
+      TRACE_ERROR("las_view", "read las header error!");
     return;
   }
-  LasHeader header;
-  if (ferrun::readImage(file, header) != sizeof(header)) {
-    TRACE_ERROR("las_view", "read las header error!");
-    return;
-  }
-  printHeader(header, file.getSize());
-  const std::uint32_t announced = header.numberOfPointRecords;  // std::min() takes references
+  printHeader(reader.header(), reader.fileSize());
+  reader.findPoints(pontra::PointsBegin::kAfterRecords);
+  const std::uint32_t announced = reader.header().numberOfPointRecords;
   const std::uint32_t end = std::min<std::uint32_t>(start + nums, announced);
-  passRecords(file, header);
-  if (start < end && !printRecords(file, start, end))
+  if (start < end && !printRecords(reader, start, end))
     TRACE_ERROR("las_view", "read las point error!");
 }

@@ -6,7 +6,9 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "pcbin_las/export/pose_file.h"
 #include "pcbin_las/export/write_las.h"
@@ -62,12 +64,8 @@ bool openWriter(pontra::LasWriter& writer, const norvo::PGOResultMsg& msg,
   header.yOffset = msg.offset.y();
   header.zOffset = msg.offset.z();
   if (conversion.points.gpsTime) header.globalEncoding = pontra::kAdjustedGpsTimeFlag;
-  std::string records;
-  if (conversion.epsg != 0) {
-    records = pontra::projectedSystemRecord(conversion.epsg);
-    header.numberOfVLR = 1;
-    header.pointDataOffset += static_cast<std::uint32_t>(records.size());
-  }
+  std::vector<std::string> records;
+  if (conversion.epsg != 0) records.push_back(pontra::projectedSystemRecord(conversion.epsg));
   if (writer.open(header, conversion.lasPath, pontra::LasWriter::kBufferSize, records)) return true;
   TRACE_ERROR("pcbin_las", "open las writer error!");
   return false;

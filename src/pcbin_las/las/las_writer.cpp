@@ -21,19 +21,30 @@ constexpr std::uint64_t kReservationStep = (256U << 20) / sizeof(LasPointRecord)
 }  // namespace
 
 bool LasWriter::open(const LasHeader& header, const std::string& path, unsigned bufferSize,
-                     std::string_view records) {
-  return openWith(header, path, bufferSize, records,
+                     std::span<const std::string> records) {
+  LasHeader complete = header;
+  complete.numberOfVLR = static_cast<std::uint32_t>(records.size());
+  complete.pointDataOffset = sizeof(LasHeader);
+  for (const std::string& record : records)
+    complete.pointDataOffset += static_cast<std::uint32_t>(record.size());
+  const auto writeRecords = [records](ferrun::File& file) {
+    return std::ranges::all_of(records, [&file](const std::string& record) {
+      const auto size = static_cast<int>(record.size());
+      return file.writeData(record.data(), size) == size;
+    });
+  };
+  return openWith(complete, path, bufferSize, writeRecords,
                   [&] { return file_.open(path, ferrun::File::kWrite); });
 }
 
 bool LasWriter::openOwn(const LasHeader& header, const std::string& path, const std::string& input,
-                        unsigned bufferSize, std::string_view records) {
-  return openWith(header, path, bufferSize, records, [&] { return file_.openOwn(path, input); });
+                        unsigned bufferSize, const WriteBytesBeforePoints& writeBytes) {
+  return openWith(header, path, bufferSize, writeBytes, [&] { return file_.openOwn(path, input); });
 }
 
 template <class OpenFile>
 bool LasWriter::openWith(const LasHeader& header, const std::string& path, unsigned bufferSize,
-                         std::string_view records, OpenFile openFile) {
+                         const WriteBytesBeforePoints& writeBytes, OpenFile openFile) {
   if (file_.isOpen()) {
     TRACE_MEMBER_ERROR("LasWriter", "open", "file(%s): the writer is open for file(%s)!",
                        path.c_str(), path_.c_str());
@@ -57,9 +68,10 @@ bool LasWriter::openWith(const LasHeader& header, const std::string& path, unsig
   bufferBounds_ = writtenBounds_ = {};
   expected_ = reserved_ = refused_ = leftOut_ = lost_ = 0;
   failed_ = headerStale_ = false;
-  dataStart_ = static_cast<std::int64_t>(sizeof(LasHeader) + records.size());
-  if (!writeRecords(records) || !writeHeader()) {
-    file_.close();
+  dataStart_ = header.pointDataOffset;
+  if (dataStart_ > std::int64_t{sizeof(LasHeader)}) file_.seek(sizeof(LasHeader));
+  if ((dataStart_ > std::int64_t{sizeof(LasHeader)} && !writeBytes(file_)) || !writeHeader()) {
+    file_.discard();
     return false;
   }
   limit_ = capacity_;
@@ -69,14 +81,6 @@ bool LasWriter::openWith(const LasHeader& header, const std::string& path, unsig
 /// Size of the file with `count` records.
 std::int64_t LasWriter::endOf(std::uint64_t count) const {
   return dataStart_ + static_cast<std::int64_t>(count * sizeof(LasPointRecord));
-}
-
-/// Writes the variable-length records, which follow the header.
-bool LasWriter::writeRecords(std::string_view records) {
-  if (records.empty()) return true;
-  const auto size = static_cast<int>(records.size());
-  file_.seek(sizeof(LasHeader));
-  return file_.writeData(records.data(), size) == size;
 }
 
 /// Divides a block's coordinates by the scale factors and widens the bounds. False, without the

@@ -6,10 +6,11 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <limits>
 #include <memory>
+#include <span>
 #include <string>
-#include <string_view>
 
 #include "pcbin_las/las/las_records.h"
 #include "pcbin_las/platform/file.h"
@@ -47,14 +48,20 @@ class LasWriter {
   /// error line, when the file cannot be created or written, there is no memory for the buffer (the
   /// writer is then closed), or the writer is already open (it stays open for its file).
   ///
-  /// `records` are the variable-length records, byte for byte; they are written between header and
-  /// points, and numberOfVLR and pointDataOffset of the header must include them.
+  /// `records` are variable-length records, byte for byte; they are written between header and
+  /// points. The header on disk gets their number and the offset behind them.
   bool open(const LasHeader& header, const std::string& path, unsigned bufferSize,
-            std::string_view records = {});
+            std::span<const std::string> records = {});
 
-  /// Like open(), but opens the file with File::openOwn(), where `input` is described.
+  /// Writes the bytes between the header and pointDataOffset at the current position of the file;
+  /// false when it cannot.
+  using WriteBytesBeforePoints = std::function<bool(ferrun::File&)>;
+
+  /// Like open(), but opens the file with File::openOwn(), where `input` is described. Keeps
+  /// numberOfVLR and pointDataOffset of `header`; `writeBytes` writes what lies before the points.
+  /// If that fails, or the header cannot be written, the file is removed unless it existed before.
   bool openOwn(const LasHeader& header, const std::string& path, const std::string& input,
-               unsigned bufferSize, std::string_view records = {});
+               unsigned bufferSize, const WriteBytesBeforePoints& writeBytes);
 
   /// Usual size to give to open(): 32 MiB.
   static constexpr unsigned kBufferSize = 33554432;
@@ -200,8 +207,7 @@ class LasWriter {
   }
   template <class OpenFile>
   bool openWith(const LasHeader& header, const std::string& path, unsigned bufferSize,
-                std::string_view records, OpenFile openFile);
-  bool writeRecords(std::string_view records);
+                const WriteBytesBeforePoints& writeBytes, OpenFile openFile);
   std::int64_t endOf(std::uint64_t count) const;
   bool toSteps(std::array<Values, 3>& coordinates);
   bool makeRoom();

@@ -8,26 +8,30 @@
 
 namespace picture {
 
+namespace {
+constexpr std::uint64_t kBlockRecords = pontra::LasReader::kBlockRecords;
+}
+
 using pontra::LasHeader;
 using pontra::LasPointRecord;
 
 bool LasInput::open(const std::string& path) {
   path_ = path;
-  if (!file_.open(path, ferrun::File::kRead)) {
+  const auto error = reader_.open(path);
+  if (error == pontra::LasReader::OpenError::kNoFile) {
     TRACE_ERROR("picture", "las file(%s) cannot be opened!", path.c_str());
     return false;
   }
-  LasHeader header;
-  if (file_.readData(reinterpret_cast<char*>(&header), sizeof(header)) != sizeof(header) ||
-      std::memcmp(header.fileSignature, "LASF", 4) != 0) {
+  if (error || std::memcmp(reader_.header().fileSignature, "LASF", 4) != 0) {
     TRACE_ERROR("picture", "file(%s) has no las header!", path.c_str());
     return false;
   }
-  return takeHeader(header, file_.getSize());
+  return acceptHeader();
 }
 
 /// Whether the header describes a file that can be drawn; prints an error line if not.
-bool LasInput::takeHeader(const LasHeader& header, std::int64_t fileSize) {
+bool LasInput::acceptHeader() {
+  const LasHeader& header = reader_.header();
   if (header.pointDataFormatID != 3 || header.pointDataRecordLength != sizeof(LasPointRecord) ||
       header.pointDataOffset < sizeof(LasHeader)) {
     TRACE_ERROR("picture",
@@ -47,10 +51,8 @@ bool LasInput::takeHeader(const LasHeader& header, std::int64_t fileSize) {
                 axis.factor, axis.shift);
     return false;
   }
-  pointDataOffset_ = header.pointDataOffset;
-  const auto size = static_cast<std::uint64_t>(std::max<std::int64_t>(fileSize, 0));
-  const std::uint64_t bytes = size - std::min(size, pointDataOffset_);
-  count_ = std::min<std::uint64_t>(header.numberOfPointRecords, bytes / sizeof(LasPointRecord));
+  reader_.findPoints(pontra::PointsBegin::kAtOffset);
+  count_ = std::min<std::uint64_t>(header.numberOfPointRecords, reader_.recordsHeld());
   if (count_ > 0) return true;
   TRACE_ERROR("picture", "las file(%s) has no points!", path_.c_str());
   return false;
@@ -58,20 +60,20 @@ bool LasInput::takeHeader(const LasHeader& header, std::int64_t fileSize) {
 
 void LasInput::seek(std::uint64_t index) {
   next_ = index;
-  file_.seek(static_cast<std::int64_t>(pointDataOffset_ + index * sizeof(LasPointRecord)));
+  reader_.seek(index);
 }
 
 std::span<const LasPointRecord> LasInput::read() {
-  block_.resize(std::min(kBlockRecords, count_));
-  const std::uint64_t wanted = std::min<std::uint64_t>(block_.size(), count_ - next_);
-  const auto size = static_cast<int>(wanted * sizeof(LasPointRecord));
-  if (!ok_ || file_.readData(reinterpret_cast<char*>(block_.data()), size) != size) {
-    if (ok_) TRACE_ERROR("picture", "las file(%s) read error!", path_.c_str());
+  const std::uint64_t wanted = std::min<std::uint64_t>(kBlockRecords, count_ - next_);
+  if (!ok_) return {};
+  const auto records = reader_.read(wanted);
+  if (records.size() != wanted) {
+    TRACE_ERROR("picture", "las file(%s) read error!", path_.c_str());
     ok_ = false;
     return {};
   }
   next_ += wanted;
-  return {block_.data(), wanted};
+  return records;
 }
 
 std::vector<Position> LasInput::sample() {

@@ -7,8 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "pcbin_las/las/las_records.h"
-#include "pcbin_las/platform/file.h"
+#include "pcbin_las/las/las_reader.h"
 
 namespace picture {
 
@@ -65,21 +64,17 @@ class LasInput {
   static constexpr std::uint64_t kSampleSize = 1U << 15;
 
  private:
-  bool takeHeader(const pontra::LasHeader& header, std::int64_t fileSize);
+  bool acceptHeader();
 
-  static constexpr std::uint64_t kBlockRecords =
-      1U << 13;  ///< 272 KiB: bypasses the file's own buffer
   static constexpr std::uint64_t kSampleBlocks = 256;
 
   std::string path_;
-  ferrun::File file_;
+  pontra::LasReader reader_;
   std::array<Linear, 3> axes_;
   std::array<Range, 3> bounds_;
-  std::uint64_t pointDataOffset_ = 0;
   std::uint64_t count_ = 0;
   std::uint64_t next_ = 0;  ///< index of the record that the next read starts with
   bool ok_ = true;
-  std::vector<pontra::LasPointRecord> block_;
 };
 
 }  // namespace picture

@@ -42,9 +42,13 @@ int openAny(const std::string& name, int flags) {
   return descriptor;
 }
 
-/// The descriptor of File::openOwn(), or -1 with errno set.
-int openOwnFile(const std::string& name, const std::string& input) {
-  const int descriptor = openFile(name, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK);
+/// The descriptor of File::openOwn(), or -1 with errno set. Sets `created` for a new file.
+int openOwnFile(const std::string& name, const std::string& input, bool& created) {
+  constexpr int kFlags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK;
+  int descriptor = openFile(name, kFlags | O_EXCL);
+  created = descriptor >= 0;
+  if (created) return descriptor;
+  if (errno == EEXIST) descriptor = openFile(name, kFlags);
   if (descriptor < 0) return -1;
   struct stat status {};
   struct stat other {};
@@ -81,7 +85,7 @@ bool File::open(const std::string& name, int mode) {
 }
 
 bool File::openOwn(const std::string& name, const std::string& input) {
-  return openWith(name, false, [&] { return openOwnFile(name, input); });
+  return openWith(name, false, [&] { return openOwnFile(name, input, created_); });
 }
 
 /// Prepares the buffer and opens the file with `openDescriptor`.
@@ -97,6 +101,7 @@ bool File::openWith(const std::string& name, bool reading, OpenDescriptor openDe
   limit_ = reading_ ? 0 : capacity_;
   begin_ = end_ = 0;
   diskPosition_ = 0;
+  created_ = false;
   readError_ = writeError_ = reportedError_ = 0;
   try {
     name_ = name;
@@ -130,6 +135,16 @@ void File::close() {
   descriptor_ = -1;
   buffer_.reset();
   limit_ = begin_ = end_ = 0;
+}
+
+void File::discard() {
+  struct stat own {};
+  struct stat named {};
+  const bool remove = created_ && ::fstat(descriptor_, &own) == 0 &&
+                      ::lstat(name_.c_str(), &named) == 0 && own.st_dev == named.st_dev &&
+                      own.st_ino == named.st_ino;
+  close();
+  if (remove) ::unlink(name_.c_str());
 }
 
 /// Prints why an operation failed, once for each reason: a failing device fails repeatedly.

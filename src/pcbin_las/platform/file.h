@@ -50,6 +50,10 @@ class PCBIN_API File final : public IODevice {
   bool openOwn(const std::string& name, const std::string& input);
 
   void close() override;
+
+  /// Closes the file, and removes it if openOwn() created it.
+  void discard();
+
   bool isOpen() const override { return descriptor_ >= 0; }
 
   int readData(char* destination, int count) override {
@@ -121,6 +125,7 @@ class PCBIN_API File final : public IODevice {
   int descriptor_ = -1;
   bool reading_ = true;
   bool regular_ = false;
+  bool created_ = false;        ///< by openOwn()
   std::int64_t knownSize_ = 0;  ///< of a regular file when it was last asked for
   int readError_ = 0;
   bool lastReadFailed_ = false;

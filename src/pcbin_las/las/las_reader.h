@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Reads LAS files.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "pcbin_las/las/las_records.h"
+#include "pcbin_las/platform/file.h"
+
+namespace pontra {
+
+/// Where the points of a file begin.
+enum class PointsBegin {
+  kAtOffset,      ///< at the header's pointDataOffset
+  kAfterRecords,  ///< at pointDataOffset if the variable-length records of a LAS 1.2 file of point
+                  ///< format 3 fill the space before it, or else directly after the header
+};
+
+/// A LAS file open for reading: its header, then its records in blocks, from any record on.
+///
+/// A regular file is sought; in any other (a pipe) the bytes before a record are read and dropped,
+/// and earlier records cannot be read again. Records are returned as the 34 bytes of point format
+/// 3, whatever the header says about them. Prints only the error lines of ferrun::File. For use by
+/// one thread at a time.
+class LasReader {
+ public:
+  /// Why open() failed.
+  enum class OpenError { kNoFile, kNoHeader };
+
+  /// Why read() returned fewer records than it was asked for.
+  enum class End {
+    kNone,           ///< it did not
+    kEndOfFile,      ///< the file ends after the last record returned
+    kPartialRecord,  ///< the file ends within the next record
+    kReadError,      ///< the read of the next record failed
+  };
+
+  /// Opens the file at `path` and reads its header. The result is empty on success; kNoFile when
+  /// the file cannot be opened, with errno set, or kNoHeader when it has fewer than 227 bytes or
+  /// they cannot be read. Once per reader.
+  std::optional<OpenError> open(const std::string& path);
+
+  /// The first 227 bytes of the file. Nothing in them was checked.
+  const LasHeader& header() const { return header_; }
+
+  /// The size of the file in bytes; 0 for a pipe.
+  std::int64_t fileSize() const { return file_.getSize(); }
+
+  /// Whether the file is a regular file.
+  bool isRegular() const { return file_.isRegular(); }
+
+  /// Sets where the points begin, and makes the first one the next to be read. Call it once, before
+  /// seek() and read(). False for kAfterRecords when the points begin at byte 227 although the
+  /// header says otherwise.
+  bool findPoints(PointsBegin rule);
+
+  /// Passes the bytes between header and points to `take`, in pieces of at most 1 MiB; the first
+  /// point is then the next record. False when a read fails, the file ends before the points, or
+  /// `take` returns false.
+  bool readBytesBeforePoints(const std::function<bool(std::span<const char>)>& take);
+
+  /// The number of whole records between the beginning of the points and the end of a regular file;
+  /// 0 for any other file.
+  std::uint64_t recordsHeld() const;
+
+  /// Makes the record `index` the next to be read. False when the file ends before it.
+  bool seek(std::uint64_t index);
+
+  /// Reads the next records, `most` of them unless the file ends before or a read fails. The span
+  /// is valid until the next call. Needs memory for `most` records. May throw std::bad_alloc.
+  std::span<const LasPointRecord> read(std::size_t most);
+
+  /// How the last read() ended.
+  End end() const { return end_; }
+
+  /// A large block: 272 KiB, which the file reads without copying them.
+  static constexpr std::size_t kBlockRecords = std::size_t{1} << 13;
+
+ private:
+  bool skip(std::uint64_t bytes);
+
+  ferrun::File file_;
+  LasHeader header_{};
+  std::int64_t dataStart_ = sizeof(LasHeader);  ///< offset of the first record
+  std::uint64_t next_ = 0;                      ///< index of the next record
+  End end_ = End::kNone;
+  std::vector<LasPointRecord> block_;
+};
+
+}  // namespace pontra
