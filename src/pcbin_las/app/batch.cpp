@@ -5,11 +5,11 @@
 #include <exception>
 #include <sys/stat.h>
 
+#include "pcbin_las/app/convert.h"
 #include "pcbin_las/export/pcbin_las.h"
 #include "pcbin_las/output/file_links.h"
 #include "pcbin_las/output/staged_file.h"
 #include "pcbin_las/output/stop_signals.h"
-#include "pcbin_las/platform/file.h"
 #include "pcbin_las/platform/trace_macros.h"
 #include "pcbin_las/storage/pcb_format.h"
 
@@ -44,8 +44,7 @@ bool hasNameClash(const Conversion& wanted, BatchOutputs& outputs) {
 }
 
 /// Draws the progress by the bytes read: the header of an unclosed recording has no counts.
-std::function<void(const ConversionResult&)> progressOf(const std::string& pcbinPath,
-                                                        ProgressBar& bar) {
+Progress progressOf(const std::string& pcbinPath, ProgressBar& bar) {
   struct stat status {};
   const bool known = stat(pcbinPath.c_str(), &status) == 0 && S_ISREG(status.st_mode);
   const double size = known ? static_cast<double>(status.st_size) : 0;
@@ -99,20 +98,13 @@ BatchStatus judge(const ConversionResult& result) {
 }
 
 BatchStatus convert(const Conversion& wanted, ConversionResult& result, ProgressBar& bar) {
-  if (!ferrun::File::exists(wanted.pcbinPath)) {
-    TRACE_ERROR("main", "pcbin file(%s) not exist!", wanted.pcbinPath.c_str());
-    return kNothingWritten;
-  }
-  if (wanted.pgoPath.empty() || !ferrun::File::exists(wanted.pgoPath))
-    TRACE_WARNING("main", "pgo file(%s), no pgo records!", wanted.pgoPath.c_str());
-
+  if (!checkInputs(wanted)) return kNothingWritten;
   ferrun::StagedFile las;
   if (!las.create(wanted.lasPath)) return kNothingWritten;
   Conversion conversion = wanted;
   conversion.lasPath = las.temporaryName();
-  conversion.unattended = true;
-  conversion.progress = progressOf(wanted.pcbinPath, bar);
-  const bool converted = convertSurvey(conversion, result);
+  const bool converted =
+      convertSurvey(conversion, Style::kScript, result, progressOf(wanted.pcbinPath, bar));
   bar.erase();
   if (!converted || isUseless(wanted, result)) return kNothingWritten;
   const BatchStatus status = judge(result);

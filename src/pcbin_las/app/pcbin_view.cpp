@@ -41,6 +41,7 @@ void printPoints(PclBinary& reader, unsigned start, unsigned end) {
         if (counter >= end || ferrun::STDSink::readerIsGone()) return;
       }
     }
+    if (counter >= end) return;  // after the first batch when `end` is 0, even of empty frames
   }
 }
 

@@ -27,19 +27,22 @@ struct ConversionResult {
   std::array<double, 3> high = {};
 };
 
+/// Whom a conversion serves.
+enum class Style {
+  kDialogue,  ///< a person: prints a line for each frame and the progress, ignores lines of the
+              ///< pose file that are no data lines, and goes on after a failed write or read
+  kScript,  ///< a script: reads pose lines strictly, and ends at a failed write, a failed read or a
+            ///< lack of memory
+};
+
 /// The parameters of a conversion.
 struct Conversion {
-  std::string pcbinPath;
-  std::string pgoPath;  ///< empty for none
-  std::string lasPath;  ///< created or overwritten
-
-  /// Reads pose lines strictly, prints no line for each frame, and ends at a failed write, a failed
-  /// read or a lack of memory.
-  bool unattended = false;
-
-  PointOptions points;     ///< `announce` is ignored: it is set unless `unattended` is
+  std::string pcbinPath = "pgo.pcbin";
+  std::string pgoPath;              ///< empty for none
+  std::string lasPath = "map.las";  ///< created or overwritten
+  PointOptions points;
   std::uint16_t epsg = 0;  ///< code of the coordinate system, 0 for none
-
-  /// Called after each batch of frames with the counts so far, unless empty.
-  std::function<void(const ConversionResult&)> progress;
 };
+
+/// Called after each batch of frames with the counts so far.
+using Progress = std::function<void(const ConversionResult&)>;

@@ -47,28 +47,12 @@ std::uint64_t expectedPoints(const std::string& pcbinPath, std::uint64_t announc
                : std::min<std::uintmax_t>(announced, size / sizeof(modeling_app::RgbPointRecord));
 }
 
-void reportProgress(unsigned framesDone, unsigned totalFrames) {
+void printProgress(unsigned framesDone, unsigned totalFrames) {
   static ferrun::Rate rate(kProgressLinesPerSecond);
   if (totalFrames == 0 || !rate.wakeup(0.0F)) return;
   const float percentage =
       static_cast<float>(framesDone) * 100.0F / static_cast<float>(totalFrames);
   TRACE_INFO("pcbin_las", "las write progress: %.1f%%.", static_cast<double>(percentage));
-}
-
-/// Opens the writer with the header for the poses and the options.
-bool openWriter(pontra::LasWriter& writer, const norvo::PGOResultMsg& msg,
-                const Conversion& conversion) {
-  pontra::LasHeader header;
-  pontra::LasHeaderInit(&header, pontra::kPointFormat3);
-  header.xOffset = msg.offset.x();
-  header.yOffset = msg.offset.y();
-  header.zOffset = msg.offset.z();
-  if (conversion.points.gpsTime) header.globalEncoding = pontra::kAdjustedGpsTimeFlag;
-  std::vector<std::string> records;
-  if (conversion.epsg != 0) records.push_back(pontra::projectedSystemRecord(conversion.epsg));
-  if (writer.open(header, conversion.lasPath, pontra::LasWriter::kBufferSize, records)) return true;
-  TRACE_ERROR("pcbin_las", "open las writer error!");
-  return false;
 }
 
 /// The first time stamp that is finite and not 0.
@@ -81,36 +65,8 @@ std::optional<double> firstTimeStamp(const PclRGBFrames& frames) {
   return std::nullopt;
 }
 
-void countRead(const PclRGBFrames& frames, ConversionResult& result) {
-  result.framesFound += frames.size();
-  for (const auto& frame : frames) result.read += frame->cloud->points.size();
-}
-
-PclRGBFrames readBatch(modeling_app::PcbReader& reader, ConversionResult& result) {
-  PclRGBFrames frames = reader.readPclRGB(modeling_app::PclBinary::kBatchFrames);
-  result.readEnd = std::max(result.readEnd, reader.lastReadEnd());
-  return frames;
-}
-
-/// Reads up to the first batch of frames with a time stamp, and counts the points before as
-/// refused. Sets `result.wrongClock`, with an error line, when the time stamp is not Unix time.
-PclRGBFrames readToFirstTime(modeling_app::PcbReader& reader, ConversionResult& result) {
-  PclRGBFrames frames = readBatch(reader, result);
-  std::optional<double> time = firstTimeStamp(frames);
-  for (; !time && !frames.empty(); time = firstTimeStamp(frames = readBatch(reader, result))) {
-    countRead(frames, result);
-    result.refused = result.read;
-  }
-  result.wrongClock = time && !pontra::isUnixTime(*time);
-  if (result.wrongClock)
-    TRACE_ERROR("pcbin_las", "time stamp %.6f is no Unix time in seconds, it looks like %s!", *time,
-                std::string(pontra::likelyClock(*time)).c_str());
-  return frames;
-}
-
-/// Prints one warning when the clock in the header does not seem to match the time stamps.
-void warnOfClock(const Conversion& conversion, const PclRGBFrames& frames) {
-  if (!conversion.unattended || conversion.points.gpsTime) return;
+/// Warns when the clock in the LAS header does not seem to match the time stamps.
+void warnOfClock(const PclRGBFrames& frames) {
   const std::optional<double> time = firstTimeStamp(frames);
   if (time && pontra::isUnixTime(*time))
     TRACE_WARNING("pcbin_las",
@@ -118,86 +74,163 @@ void warnOfClock(const Conversion& conversion, const PclRGBFrames& frames) {
                   "see option --gps-time!");
 }
 
-/// Updates the counts after a batch of frames.
-void count(const PclRGBFrames& frames, const pontra::LasWriter& writer, ConversionResult& result) {
-  countRead(frames, result);
-  result.refused = writer.refused();
-  result.writeFailed = writer.failed();
-  if (!result.writeFailed) result.noPose = result.read - writer.accepted() - result.refused;
+/// One run of the convert mode.
+class Driver {
+ public:
+  Driver(const Conversion& conversion, Style style, ConversionResult& result,
+         const Progress& progress)
+      : conversion_(conversion), style_(style), result_(result), progress_(progress) {}
+
+  bool run();
+
+ private:
+  bool openInputs();
+  bool openWriter();
+  PclRGBFrames readBatch();
+  PclRGBFrames readToFirstTime();
+  void writeFrames(PclRGBFrames frames);
+  void write(const std::shared_ptr<modeling_app::PclRGBFrame>& frame);
+  void countRead(const PclRGBFrames& frames);
+  void countLeftOut();
+  bool mustEnd() const;
+  void finish();
+
+  const Conversion& conversion_;
+  const Style style_;
+  ConversionResult& result_;
+  const Progress& progress_;
+  std::shared_ptr<modeling_app::PcbReader> reader_ = std::make_shared<modeling_app::PcbReader>();
+  norvo::PGOResultMsg poses_;
+  std::shared_ptr<pontra::LasWriter> writer_ = std::make_shared<pontra::LasWriter>();
+  LeftOut leftOut_;
+};
+
+/// Opens the pcbin file and loads the pose file.
+bool Driver::openInputs() {
+  if (!reader_->open(conversion_.pcbinPath, modeling_app::PclBinary::kBufferSize)) {
+    TRACE_ERROR("pcbin_las", "cannot open pcbin file: %s!", conversion_.pcbinPath.c_str());
+    return false;
+  }
+  result_.framesAnnounced = reader_->announcedFrames();
+  result_.pointsAnnounced = reader_->announcedPoints();
+  return style_ == Style::kScript
+             ? loadPgoFileStrictly(conversion_.pgoPath, poses_, result_.poseLinesSkipped)
+             : loadPgoFile(conversion_.pgoPath, poses_);
 }
 
-/// Whether the conversion cannot continue, or must end because it is unattended.
-bool mustEnd(const Conversion& conversion, const ConversionResult& result) {
-  if (result.readEnd == modeling_app::ReadEnd::kNoMemory) return true;
-  return conversion.unattended &&
-         (result.writeFailed || result.readEnd == modeling_app::ReadEnd::kReadError);
+/// Opens the writer with the header for the poses and the options.
+bool Driver::openWriter() {
+  pontra::LasHeader header;
+  pontra::LasHeaderInit(&header, pontra::kPointFormat3);
+  header.xOffset = poses_.offset.x();
+  header.yOffset = poses_.offset.y();
+  header.zOffset = poses_.offset.z();
+  if (conversion_.points.gpsTime) header.globalEncoding = pontra::kAdjustedGpsTimeFlag;
+  std::vector<std::string> records;
+  if (conversion_.epsg != 0) records.push_back(pontra::projectedSystemRecord(conversion_.epsg));
+  if (writer_->open(header, conversion_.lasPath, pontra::LasWriter::kBufferSize, records))
+    return true;
+  TRACE_ERROR("pcbin_las", "open las writer error!");
+  return false;
 }
 
-void writeFrames(const Conversion& conversion, PclRGBFrames frames, modeling_app::PcbReader& reader,
-                 const std::shared_ptr<pontra::LasWriter>& writer, const norvo::PGOResultMsg& msg,
-                 ConversionResult& result) {
-  PointOptions options = conversion.points;
-  options.announce = !conversion.unattended;
-  for (; !frames.empty(); frames = readBatch(reader, result)) {
-    for (const auto& frame : frames) {
-      if (write_las(writer, frame, msg, options) != 0)
-        TRACE_ERROR("pcbin_las", "write pcl frame error!");
-    }
-    count(frames, *writer, result);
-    if (conversion.progress) conversion.progress(result);
-    if (!conversion.unattended)
-      reportProgress(static_cast<unsigned>(result.framesFound), reader.totalFrames());
-    if (mustEnd(conversion, result)) break;
+PclRGBFrames Driver::readBatch() {
+  PclRGBFrames frames = reader_->readPclRGB(modeling_app::PclBinary::kBatchFrames);
+  result_.readEnd = std::max(result_.readEnd, reader_->lastReadEnd());
+  return frames;
+}
+
+/// Reads up to the first batch of frames with a time stamp, and leaves out the points before. Sets
+/// `wrongClock`, with an error line, when the time stamp is not Unix time.
+PclRGBFrames Driver::readToFirstTime() {
+  PclRGBFrames frames = readBatch();
+  std::optional<double> time = firstTimeStamp(frames);
+  for (; !time && !frames.empty(); time = firstTimeStamp(frames = readBatch())) {
+    countRead(frames);
+    result_.refused = leftOut_.otherTime = result_.read;
+  }
+  result_.wrongClock = time && !pontra::isUnixTime(*time);
+  if (result_.wrongClock)
+    TRACE_ERROR("pcbin_las", "time stamp %.6f is no Unix time in seconds, it looks like %s!", *time,
+                std::string(pontra::likelyClock(*time)).c_str());
+  return frames;
+}
+
+void Driver::writeFrames(PclRGBFrames frames) {
+  for (; !frames.empty(); frames = readBatch()) {
+    for (const auto& frame : frames) write(frame);
+    countRead(frames);
+    countLeftOut();
+    if (progress_) progress_(result_);
+    if (style_ == Style::kDialogue)
+      printProgress(static_cast<unsigned>(result_.framesFound), reader_->totalFrames());
+    if (mustEnd()) break;
     frames.clear();  // so that the next batch can reuse their memory
   }
 }
 
-/// Stores the part of the result that the closed writer provides.
-void takeWritten(const pontra::LasWriter& writer, ConversionResult& result) {
-  const pontra::LasHeader& header = writer.header();
-  result.written = header.numberOfPointRecords;
-  result.writeFailed = writer.failed();
-  result.offset = {header.xOffset, header.yOffset, header.zOffset};
-  result.low = {header.minX, header.minY, header.minZ};
-  result.high = {header.maxX, header.maxY, header.maxZ};
+void Driver::write(const std::shared_ptr<modeling_app::PclRGBFrame>& frame) {
+  const bool written = style_ == Style::kDialogue
+                           ? write_las(writer_, frame, poses_, conversion_.points, leftOut_) == 0
+                           : writeFrame(*writer_, *frame, poses_, conversion_.points, leftOut_);
+  if (!written) TRACE_ERROR("pcbin_las", "write pcl frame error!");
+}
+
+void Driver::countRead(const PclRGBFrames& frames) {
+  result_.framesFound += frames.size();
+  for (const auto& frame : frames) result_.read += frame->cloud->points.size();
+}
+
+void Driver::countLeftOut() {
+  result_.noPose = leftOut_.noPose;
+  result_.refused = writer_->refused() + leftOut_.otherTime;
+  result_.writeFailed = writer_->failed();
+}
+
+/// Whether the conversion cannot continue, or must end because it serves a script.
+bool Driver::mustEnd() const {
+  if (result_.readEnd == modeling_app::ReadEnd::kNoMemory) return true;
+  return style_ == Style::kScript &&
+         (result_.writeFailed || result_.readEnd == modeling_app::ReadEnd::kReadError);
+}
+
+/// Closes both files and completes the result.
+void Driver::finish() {
+  writer_->close();
+  if (leftOut_.otherTime > 0)
+    TRACE_WARNING("pcbin_las", "%llu points left out, their time stamps are no Unix time!",
+                  static_cast<unsigned long long>(leftOut_.otherTime));
+  countLeftOut();
+  const pontra::LasHeader& header = writer_->header();
+  result_.written = header.numberOfPointRecords;
+  result_.offset = {header.xOffset, header.yOffset, header.zOffset};
+  result_.low = {header.minX, header.minY, header.minZ};
+  result_.high = {header.maxX, header.maxY, header.maxZ};
+  reader_->close();
+}
+
+bool Driver::run() {
+  if (!openInputs() || isInput(conversion_.lasPath, conversion_.pcbinPath, conversion_.pgoPath))
+    return false;
+  PclRGBFrames frames;
+  if (conversion_.points.gpsTime) frames = readToFirstTime();
+  if (result_.wrongClock || !openWriter()) return false;
+  TRACE_INFO("pcbin_las", "las write starts, frames: %u, points: %u, pgoResult: %u",
+             reader_->totalFrames(), reader_->totalPoints(),
+             static_cast<unsigned>(poses_.pgoPoses.size()));
+  writer_->expectPoints(expectedPoints(conversion_.pcbinPath, result_.pointsAnnounced));
+  if (!conversion_.points.gpsTime) frames = readBatch();
+  if (style_ == Style::kScript && !conversion_.points.gpsTime) warnOfClock(frames);
+  writeFrames(std::move(frames));
+  finish();
+  return result_.readEnd != modeling_app::ReadEnd::kNoMemory;
 }
 
 }  // namespace
 
-bool convertSurvey(const Conversion& conversion, ConversionResult& result) {
-  const auto reader = std::make_shared<modeling_app::PcbReader>();
-  if (!reader->open(conversion.pcbinPath, modeling_app::PclBinary::kBufferSize)) {
-    TRACE_ERROR("pcbin_las", "cannot open pcbin file: %s!", conversion.pcbinPath.c_str());
-    return false;
-  }
-  result.framesAnnounced = reader->announcedFrames();
-  result.pointsAnnounced = reader->announcedPoints();
-  norvo::PGOResultMsg msg;
-  if (!(conversion.unattended
-            ? loadPgoFileStrictly(conversion.pgoPath, msg, result.poseLinesSkipped)
-            : loadPgoFile(conversion.pgoPath, msg)))
-    return false;
-  if (isInput(conversion.lasPath, conversion.pcbinPath, conversion.pgoPath)) return false;
-
-  const auto writer = std::make_shared<pontra::LasWriter>();
-  PclRGBFrames frames;
-  if (conversion.points.gpsTime) frames = readToFirstTime(*reader, result);
-  if (result.wrongClock || !openWriter(*writer, msg, conversion)) return false;
-  TRACE_INFO("pcbin_las", "las write starts, frames: %u, points: %u, pgoResult: %u",
-             reader->totalFrames(), reader->totalPoints(),
-             static_cast<unsigned>(msg.pgoPoses.size()));
-  writer->refuse(result.refused);
-  writer->expectPoints(expectedPoints(conversion.pcbinPath, result.pointsAnnounced));
-  if (!conversion.points.gpsTime) frames = readBatch(*reader, result);
-  warnOfClock(conversion, frames);
-  writeFrames(conversion, std::move(frames), *reader, writer, msg, result);
-  writer->close();
-  if (writer->leftOut() > 0)
-    TRACE_WARNING("pcbin_las", "%llu points left out, their time stamps are no Unix time!",
-                  static_cast<unsigned long long>(writer->leftOut()));
-  takeWritten(*writer, result);
-  reader->close();
-  return result.readEnd != modeling_app::ReadEnd::kNoMemory;
+bool convertSurvey(const Conversion& conversion, Style style, ConversionResult& result,
+                   const Progress& progress) {
+  return Driver(conversion, style, result, progress).run();
 }
 
 bool pcbin_las(const std::string& pcbinPath, const std::string& pgoPath,
@@ -207,5 +240,5 @@ bool pcbin_las(const std::string& pcbinPath, const std::string& pgoPath,
   conversion.pgoPath = pgoPath;
   conversion.lasPath = lasPath;
   ConversionResult result;
-  return convertSurvey(conversion, result);
+  return convertSurvey(conversion, Style::kDialogue, result);
 }

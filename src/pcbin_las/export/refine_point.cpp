@@ -35,5 +35,8 @@ bool selectSweep(std::uint32_t sweepid, unsigned i, const norvo::PGOResultMsg& m
 std::optional<Eigen::Vector3d> refinePoint(const norvo::PointRGBIST& point, unsigned i,
                                            const norvo::PGOResultMsg& msg) {
   SweepMotion motion;
-  return refinePoint(point, i, msg, motion);
+  const auto refined = refinePoint(point, i, msg, motion);
+  if (!refined) return std::nullopt;
+  const auto [x, y, z] = *refined;
+  return Eigen::Vector3d(x, y, z);
 }

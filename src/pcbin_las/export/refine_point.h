@@ -51,14 +51,13 @@ bool selectSweep(std::uint32_t sweepid, unsigned i, const norvo::PGOResultMsg& m
 std::optional<Eigen::Vector3d> refinePoint(const norvo::PointRGBIST& point, unsigned i,
                                            const norvo::PGOResultMsg& msg);
 
-/// The same. `motion` keeps the transformation of the last sweep between calls, because consecutive
-/// points mostly belong to one sweep.
-inline std::optional<Eigen::Vector3d> refinePoint(const norvo::PointRGBIST& point, unsigned i,
-                                                  const norvo::PGOResultMsg& msg,
-                                                  SweepMotion& motion) {
-  if (msg.pgoPoses.empty()) return Eigen::Vector3d(point.x, point.y, point.z);
+/// The same in single precision, as computed. `motion` keeps the transformation of the last sweep
+/// between calls, because consecutive points mostly belong to one sweep.
+inline std::optional<std::array<float, 3>> refinePoint(const norvo::PointRGBIST& point, unsigned i,
+                                                       const norvo::PGOResultMsg& msg,
+                                                       SweepMotion& motion) {
+  if (msg.pgoPoses.empty()) return std::array<float, 3>{point.x, point.y, point.z};
   if (point.sweepid != motion.sweep && !selectSweep(point.sweepid, i, msg, motion))
     return std::nullopt;
-  const std::array<float, 3> moved = motion.apply(point.x, point.y, point.z);
-  return Eigen::Vector3d(moved[0], moved[1], moved[2]);
+  return motion.apply(point.x, point.y, point.z);
 }

@@ -37,16 +37,15 @@ bool areOfOneSweep(std::span<const norvo::PointRGBIST> points) {
   return otherBits == 0;
 }
 
-/// Refines up to kBlock points; `i` is the index of the first in its frame.
+/// Refines up to kBlock points; `i` is the index of the first in its frame. Leaves out those whose
+/// sweep has no pose.
 void refineBlock(std::span<const norvo::PointRGBIST> points, unsigned i,
                  const norvo::PGOResultMsg& msg, SweepMotion& motion, RefinedBlock& block) {
   block.count = 0;
   if (points.size() < kBlock || !areOfOneSweep(points)) {
     for (const norvo::PointRGBIST& point : points) {
-      const auto position = refinePoint(point, i++, msg, motion);
-      if (!position) continue;
-      const Eigen::Vector3f refined = position->cast<float>();  // exact: they are floats
-      block.append(point, refined.x(), refined.y(), refined.z());
+      if (const auto refined = refinePoint(point, i++, msg, motion))
+        block.append(point, (*refined)[0], (*refined)[1], (*refined)[2]);
     }
     return;
   }
@@ -81,23 +80,23 @@ std::size_t dropOtherTimes(RefinedBlock& block) {
 
 }  // namespace
 
-int write_las(std::shared_ptr<pontra::LasWriter> writer,
-              const std::shared_ptr<modeling_app::PclRGBFrame>& frame,
-              const norvo::PGOResultMsg& msg, const PointOptions& options) {
-  if (!frame->cloud) {
+bool writeFrame(pontra::LasWriter& writer, const modeling_app::PclRGBFrame& frame,
+                const norvo::PGOResultMsg& msg, const PointOptions& options, LeftOut& leftOut) {
+  if (!frame.cloud) {
     TRACE_ERROR("write_las", "frame points is null!");
-    return -1;
+    return false;
   }
-  const std::span<const norvo::PointRGBIST> points = frame->cloud->points;
+  const std::span<const norvo::PointRGBIST> points = frame.cloud->points;
   const int colourScale = options.rgb16 ? 257 : 1;
   const std::uint32_t sourceIdBits = options.sourceId ? 0xFFFF : 0;
   const bool gpsTime = options.gpsTime;
   SweepMotion motion;
   RefinedBlock block;
   for (std::size_t i = 0; i < points.size(); i += kBlock) {
-    refineBlock(points.subspan(i, std::min(kBlock, points.size() - i)), static_cast<unsigned>(i),
-                msg, motion, block);
-    if (gpsTime) writer->refuse(dropOtherTimes(block));
+    const auto blockPoints = points.subspan(i, std::min(kBlock, points.size() - i));
+    refineBlock(blockPoints, static_cast<unsigned>(i), msg, motion, block);
+    leftOut.noPose += blockPoints.size() - block.count;
+    if (gpsTime) leftOut.otherTime += dropOtherTimes(block);
     // Copies of the options, so that writing a record cannot change them.
     const auto pointAt = [&block, colourScale, sourceIdBits, gpsTime](std::size_t k) {
       const norvo::PointRGBIST& point = *block.points[k];
@@ -112,9 +111,23 @@ int write_las(std::shared_ptr<pontra::LasWriter> writer,
           .gpsTime = gpsTime ? pontra::toAdjustedGpsTime(point.timestamp) : point.timestamp,
           .pointSourceID = static_cast<std::uint16_t>(point.sweepid & sourceIdBits)};
     };
-    writer->writePoints(block.count, pointAt);
+    writer.writePoints(block.count, pointAt);
   }
-  if (options.announce)
-    TRACE_INFO("write_las", "refine pcl points(%u) ok.", static_cast<unsigned>(points.size()));
+  return true;
+}
+
+int write_las(std::shared_ptr<pontra::LasWriter> writer,
+              const std::shared_ptr<modeling_app::PclRGBFrame>& frame,
+              const norvo::PGOResultMsg& msg, const PointOptions& options, LeftOut& leftOut) {
+  if (!writeFrame(*writer, *frame, msg, options, leftOut)) return -1;
+  TRACE_INFO("write_las", "refine pcl points(%u) ok.",
+             static_cast<unsigned>(frame->cloud->points.size()));
   return 0;
+}
+
+int write_las(std::shared_ptr<pontra::LasWriter> writer,
+              const std::shared_ptr<modeling_app::PclRGBFrame>& frame,
+              const norvo::PGOResultMsg& msg) {
+  LeftOut leftOut;
+  return write_las(std::move(writer), frame, msg, {}, leftOut);
 }

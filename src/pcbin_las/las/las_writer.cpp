@@ -66,7 +66,7 @@ bool LasWriter::openWith(const LasHeader& header, const std::string& path, unsig
   scale_ = {header.xScaleFactor, header.yScaleFactor, header.zScaleFactor};
   used_ = written_ = 0;
   bufferBounds_ = writtenBounds_ = {};
-  expected_ = reserved_ = refused_ = leftOut_ = lost_ = 0;
+  expected_ = reserved_ = refused_ = lost_ = 0;
   failed_ = headerStale_ = false;
   dataStart_ = header.pointDataOffset;
   if (dataStart_ > std::int64_t{sizeof(LasHeader)}) file_.seek(sizeof(LasHeader));

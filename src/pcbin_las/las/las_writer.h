@@ -111,18 +111,8 @@ class LasWriter {
   /// failed or the writer is not open.
   bool close();
 
-  /// Points that writePoint() has accepted, whether or not they are on disk yet.
-  std::uint64_t accepted() const { return std::uint64_t{written_} + used_; }
-
-  /// Points that writePoint() has refused for their coordinates or for the count, and those given
-  /// to refuse().
-  std::uint64_t refused() const { return refused_ + leftOut_; }
-
-  /// Counts points that the caller leaves out since the file cannot hold them.
-  void refuse(std::uint64_t count) { leftOut_ += count; }
-
-  /// The points given to refuse(); the warning of close() does not count them.
-  std::uint64_t leftOut() const { return leftOut_; }
+  /// Points that writePoint() has refused for their coordinates or for the count.
+  std::uint64_t refused() const { return refused_; }
 
   /// Whether a write has failed since the file was opened.
   bool failed() const { return failed_ || headerStale_; }
@@ -231,7 +221,6 @@ class LasWriter {
   std::uint64_t expected_ = 0;   ///< records to reserve disk space for
   std::uint64_t reserved_ = 0;   ///< records that disk space was reserved for
   std::uint64_t refused_ = 0;
-  std::uint64_t leftOut_ = 0;                   ///< points given to refuse()
   std::int64_t dataStart_ = sizeof(LasHeader);  ///< offset of the first point record
   std::uint64_t lost_ = 0;                      ///< points of a failed write and points after it
   bool failed_ = false;                         ///< a write of records has failed

@@ -1,11 +1,10 @@
 // The checks of a command line, and the texts that list the options.
-#include "pcbin_las/app/options.h"
-
 #include <regex>
 #include <set>
 
 #include <gmock/gmock.h>
 
+#include "pcbin_las/app/option_table.h"
 #include "support/temp_dir.h"
 
 namespace {
@@ -22,7 +21,8 @@ std::string refusal(Words words, bool toPerson = false) {
   ferrun::ArgOption options;
   if (!options.parseArgs(argc, argv.data()))
     return cli::explainRejection(options, argc, argv.data(), toPerson).value_or("unsaid");
-  return cli::findFault(options).value_or("");
+  const cli::CommandLine line = cli::readCommandLine(options);
+  return line.accepted ? "" : line.notes.back().text;
 }
 
 TEST(Options, AreRefusedWithTheReason) {

@@ -1,11 +1,9 @@
-// The checks of a command line.
+// The checks of a command line before its values are read.
 #include <algorithm>
-#include <climits>
-#include <cstring>
 #include <string_view>
 #include <vector>
 
-#include "pcbin_las/app/options.h"
+#include "pcbin_las/app/option_table.h"
 #include "pcbin_las/platform/escape.h"
 #include "pcbin_las/platform/number.h"
 #include "pcbin_las/platform/str_util.h"
@@ -13,20 +11,8 @@
 namespace cli {
 namespace {
 
-using Fault = std::optional<std::string>;
 using ferrun::ArgOption;
 using ferrun::StrUtil;
-
-/// The option with its dashes: "-b", "--batch".
-std::string typed(const std::string& name) {
-  return (name.size() == 1 ? "-" : "--") + name;
-}
-
-const Option* findOption(std::string_view name) {
-  const auto options = allOptions();
-  const auto found = std::ranges::find_if(options, [&](const Option& o) { return name == o.name; });
-  return found == options.end() ? nullptr : &*found;
-}
 
 char lower(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
@@ -53,8 +39,8 @@ int distance(std::string_view a, std::string_view b) {
   return row.back();
 }
 
-Fault unknownOption(const ArgOption& options) {
-  for (const auto& given : options.occurrences()) {
+Fault unknownOption(const ArgOption& words) {
+  for (const auto& given : words.occurrences()) {
     if (findOption(given.name) != nullptr) continue;
     const auto nearest = std::ranges::min_element(
         allOptions(), {}, [&](const Option& known) { return distance(given.name, known.name); });
@@ -65,26 +51,43 @@ Fault unknownOption(const ArgOption& options) {
   return std::nullopt;
 }
 
-/// The number of values of an option.
-std::size_t valueCount(const Option& option) {
+/// The words that stand for the values of an option.
+std::vector<std::string> valueWords(const Option& option) {
   const std::string_view words = option.values;
-  return words.empty() ? 0 : 1 + static_cast<std::size_t>(std::ranges::count(words, ' '));
+  return words.empty() ? Values{} : StrUtil::splitString(option.values, " ", false);
 }
 
-Fault wrongValueCount(const Option& option, const std::vector<std::string>& values) {
-  const std::size_t wanted = valueCount(option);
+Fault wrongValueCount(const Option& option, const Values& values) {
+  const Values words = valueWords(option);
+  const auto needed = static_cast<std::size_t>(
+      std::ranges::count_if(words, [](const std::string& word) { return !word.starts_with('['); }));
   const std::string name = typed(option.name);
-  if (values.size() < wanted)
-    return StrUtil::format("option %s needs %zu value%s(%s), %zu given", name.c_str(), wanted,
-                           wanted == 1 ? "" : "s", option.values, values.size());
-  if (values.size() > wanted)
+  if (values.size() < needed)
+    return StrUtil::format("option %s needs %zu value%s(%s), %zu given", name.c_str(), needed,
+                           needed == 1 ? "" : "s", option.values, values.size());
+  if (values.size() > words.size())
     return StrUtil::format("option %s: value(%s) left over", name.c_str(),
-                           ferrun::escapeControls(values[wanted]).c_str());
+                           ferrun::escapeControls(values[words.size()]).c_str());
   return std::nullopt;
 }
 
-Fault wrongNumber(const Option& option, const std::vector<std::string>& values) {
-  if (option.type == ValueType::kText) return std::nullopt;
+/// A fault when a value is none of the words listed for it.
+Fault wrongWord(const Option& option, const Values& values) {
+  if (option.type != ValueType::kWord) return std::nullopt;
+  const Values words = valueWords(option);
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    const std::string list =
+        words[i].starts_with('[') ? words[i].substr(1, words[i].size() - 2) : words[i];
+    const Values known = StrUtil::splitString(list, "|", false);
+    if (std::ranges::find(known, values[i]) == known.end())
+      return StrUtil::format("option %s: value(%s) is none of %s", typed(option.name).c_str(),
+                             ferrun::escapeControls(values[i]).c_str(), list.c_str());
+  }
+  return std::nullopt;
+}
+
+Fault wrongNumber(const Option& option, const Values& values) {
+  if (option.type != ValueType::kInteger && option.type != ValueType::kReal) return std::nullopt;
   for (const std::string& value : values) {
     std::size_t end = 0;
     const bool isNumber = option.type == ValueType::kInteger
@@ -99,38 +102,36 @@ Fault wrongNumber(const Option& option, const std::vector<std::string>& values) 
 }
 
 /// A fault when the option has no meaning in the chosen mode or without another option.
-Fault meaningless(const Option& option, const ArgOption& options) {
-  const Mode mode = chosenMode(options);
+Fault meaningless(const Option& option, const ArgOption& words) {
+  const Option* const selected = modeOption(words);
+  const unsigned mode = selected == nullptr ? kConvert : selected->modes;
   if ((option.modes & mode) == 0) {
-    const char* const chosenBy = mode == kViewPcbin ? "b"
-                                 : mode == kViewLas ? "r"
-                                 : mode == kRepair  ? "repair"
-                                                    : nullptr;
     const std::string beside =
-        chosenBy == nullptr ? "in a conversion" : "beside " + typed(chosenBy);
+        selected == nullptr ? "in a conversion" : "beside " + typed(selected->name);
     return StrUtil::format("option %s means nothing %s", typed(option.name).c_str(),
                            beside.c_str());
   }
-  if (option.needs == nullptr || options.hasOption(option.needs) >= 0) return std::nullopt;
+  if (option.needs == nullptr || words.hasOption(option.needs) >= 0) return std::nullopt;
   const Option* const needed = findOption(option.needs);
   if (needed == nullptr || (needed->modes & mode) == 0) return std::nullopt;
   return StrUtil::format("option %s needs option %s", typed(option.name).c_str(),
                          typed(option.needs).c_str());
 }
 
-Fault strictFault(const ArgOption& options) {
-  for (const auto& given : options.occurrences()) {
+Fault strictFault(const ArgOption& words) {
+  for (const auto& given : words.occurrences()) {
     const Option& option = *findOption(given.name);
     if (auto fault = wrongValueCount(option, given.values)) return fault;
+    if (auto fault = wrongWord(option, given.values)) return fault;
     if (auto fault = wrongNumber(option, given.values)) return fault;
-    if (given.values != options[given.name])
+    if (given.values != words[given.name])
       return StrUtil::format("option %s is given twice, with different values",
                              typed(given.name).c_str());
   }
-  for (const auto& given : options.occurrences()) {
+  for (const auto& given : words.occurrences()) {
     const Option& option = *findOption(given.name);
     if (!option.strict) continue;
-    if (auto fault = meaningless(option, options)) return fault;
+    if (auto fault = meaningless(option, words)) return fault;
   }
   return std::nullopt;
 }
@@ -144,17 +145,34 @@ bool isStrictWord(std::string_view word) {
 
 }  // namespace
 
-std::optional<std::string> findFault(const ArgOption& options) {
-  if (auto fault = unknownOption(options)) return fault;
-  const bool strict = std::ranges::any_of(
-      options.occurrences(), [](const auto& given) { return findOption(given.name)->strict; });
-  return strict ? strictFault(options) : std::nullopt;
+const Option* findOption(std::string_view name) {
+  const auto options = allOptions();
+  const auto found = std::ranges::find_if(options, [&](const Option& o) { return name == o.name; });
+  return found == options.end() ? nullptr : &*found;
 }
 
-std::optional<std::string> explainRejection(const ArgOption& options, int argc, char** argv,
+const Option* modeOption(const ArgOption& words) {
+  for (const Option& option : allOptions()) {
+    if (option.selectsMode && words.hasOption(option.name) > 0) return &option;
+  }
+  return nullptr;
+}
+
+std::string typed(const std::string& name) {
+  return (name.size() == 1 ? "-" : "--") + name;
+}
+
+Fault findFault(const ArgOption& words) {
+  if (auto fault = unknownOption(words)) return fault;
+  const bool strict = std::ranges::any_of(
+      words.occurrences(), [](const auto& given) { return findOption(given.name)->strict; });
+  return strict ? strictFault(words) : std::nullopt;
+}
+
+std::optional<std::string> explainRejection(const ArgOption& words, int argc, char** argv,
                                             bool toPerson) {
   if (!toPerson && std::none_of(argv + 1, argv + argc, isStrictWord)) return std::nullopt;
-  const std::string& word = options.rejectedWord();
+  const std::string& word = words.rejectedWord();
   const std::string shown = ferrun::escapeControls(word);
   if (!word.starts_with('-') || word.find_first_of("0123456789.") == 1 || word == "-")
     return StrUtil::format("word(%s) before the first option", shown.c_str());
