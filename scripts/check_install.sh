@@ -90,7 +90,7 @@ check_headers() {
     for header in pcbin_las/*/*.h; do
       # Twice, for a header that forgets its guard.
       printf '#include "%s"\n#include <%s>\n' "$header" "$header" |
-        c++ -std=c++20 -Wall -Wextra -Werror -fsyntax-only -I. "${includes[@]}" -x c++ - ||
+        c++ -std=c++20 -Wall -Wextra -Wpedantic -Werror -fsyntax-only -I. "${includes[@]}" -x c++ - ||
         fail "$header does not compile alone"
     done
   )
