@@ -9,11 +9,12 @@ declare -A below=(
   [platform]=""
   [process]="platform"
   [output]="process platform"
-  [las]="platform"
+  [laz]=""
+  [las]="laz platform"
   [storage]="platform"
-  [picture]="las output process platform"
-  [export]="storage las process platform"
-  [app]="export picture storage las output process platform"
+  [picture]="las laz output process platform"
+  [export]="storage las laz process platform"
+  [app]="export picture storage las laz output process platform"
 )
 failures=0
 checked=0

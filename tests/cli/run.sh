@@ -24,9 +24,38 @@ overwrite() { # FILE OFFSET BYTES: overwrites bytes, given as printf writes them
   printf "$3" | dd of="$1" bs=1 seek="$2" conv=notrunc status=none
 }
 
+run() { # ARGUMENTS...: an unattended conversion that prints lines from level $level on, none if it is not set
+  pcbin_las --batch -f poses.csv -d "${level-4}" "$@"
+}
+
+# Runs a script in a new folder with a survey and a map of a former run. Prints what it prints, its status and
+# what became of the map.
+try() {
+  local status=0 size
+  rm -rf try
+  mkdir try
+  cp pgo.pcbin poses.csv try
+  echo former > try/map.las
+  (cd try && eval "$1") 2>&1 || status=$?
+  size=$(wc -c < try/map.las)
+  if [ "$size" -gt 227 ]; then
+    size=$((size - $(od -A n -t u4 -j 96 -N 4 try/map.las)))
+    echo "[$status] $((size / 34)) points$([ $((size % 34)) = 0 ] || echo ' and a part')"
+  else
+    echo "[$status] $(cat try/map.las)"
+  fi
+  find try -name '*.part'
+}
+
+started() { # waits until a conversion has made its temporary file, at most 20 seconds
+  # shellcheck disable=SC2016
+  timeout 20 sh -c 'until ls .*.part; do sleep 0.02; done' > /dev/null 2>&1 || echo 'not started'
+}
+
 mask() {
-  sed -E -e 's/^(<[EWI]>)[0-9]{4}(-[0-9]{2}){2} [0-9:]{8}\.[0-9]{3} /\1TIME /' -e 's/^(<[EW]>TIME \[[^],]*,L)[0-9]+\]/\1#]/' \
-    -e 's/[0-9]{8}-[0-9]{6}_/DATE-TIME_/g' -e "s|$program|pcbin_las|g" | cat -v
+  sed -E -e 's/(<[EWI]>)[0-9]{4}(-[0-9]{2}){2} [0-9:]{8}\.[0-9]{3} /\1TIME /' -e 's/(<[EW]>TIME \[[^],]*,L)[0-9]+\]/\1#]/' \
+    -e 's/[0-9]{8}-[0-9]{6}_/DATE-TIME_/g' \
+    -e 's/\.[0-9a-f]{16}\.part/.RANDOM.part/g' -e "s|$program|pcbin_las|g" | cat -v
 }
 
 mapfile -t lines < "$session"

@@ -1,15 +1,11 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// Moves points from registration to optimised poses; points without a pose.
+// Moves points from registration to optimised poses.
 #include "pcbin_las/export/refine_point.h"
 
 #include <gmock/gmock.h>
 
-#include "pcbin_las/platform/thread.h"
-#include "support/log_lines.h"
-
 namespace {
 
-using Eigen::Vector3d;
 using Eigen::Vector3f;
 
 constexpr float kHalfRoot = 0.70710678F;
@@ -66,27 +62,6 @@ TEST(RefinePoint, MovesPointsFromTheRegistrationPoseToTheOptimisedPose) {
     EXPECT_LT((*refined - c.refined.cast<double>()).norm(), 1e-5)
         << "case " << &c - cases << ": " << refined->transpose();
   }
-}
-
-TEST(RefinePoint, LeavesPointsWhereTheyAreWithoutPoses) {
-  EXPECT_EQ(refinePoint(pointAt({0.1F, -1e30F, 3}, 4000000000), 0, {}),
-            Vector3d(double{0.1F}, double{-1e30F}, 3));
-}
-
-TEST(RefinePoint, WarnsOfMissingPosesAtMostOnceASecond) {
-  norvo::PGOResultMsg msg;
-  msg.lioPoses = msg.pgoPoses = {stamped(0, kOrigin), {}, stamped(2, kOrigin)};
-  for (const unsigned sweep : {1U, 3U}) refinePoint(pointAt({0, 0, 0}, sweep), 0, msg);
-  const test::CapturedLines captured;
-  ferrun::Thread::msleep(1050);  // the calls above have used up this second's warnings
-  for (unsigned i = 40; i < 44; ++i) {
-    EXPECT_FALSE(refinePoint(pointAt({0, 0, 0}, 3), i, msg));
-    EXPECT_FALSE(refinePoint(pointAt({0, 0, 0}, 1), i, msg));
-  }
-  EXPECT_THAT(captured.lines(),
-              testing::ElementsAre("<W>TIME [write_las,L#] sweepid error(i:40, 3)",
-                                   "<W>TIME [write_las,L#] sweepid error(1, 4294967295, "
-                                   "4294967295)"));
 }
 
 }  // namespace

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // The use of the library by a pipeline, and the lines that it gets.
-#include <cerrno>
 #include <climits>
+#include <fcntl.h>
 #include <filesystem>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <gmock/gmock.h>
 
@@ -11,6 +12,7 @@
 #include "pcbin_las/platform/str_util.h"
 #include "pcbin_las/platform/tracer.h"
 #include "pcbin_las/storage/pcb_writer.h"
+#include "storage/open_reader.h"
 #include "support/fault_injection.h"
 #include "support/log_lines.h"
 #include "support/temp_dir.h"
@@ -21,6 +23,7 @@ using ferrun::AsyncTaskQueue;
 using ferrun::File;
 using ferrun::Tracer;
 using modeling_app::PcbWriter;
+using test::rgbCloud;
 
 struct TextSink : ferrun::TracerSink {
   void write(const char* lines, std::size_t size) override { text.append(lines, size); }
@@ -87,12 +90,6 @@ TEST(LibraryUse, ShortLinesNeedNoMemory) {
   EXPECT_EQ(sink->text.size(), 600U * 1024);
 }
 
-std::shared_ptr<norvo::RgbCloud> cloudOf(std::size_t points) {
-  auto cloud = std::make_shared<norvo::RgbCloud>();
-  cloud->points.resize(points);
-  return cloud;
-}
-
 TEST(LibraryUse, AQueueWithoutWorkersWritesEveryFrame) {
   const test::TempDir dir;
   for (const bool init : {false, true}) {
@@ -100,7 +97,7 @@ TEST(LibraryUse, AQueueWithoutWorkersWritesEveryFrame) {
     EXPECT_TRUE(!init || !queue->init(0, {}));
     PcbWriter writer(queue);
     ASSERT_TRUE(writer.open(dir.path("a"), 0));
-    for (int k = 0; k < 3; ++k) EXPECT_TRUE(writer.writePcl(cloudOf(2)));
+    for (int k = 0; k < 3; ++k) EXPECT_TRUE(writer.writePcl(rgbCloud(2)));
     writer.close();
     EXPECT_EQ(test::readFile(dir.path("a")).substr(0, 68), test::pcbHeader(3, 6));
     EXPECT_EQ(writer.writeStatus().frames, 3U);
@@ -120,16 +117,15 @@ TEST(LibraryUse, ReportsARecordingOntoAFullDiskInFewLines) {
   {
     const test::FaultInjection injection({{test::Call::kWrite, 3, true}});  // after the first frame
     ASSERT_TRUE(writer.open(dir.path("a"), 4096));
-    for (const std::size_t points : {1U, 10U, 15U, 500U}) writer.writePcl(cloudOf(points));
+    for (const unsigned points : {1U, 500U, 15U, 500U}) writer.writePcl(rgbCloud(points));
     writer.close();
   }
   const test::Lines lines = log.lines();
   EXPECT_EQ(linesWith(lines, "File::writeData"), 1);
-  EXPECT_EQ(linesWith(lines, "write frame(1) "), 0) << "it was in the buffer";
-  EXPECT_EQ(linesWith(lines, "write frame(2) point data error(0): No space left on device!"), 10);
-  EXPECT_EQ(linesWith(lines, "write frame(2) point data error: 5 points more!"), 1);
-  EXPECT_EQ(linesWith(lines, "write frame(3) point data error: 490 points more!"), 1);
-  EXPECT_EQ(linesWith(lines, "is incomplete, 1 of 4 frames and 1 of 526 points are on disk: No sp"),
+  EXPECT_EQ(linesWith(lines, "write frame(1) point data error(0): No space left on device!"), 10);
+  EXPECT_EQ(linesWith(lines, "write frame(1) point data error: 389 points more!"), 1);
+  EXPECT_EQ(linesWith(lines, " point data error"), 11) << "of the first failed frame only";
+  EXPECT_EQ(linesWith(lines, "is incomplete, 1 of 4 frames and 1 of 1016 points were written: No"),
             1);
   const modeling_app::WriteStatus status = writer.writeStatus();
   EXPECT_TRUE(status.failed());
@@ -139,19 +135,22 @@ TEST(LibraryUse, ReportsARecordingOntoAFullDiskInFewLines) {
 }
 
 TEST(LibraryUse, WarnsOnceOfAGrowingBacklog) {
-  constexpr std::size_t kPoints = 4'000'000;
+  constexpr unsigned kPoints = 4'000'000;
+  const test::TempDir dir;
   const test::CapturedLines log;
   PcbWriter writer(std::make_shared<AsyncTaskQueue>("no workers"));
-  ASSERT_TRUE(writer.open("/dev/null", 1 << 20));
-  const auto cloud = cloudOf(kPoints);
+  ASSERT_TRUE(writer.open(dir.path("a"), 1 << 20));
+  const test::FaultInjection noSpace({{test::Call::kWrite, 1, true}});
+  const auto cloud = rgbCloud(kPoints);
   const std::uint64_t frames =
       PcbWriter::kBacklogWarning / (kPoints * sizeof(norvo::PointRGBIST)) + 1;
   for (std::uint64_t k = 1; k <= frames; ++k) {
     EXPECT_EQ(linesWith(log.lines(), "queued!"), 0) << k;
     writer.writePcl(cloud);
   }
-  writer.writePcl(cloudOf(1));
-  EXPECT_EQ(linesWith(log.lines(), "<W>TIME [PclBinary::writePcl,L#] file(/dev/null) cannot keep"),
+  writer.writePcl(rgbCloud(1));
+  EXPECT_EQ(linesWith(log.lines(), "<W>TIME [PclBinary::writePcl,L#] file(" + dir.path("a") +
+                                       ") cannot keep up"),
             1);
 }
 
@@ -159,14 +158,18 @@ TEST(LibraryUse, OpeningAnOwnFileChangesNoOtherFile) {
   const test::TempDir dir;
   const std::string input = dir.write("input", "input");
   const std::string other = dir.write("other", "other");
-  std::filesystem::create_symlink(other, dir.path("symbolic"));
+  std::filesystem::create_symlink("free", dir.path("symbolic"));
   std::filesystem::create_hard_link(other, dir.path("hard"));
   mkfifo(dir.path("pipe").c_str(), 0600);
+  const int reader =
+      open(dir.path("pipe").c_str(), O_RDONLY | O_NONBLOCK);  // else nobody can write
   for (const char* const name : {"input", "symbolic", "hard", "pipe", "", "no/such"}) {
     File file;
     EXPECT_FALSE(file.openOwn(dir.path(name), input)) << name;
   }
+  close(reader);
   EXPECT_EQ(test::readFile(input) + test::readFile(other), "inputother");
+  EXPECT_THAT(dir.names(), testing::ElementsAre("hard", "input", "other", "pipe", "symbolic"));
   for (const char* const name : {"new", "former"}) {
     dir.write("former", "former");
     File file;

@@ -14,6 +14,7 @@
 #include "pcbin_las/platform/tracer.h"
 #include "pcbin_las/storage/pcb_reader.h"
 #include "pcbin_las/storage/pcb_writer.h"
+#include "storage/open_reader.h"
 #include "support/temp_dir.h"
 
 namespace {
@@ -62,14 +63,8 @@ ferrun::Tracer& startedTracer() {
   return *tracer;
 }
 
-std::shared_ptr<norvo::RgbCloud> cloudOf(std::size_t points) {
-  auto cloud = std::make_shared<norvo::RgbCloud>();
-  cloud->points.resize(points);
-  return cloud;
-}
-
 TEST(ProcessEnd, AWriterWithStaticStorageWritesItsFramesAndReportsFailures) {
-  constexpr std::size_t kPoints = 300'000;
+  constexpr unsigned kPoints = 300'000;
   for (const bool fullDisk : {false, true}) {
     const test::TempDir dir;
     const Ended ended = runProcess([&] {
@@ -81,7 +76,7 @@ TEST(ProcessEnd, AWriterWithStaticStorageWritesItsFramesAndReportsFailures) {
       std::signal(SIGXFSZ, SIG_IGN);
       const rlimit limit{1'000'000, RLIM_INFINITY};
       if (fullDisk && setrlimit(RLIMIT_FSIZE, &limit) != 0) _exit(2);
-      writer.writePcl(cloudOf(kPoints));
+      writer.writePcl(test::rgbCloud(kPoints));
       while (queue->size() > 0) Thread::msleep(1);  // close() would wait for five seconds
     });
     EXPECT_EQ(ended.status, 0);
@@ -133,7 +128,7 @@ TEST(ProcessEnd, AKilledWriterLeavesEveryFrameWhoseTaskEnded) {
     PcbWriter writer;
     if (!writer.open(dir.path("a"), PcbWriter::kBufferSize)) _exit(1);
     for (unsigned frames = 1; frames <= 30; ++frames) {
-      writer.writePcl(cloudOf(10));
+      writer.writePcl(test::rgbCloud(10));
       while (writer.totalFrames() < frames) Thread::msleep(1);
     }
     raise(SIGKILL);

@@ -49,11 +49,4 @@ TEST(LasHeaderInit, FillsEveryByte) {
   EXPECT_EQ(bytes, expected);
 }
 
-TEST(ReturnByte, SplitsIntoItsFields) {
-  EXPECT_EQ(pontra::returnNumber(0x5D), 5);
-  EXPECT_EQ(pontra::numberOfReturns(0x5D), 3);
-  EXPECT_EQ(pontra::scanDirectionFlag(0x5D), 1);
-  EXPECT_EQ(pontra::edgeOfFlightLine(0x5D), 0);
-}
-
 }  // namespace

@@ -31,7 +31,7 @@ TEST(ConsoleIn, ShowsTheQuestionBeforeItWaits) {
   TRACE_PROMPT("file %s?", "a");
   ferrun::ConsoleIn().waitIn();
   std::cin.rdbuf(keyboard);
-  EXPECT_THAT(test::normalizedLines(terminal->seen),
+  EXPECT_THAT(test::normalizedLines(terminal->seen, "2000"),
               testing::ElementsAre("<I>TIME [main] 7% done", "<C>\033[33m\033[1mfile a?\033[0m"));
 }
 

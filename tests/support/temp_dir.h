@@ -2,11 +2,13 @@
 // A directory for the files of one test.
 #pragma once
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "support/bytes.h"
 
@@ -29,6 +31,15 @@ class TempDir {
 
   const std::string& path() const { return directory_; }
   std::string path(const std::string& name) const { return directory_ + "/" + name; }
+
+  /// The names of its files, sorted.
+  std::vector<std::string> names() const {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(directory_))
+      names.push_back(entry.path().filename());
+    std::ranges::sort(names);
+    return names;
+  }
 
   /// Writes a file and returns its path.
   std::string write(const std::string& name, const Bytes& contents) const {

@@ -35,7 +35,7 @@ class Loader {
   std::uint64_t skipped() const { return skipped_; }
 
  private:
-  bool takeLine(const std::string& text);
+  bool readLine(const std::string& text);
   bool isIgnored(const std::string& text, const Fields& pieces);
   void skip(const std::string& text, const std::string& reason);
   bool makeRoom(std::size_t sweep);
@@ -63,7 +63,7 @@ bool Loader::load() {
   while (file.readLine(&text) > 0) {
     ++lineNumber_;
     if (lineNumber_ == 1 && text.starts_with(kByteOrderMark)) text.erase(0, kByteOrderMark.size());
-    if (!takeLine(text)) return false;
+    if (!readLine(text)) return false;
   }
   if (file.readError() != 0) {
     TRACE_ERROR("pcbin_las", "pgo file(%s) cannot be read to its end: %s!", pgoPath_.c_str(),
@@ -80,7 +80,7 @@ bool Loader::load() {
 }
 
 /// False, with an error line, when there is no memory for the pose.
-bool Loader::takeLine(const std::string& text) {
+bool Loader::readLine(const std::string& text) {
   const Fields pieces = ferrun::StrUtil::splitString(text, ",", false);
   if (isIgnored(text, pieces)) return true;
   if (pieces.size() != kPoseFields) {
