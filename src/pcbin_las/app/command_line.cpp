@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The table of options, and how their values fill a CommandLine.
 #include "pcbin_las/app/command_line.h"
 
@@ -67,7 +68,7 @@ bool readOffset(const Option& option, const Values& values, CommandLine& line) {
     offset[axis] = *value;
     if (end < text.size())
       note(line, ferrun::kLevelWarning,
-           StrUtil::format("option offset: %s is taken as %.15g", text.c_str(), *value));
+           StrUtil::format("option offset: %s is read as %.15g", text.c_str(), *value));
   }
   line.offset = offset;
   return true;
@@ -75,12 +76,20 @@ bool readOffset(const Option& option, const Values& values, CommandLine& line) {
 
 bool readEpsg(const Option& option, const Values& values, CommandLine& line) {
   int code = 0;
-  if (!readValue(option, values, code, line)) return false;
+  if (!readValue(option, {withoutEpsg(values[0])}, code, line)) return false;
   const pontra::EpsgCheck check = pontra::checkEpsg(code);
-  if (!check.taken) return note(line, ferrun::kLevelError, check.text);
+  if (!check.accepted) return note(line, ferrun::kLevelError, check.text);
   note(line, ferrun::kLevelInfo, check.text);
   if (!check.warning.empty()) note(line, ferrun::kLevelWarning, check.warning);
   line.conversion.epsg = static_cast<std::uint16_t>(code);
+  return true;
+}
+
+bool readClock(const Option&, const Values& values, CommandLine& line) {
+  const std::string word = values.empty() ? "unix" : values[0];
+  line.conversion.points.clock = word == "unix"  ? pontra::Clock::kUnix
+                                 : word == "gps" ? pontra::Clock::kGps
+                                                 : pontra::Clock::kAdjustedGps;
   return true;
 }
 
@@ -118,12 +127,12 @@ bool readSourceId(const Option&, const Values&, CommandLine& line) {
 
 Fault hasLibraryOfSummary(const CommandLine&) {
   if (hasSummary()) return std::nullopt;
-  return "this build has no option --summary, it was made without nlohmann-json";
+  return "--summary is not available: this program was built without nlohmann-json";
 }
 
 Fault checkPicture(const CommandLine& line) {
   if (!picture::isSupported())
-    return "this build has no option --picture, it was made without libpng";
+    return "--picture is not available: this program was built without libpng";
   std::string name = line.outputs.picturePath;
   std::ranges::transform(name, name.begin(), [](unsigned char c) { return std::tolower(c); });
   for (const char* const ending : {".jpg", ".jpeg", ".tif", ".tiff", ".gif", ".bmp", ".webp"}) {
@@ -181,7 +190,7 @@ constexpr std::array kOptions = {
            .modes = kConvert,
            .strict = true,
            .first = true,
-           .help = "convert for scripts: no question, whole output or none, exit status 0, 1 or 2",
+           .help = "convert for scripts: no prompts, atomic output, exit status 0, 1 or 2",
            .read = into<&Line::batch>},
     Option{.name = "summary",
            .values = "file.json",
@@ -192,13 +201,16 @@ constexpr std::array kOptions = {
            .read = into<&Line::outputs, &BatchOutputs::summaryPath>,
            .check = hasLibraryOfSummary},
     Option{.name = "gps-time",
+           .values = "[unix|gps|adjusted]",
+           .type = kWord,
            .modes = kConvert,
            .strict = true,
-           .help = "convert: time stamps are Unix seconds, write adjusted standard GPS time",
-           .read = into<&Line::conversion, &Conversion::points, &PointOptions::gpsTime>},
+           .help = "convert: write adjusted standard GPS time, from time stamps of this clock "
+                   "(default unix)",
+           .read = readClock},
     Option{.name = "epsg",
            .values = "code",
-           .type = kInteger,
+           .type = kEpsgCode,
            .modes = kConvert,
            .strict = true,
            .help = "convert: name the coordinate system, a projected one in metres",

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The checks of a command line before its values are read.
 #include <algorithm>
 #include <string_view>
@@ -66,7 +67,7 @@ Fault wrongValueCount(const Option& option, const Values& values) {
     return StrUtil::format("option %s needs %zu value%s(%s), %zu given", name.c_str(), needed,
                            needed == 1 ? "" : "s", option.values, values.size());
   if (values.size() > words.size())
-    return StrUtil::format("option %s: value(%s) left over", name.c_str(),
+    return StrUtil::format("option %s: unexpected value(%s)", name.c_str(),
                            ferrun::escapeControls(values[words.size()]).c_str());
   return std::nullopt;
 }
@@ -87,13 +88,13 @@ Fault wrongWord(const Option& option, const Values& values) {
 }
 
 Fault wrongNumber(const Option& option, const Values& values) {
-  if (option.type != ValueType::kInteger && option.type != ValueType::kReal) return std::nullopt;
+  if (option.type == ValueType::kText || option.type == ValueType::kWord) return std::nullopt;
   for (const std::string& value : values) {
+    const std::string text = option.type == ValueType::kEpsgCode ? withoutEpsg(value) : value;
     std::size_t end = 0;
-    const bool isNumber = option.type == ValueType::kInteger
-                              ? ferrun::toInt(value, &end).has_value()
-                              : ferrun::toDouble(value, &end).has_value();
-    if (isNumber && end == value.size()) continue;
+    const bool isNumber = option.type == ValueType::kReal ? ferrun::toDouble(text, &end).has_value()
+                                                          : ferrun::toInt(text, &end).has_value();
+    if (isNumber && end == text.size()) continue;
     const char* const what = isNumber ? "other characters after the number" : "bad number";
     return StrUtil::format("option %s: %s(%s)", option.name, what,
                            ferrun::escapeControls(value).c_str());
@@ -101,15 +102,15 @@ Fault wrongNumber(const Option& option, const Values& values) {
   return std::nullopt;
 }
 
-/// A fault when the option has no meaning in the chosen mode or without another option.
-Fault meaningless(const Option& option, const ArgOption& words) {
+/// A fault when the option does not apply to the chosen mode or needs another option.
+Fault notApplicable(const Option& option, const ArgOption& words) {
   const Option* const selected = modeOption(words);
   const unsigned mode = selected == nullptr ? kConvert : selected->modes;
   if ((option.modes & mode) == 0) {
-    const std::string beside =
-        selected == nullptr ? "in a conversion" : "beside " + typed(selected->name);
-    return StrUtil::format("option %s means nothing %s", typed(option.name).c_str(),
-                           beside.c_str());
+    const std::string where =
+        selected == nullptr ? "in a conversion" : "with " + typed(selected->name);
+    return StrUtil::format("option %s cannot be used %s", typed(option.name).c_str(),
+                           where.c_str());
   }
   if (option.needs == nullptr || words.hasOption(option.needs) >= 0) return std::nullopt;
   const Option* const needed = findOption(option.needs);
@@ -131,7 +132,7 @@ Fault strictFault(const ArgOption& words) {
   for (const auto& given : words.occurrences()) {
     const Option& option = *findOption(given.name);
     if (!option.strict) continue;
-    if (auto fault = meaningless(option, words)) return fault;
+    if (auto fault = notApplicable(option, words)) return fault;
   }
   return std::nullopt;
 }
@@ -149,6 +150,12 @@ const Option* findOption(std::string_view name) {
   const auto options = allOptions();
   const auto found = std::ranges::find_if(options, [&](const Option& o) { return name == o.name; });
   return found == options.end() ? nullptr : &*found;
+}
+
+std::string withoutEpsg(const std::string& value) {
+  constexpr std::string_view kPrefix = "epsg:";
+  const bool hasPrefix = std::ranges::equal(value.substr(0, kPrefix.size()), kPrefix, {}, lower);
+  return hasPrefix ? value.substr(kPrefix.size()) : value;
 }
 
 const Option* modeOption(const ArgOption& words) {

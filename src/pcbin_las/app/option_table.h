@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // One row for each option.
 #pragma once
 
@@ -15,7 +16,8 @@ enum class ValueType {
   kText,
   kInteger,
   kReal,
-  kWord,  ///< one of the words that are listed for the value
+  kEpsgCode,  ///< an integer; "EPSG:" may stand before it
+  kWord,      ///< one of the words that are listed for the value
 };
 
 /// One option. The list of --options, the checks, the suggestion for an unknown option and the
@@ -49,6 +51,9 @@ const Option* findOption(std::string_view name);
 
 /// The option with its dashes: "-b", "--batch".
 std::string typed(const std::string& name);
+
+/// A value of the type kEpsgCode without "EPSG:".
+std::string withoutEpsg(const std::string& value);
 
 /// The option that selects the mode; null for a conversion.
 const Option* modeOption(const ferrun::ArgOption& words);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Files of the operating system.
 #pragma once
 
@@ -78,6 +79,12 @@ class PCBIN_API File final : public IODevice {
   }
 
   void flush() override;
+
+  /// Writes buffered data and waits until what was written is on the disk. Returns 0, also for
+  /// files that cannot be synced, such as pipes; otherwise errno, with an error line. Later writes
+  /// are still tried.
+  int sync();
+
   std::int64_t pos() const override;
   void seek(std::int64_t position) override;
 

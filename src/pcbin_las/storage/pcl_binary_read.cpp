@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // PclBinary: reading.
 #include <algorithm>
 #include <array>
@@ -7,9 +8,9 @@
 
 #include "pcbin_las/platform/byte_image.h"
 #include "pcbin_las/platform/str_util.h"
-#include "pcbin_las/platform/trace_macros.h"
 #include "pcbin_las/storage/pcl_binary.h"
 #include "pcbin_las/storage/point_codec.h"
+#include "pcbin_las/storage/report_error.h"
 
 namespace modeling_app {
 namespace {
@@ -19,14 +20,14 @@ constexpr std::size_t kChunkSize = std::size_t{256}
                                    << 10;  // bytes that stay in the processor's cache
 constexpr std::uint64_t kMostBatchBytes = std::uint64_t{1} << 30;
 
-/// Reads a point block from `file` in chunks. `takeBytes` receives the bytes that it has not
+/// Reads a point block from `file` in chunks. `consumeBytes` receives the bytes that it has not
 /// consumed yet and returns how many it consumes; the rest, less than a record, precedes the next
 /// bytes.
-template <class TakeBytes>
+template <class ConsumeBytes>
 class BlockReader {
  public:
-  BlockReader(ferrun::File& file, std::vector<char>& chunk, TakeBytes takeBytes)
-      : file_(file), chunk_(chunk), takeBytes_(takeBytes) {
+  BlockReader(ferrun::File& file, std::vector<char>& chunk, ConsumeBytes consumeBytes)
+      : file_(file), chunk_(chunk), consumeBytes_(consumeBytes) {
     chunk_.resize(kChunkSize + sizeof(RgbPointRecord));
   }
 
@@ -40,9 +41,9 @@ class BlockReader {
       if (length < 1) return done > 0 ? static_cast<std::int64_t>(done) : length;
       done += static_cast<std::uint64_t>(length);
       const std::size_t available = left_ + static_cast<std::size_t>(length);
-      const std::size_t taken = takeBytes_(std::span<const char>(chunk_.data(), available));
-      left_ = available - taken;
-      std::memmove(chunk_.data(), chunk_.data() + taken, left_);
+      const std::size_t used = consumeBytes_(std::span<const char>(chunk_.data(), available));
+      left_ = available - used;
+      std::memmove(chunk_.data(), chunk_.data() + used, left_);
     }
     return static_cast<std::int64_t>(done);
   }
@@ -50,7 +51,7 @@ class BlockReader {
  private:
   ferrun::File& file_;
   std::vector<char>& chunk_;
-  TakeBytes takeBytes_;
+  ConsumeBytes consumeBytes_;
   std::size_t left_ = 0;  ///< bytes at the start of chunk_ that are not yet consumed
 };
 
@@ -69,6 +70,11 @@ auto decoderInto(Cloud& cloud) {
   };
 }
 
+/// Whether frames are lost for good: not for lack of memory, after which the frame can be read.
+bool isLost(ReadEnd end) {
+  return end == ReadEnd::kDamage || end == ReadEnd::kReadError;
+}
+
 }  // namespace
 
 PclFrames PclBinary::readPcl(unsigned count) {
@@ -84,9 +90,9 @@ PclRGBFrames PclBinary::readPclRGB(unsigned count) {
 template <class Frames, class ReadFrame>
 Frames PclBinary::readFrames(unsigned count, const char* function, ReadFrame readFrame) {
   const std::lock_guard lock(mutex);
-  readEnd = isOpen() ? ReadEnd::kComplete : ReadEnd::kEndOfFile;
   Frames result;
   if (!isOpen()) return result;
+  if (!isLost(readEnd)) readEnd = ReadEnd::kComplete;
   using Point = std::decay_t<decltype(result[0]->cloud->points[0])>;
   std::uint64_t bytes = 0;
   std::int64_t blockStart = 0;
@@ -114,18 +120,19 @@ bool PclBinary::fileHoldsBlock() const {
   return file->isRegular() && nextFrame->pointCount * recordSize <= file->getSize() - file->pos();
 }
 
-/// Records why reading ends; always false.
+/// Records why reading ends, unless something worse ended it before; always false.
 bool PclBinary::stopReading(ReadEnd end) {
-  readEnd = file->readError() != 0 ? ReadEnd::kReadError : end;
+  if (file->readError() != 0) end = ReadEnd::kReadError;
+  if (!isLost(readEnd) || isLost(end)) readEnd = end;
   return false;
 }
 
 /// After a failed allocation: if the file can be sought, the frame whose block begins at
 /// `blockStart` becomes the next one again.
 void PclBinary::reportNoMemory(const char* function, std::int64_t blockStart) {
-  readEnd = ReadEnd::kNoMemory;
+  if (!isLost(readEnd)) readEnd = ReadEnd::kNoMemory;
   const unsigned pointCount = nextFrame ? nextFrame->pointCount : 0;
-  TRACE_MEMBER_ERROR(name.c_str(), function, "file(%s) no memory for a frame of %u points!",
+  PCBIN_REPORT_ERROR(name, function, "file(%s) no memory for a frame of %u points!",
                      fileName.c_str(), pointCount);
   if (nextFrame && file->isRegular())
     file->seek(blockStart);
@@ -141,8 +148,7 @@ bool PclBinary::haveFrameHeader(const char* function) {
   const int length = ferrun::readImage(*file, frameHeader);
   if (length < 1) return stopReading(ReadEnd::kEndOfFile);
   if (length != sizeof(frameHeader)) {
-    TRACE_MEMBER_ERROR(name.c_str(), function, "file(%s) broken, cannot read header!",
-                       fileName.c_str());
+    PCBIN_REPORT_ERROR(name, function, "file(%s) broken, cannot read header!", fileName.c_str());
     return stopReading(ReadEnd::kDamage);
   }
   nextFrame = frameHeader;
@@ -152,8 +158,8 @@ bool PclBinary::haveFrameHeader(const char* function) {
 /// Whether the next frame is a lidar frame.
 bool PclBinary::haveIrtHeader() {
   if (nextFrame->format == kIrtFormat) return true;
-  TRACE_MEMBER_ERROR(name.c_str(), "readPcl", "pcl frame[%u] format(%u) error!",
-                     nextFrame->frameIndex, nextFrame->format);
+  PCBIN_REPORT_ERROR(name, "readPcl", "pcl frame[%u] format(%u) error!", nextFrame->frameIndex,
+                     nextFrame->format);
   return stopReading(ReadEnd::kDamage);
 }
 
@@ -162,7 +168,7 @@ bool PclBinary::haveRgbHeader() {
   if (nextFrame->format == kRgbFormat) return true;
   const std::int64_t position = file->pos() - std::int64_t{sizeof(PcbFrameHeader)};
   const auto* const bytes = reinterpret_cast<const char*>(&*nextFrame);
-  TRACE_MEMBER_ERROR(name.c_str(), "readPclRGB",
+  PCBIN_REPORT_ERROR(name, "readPclRGB",
                      "pcl frame[%u] format(%u) read error, pos: %u, header[%s]!",
                      nextFrame->frameIndex, nextFrame->format, static_cast<unsigned>(position),
                      ferrun::StrUtil::hexView(bytes, sizeof(PcbFrameHeader)).c_str());
@@ -174,7 +180,7 @@ bool PclBinary::haveRgbHeader() {
 template <class Cloud>
 std::shared_ptr<Cloud> PclBinary::newCloud(CloudPool<Cloud>& pool) {
   const std::size_t pointCount = nextFrame->pointCount;
-  auto cloud = pool.take(pointCount);
+  auto cloud = pool.acquire(pointCount);
   if (cloud->points.size() > pointCount) cloud->points.resize(pointCount);
   if (cloud->points.capacity() < pointCount && fileHoldsBlock()) {
     cloud->points.clear();
@@ -208,7 +214,7 @@ std::shared_ptr<PclFrame> PclBinary::readIrtFrame() {
   }
   stopReading(ReadEnd::kDamage);
   if (length < 1 && size <= kLargestIrtBlock) return nullptr;  // the file ends here
-  TRACE_MEMBER_ERROR(name.c_str(), "readPcl",
+  PCBIN_REPORT_ERROR(name, "readPcl",
                      "file(%s) read msg data error, len: %lld, chunk size: %llu, pointnums: %u!",
                      fileName.c_str(), static_cast<long long>(length),
                      static_cast<unsigned long long>(size), frameHeader.pointCount);
@@ -224,12 +230,12 @@ std::shared_ptr<PclRGBFrame> PclBinary::readRgbFrame() {
 }
 
 /// Reads the point block of a coloured frame; false, with its lines, when it is cut off.
-template <class TakeBytes>
-bool PclBinary::readRgbBlock(TakeBytes takeBytes) {
+template <class ConsumeBytes>
+bool PclBinary::readRgbBlock(ConsumeBytes consumeBytes) {
   const std::uint64_t size = std::uint64_t{nextFrame->pointCount} * sizeof(RgbPointRecord);
   std::uint64_t done = 0;
   if (size <= kLargestRgbBlock) {
-    BlockReader reader(*file, chunk, takeBytes);
+    BlockReader reader(*file, chunk, consumeBytes);
     for (std::uint64_t piece = 0; piece < size / kPieceSize; ++piece) {
       const std::int64_t length = reader.read(kPieceSize);
       if (length < 1) {
@@ -243,41 +249,41 @@ bool PclBinary::readRgbBlock(TakeBytes takeBytes) {
     if (reader.read(rest) == static_cast<std::int64_t>(rest)) return true;
   }
   stopReading(ReadEnd::kDamage);
-  TRACE_MEMBER_ERROR(name.c_str(), "readPclRGB",
+  PCBIN_REPORT_ERROR(name, "readPclRGB",
                      "file(%s) read error, len: %llu, total size: %llu, points: %u!",
                      fileName.c_str(), static_cast<unsigned long long>(done),
                      static_cast<unsigned long long>(size), nextFrame->pointCount);
   return false;
 }
 
-PassedFrames PclBinary::passPclRGB(unsigned mostFrames, std::uint64_t pointsNotWanted) {
+SkippedFrames PclBinary::skipPclRGB(unsigned mostFrames, std::uint64_t pointsNotWanted) {
   const std::lock_guard lock(mutex);
-  PassedFrames passed;
-  if (!isOpen()) return passed;
-  const auto passBytes = [](std::span<const char> bytes) { return bytes.size(); };
+  SkippedFrames skipped;
+  if (!isOpen()) return skipped;
+  const auto skipBytes = [](std::span<const char> bytes) { return bytes.size(); };
   try {
-    while (passed.frames < mostFrames && haveFrameHeader("readPclRGB")) {
+    while (skipped.frames < mostFrames && haveFrameHeader("readPclRGB")) {
       const std::uint64_t count = nextFrame->pointCount;
       const std::uint64_t size = count * sizeof(RgbPointRecord);
       const bool coloured = nextFrame->format == kRgbFormat;
-      if (coloured && passed.points + count > pointsNotWanted) {
-        passed.stop = PassedFrames::Stop::kWantedFrame;
-        return passed;
+      if (coloured && skipped.points + count > pointsNotWanted) {
+        skipped.stop = SkippedFrames::Stop::kWantedFrame;
+        return skipped;
       }
       const bool whole =
           haveRgbHeader() &&
           ((size <= kLargestRgbBlock && file->skip(static_cast<std::int64_t>(size))) ||
-           readRgbBlock(passBytes));
+           readRgbBlock(skipBytes));
       nextFrame.reset();
-      if (!whole) return passed;
-      passed.points += count;
-      ++passed.frames;
+      if (!whole) return skipped;
+      skipped.points += count;
+      ++skipped.frames;
     }
-    if (passed.frames == mostFrames) passed.stop = PassedFrames::Stop::kFrameCount;
+    if (skipped.frames == mostFrames) skipped.stop = SkippedFrames::Stop::kFrameCount;
   } catch (const std::bad_alloc&) {
     reportNoMemory("readPclRGB", file->pos());
   }
-  return passed;
+  return skipped;
 }
 
 }  // namespace modeling_app

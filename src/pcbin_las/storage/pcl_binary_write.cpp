@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // PclBinary: writing. Frames are queued; the queue's worker appends them to the file.
 #include <algorithm>
 #include <array>
@@ -25,6 +26,13 @@ PcbFrameHeader irtFrameHeader(double timestamp, const std::array<float, 4>& rota
   frameHeader.timestamp = timestamp;
   std::memcpy(frameHeader.rotation, rotation.data(), sizeof(frameHeader.rotation));
   std::memcpy(frameHeader.translation, translation.data(), sizeof(frameHeader.translation));
+  return frameHeader;
+}
+
+PcbFrameHeader rgbFrameHeader(double timestamp) {
+  PcbFrameHeader frameHeader{};
+  frameHeader.format = kRgbFormat;
+  frameHeader.timestamp = timestamp;
   return frameHeader;
 }
 
@@ -78,8 +86,8 @@ bool PclBinary::queueTask(std::uint64_t bytes, WriteFrame writeFrame) {
 void PclBinary::reportBacklog(std::uint64_t bytes) {
   if (bytes <= kBacklogWarning || backlogReported.exchange(true)) return;
   TRACE_MEMBER_WARNING(name.c_str(), "writePcl",
-                       "file(%s) is slower than the frames arrive: %llu MiB of points wait!",
-                       fileName.c_str(), static_cast<unsigned long long>(bytes >> 20));
+                       "file(%s) cannot keep up: %llu MiB of points are queued!", fileName.c_str(),
+                       static_cast<unsigned long long>(bytes >> 20));
 }
 
 bool PclBinary::writePcl(std::shared_ptr<PclFrame> frame) {
@@ -106,14 +114,20 @@ bool PclBinary::writePcl(std::shared_ptr<norvo::RgbCloud> cloud) {
   if (!fitsBlock<RgbPointRecord>(cloud.get(), kLargestRgbBlock)) return false;
   const std::uint64_t bytes = cloud->points.size() * sizeof(norvo::PointRGBIST);
   return queueTask(bytes, [this, cloud = std::move(cloud), now = ferrun::Time::fromEpoch()] {
-    PcbFrameHeader frameHeader{};
-    frameHeader.format = kRgbFormat;
-    frameHeader.timestamp = now.toSec();
-    writeRgbFrame(frameHeader, *cloud);
+    writeRgbFrame(rgbFrameHeader(now.toSec()), *cloud);
+  });
+}
+
+bool PclBinary::writePcl(std::shared_ptr<PclRGBFrame> frame) {
+  if (!frame || !fitsBlock<RgbPointRecord>(frame->cloud.get(), kLargestRgbBlock)) return false;
+  const std::uint64_t bytes = frame->cloud->points.size() * sizeof(norvo::PointRGBIST);
+  return queueTask(bytes, [this, frame = std::move(frame)] {
+    writeRgbFrame(rgbFrameHeader(frame->timestamp), *frame->cloud);
   });
 }
 
 void PclBinary::beginFrame(PcbFrameHeader& frameHeader, std::size_t pointCount) {
+  if (file->writeError() != 0) cutBack();
   frameHeader.frameIndex = frameCounter++;
   frameHeader.pointCount = static_cast<std::uint32_t>(pointCount);
   ferrun::writeImage(*file, frameHeader);
@@ -125,10 +139,20 @@ void PclBinary::endFrame(std::size_t pointCount) {
   if (file->writeError() == 0) {
     ++storedFrames;
     storedPoints += pointCount;
-  } else if (writeError == 0) {
-    writeError = file->writeError();
+    wholeEnd = file->pos();
+  } else {
+    if (writeError == 0) writeError = file->writeError();
+    cutBack();
   }
   setCounts(frames + 1, points + pointCount);
+}
+
+/// After a failed write: cuts a regular file back to its last whole frame, so that the next frame
+/// can be tried. What cannot be cut off is overwritten by that frame or cut off by close().
+void PclBinary::cutBack() {
+  if (!file->isRegular()) return;
+  file->truncate(wholeEnd);
+  file->seek(wholeEnd);
 }
 
 void PclBinary::writeIrtFrame(PcbFrameHeader frameHeader, const norvo::IrtCloud& cloud) {
@@ -138,11 +162,12 @@ void PclBinary::writeIrtFrame(PcbFrameHeader frameHeader, const norvo::IrtCloud&
 }
 
 void PclBinary::writeRgbFrame(PcbFrameHeader frameHeader, const norvo::RgbCloud& cloud) {
+  const bool firstFailure = writeError == 0;
   beginFrame(frameHeader, cloud.points.size());
   std::size_t failures = 0;
   writePoints<RgbPointRecord>(*file, cloud, [&](int length) {
     const char* const reason = std::strerror(errno);
-    if (++failures > kMostWriteWarnings) return;
+    if (!firstFailure || ++failures > kMostWriteWarnings) return;
     TRACE_MEMBER_WARNING(name.c_str(), "operator()", "write frame(%u) point data error(%d): %s!",
                          frameHeader.frameIndex, length, reason);
   });
