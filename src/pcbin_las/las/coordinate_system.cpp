@@ -42,7 +42,7 @@ std::map<int, int> readGeoKeys(std::string_view directory) {
 /// "EPSG:32632, WGS 84 / UTM zone 32N"; without the name if the code is not one of metres.
 std::string nameOf(int code) {
   const EpsgCheck check = checkEpsg(code);
-  if (!check.taken) return "EPSG:" + std::to_string(code);
+  if (!check.accepted) return "EPSG:" + std::to_string(code);
   const auto area = areaOfUse(code);
   return area ? check.text.substr(0, check.text.find(", " + area->text)) : check.text;
 }

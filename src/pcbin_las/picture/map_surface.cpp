@@ -197,7 +197,7 @@ CellGrid makeSurface(const MapRaster& raster, bool showsHeights) {
 
 void fillHoles(CellGrid& surface, int levels) {
   // Large holes are filled only where all cells around are filled, so that corners stay.
-  static constexpr unsigned kEnough[] = {13, 13, 16};
+  static constexpr unsigned kEnough[] = {13, 16, 16};
   fillLevels(surface, std::span(kEnough).first(static_cast<std::size_t>(levels)));
 }
 

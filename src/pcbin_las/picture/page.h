@@ -35,9 +35,9 @@ struct Panel {
 
 /// What the margin says besides.
 struct Caption {
-  std::string name;         ///< of the file
+  std::string name = {};    ///< of the file
   std::uint64_t total = 0;  ///< points in the file
-  pontra::CoordinateSystem system;
+  pontra::CoordinateSystem system = {};
   bool showsHeights = false;  ///< the colours are those of the height scale
   bool zoomed = false;        ///< the view is a square that was asked for
 };
