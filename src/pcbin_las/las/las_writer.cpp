@@ -112,7 +112,7 @@ bool LasWriter::openCompressed(const LasHeader& header, const std::string& path,
   bool started = false;
   if (!file_.isRegular()) {
     TRACE_MEMBER_ERROR("LasWriter", "openCompressed",
-                       "file(%s) is no regular file, compressed points cannot be written there: "
+                       "file(%s) is not a regular file, compressed points cannot be written there: "
                        "choose a file, or a name that does not end in .laz!",
                        path.c_str());
   } else {
