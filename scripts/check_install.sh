@@ -90,88 +90,24 @@ check_headers() {
     for header in pcbin_las/*/*.h; do
       # Twice, for a header that forgets its guard.
       printf '#include "%s"\n#include <%s>\n' "$header" "$header" |
-        c++ -std=c++20 -Wall -Wextra -Werror -fsyntax-only -I. "${includes[@]}" -x c++ - ||
+        c++ -std=c++20 -Wall -Wextra -Wpedantic -Werror -fsyntax-only -I. "${includes[@]}" -x c++ - ||
         fail "$header does not compile alone"
     done
   )
 }
 
-# A caller's project, with a program of each kind: one that uses the library and one that only uses
-# Eigen, linked to it all the same.
-write_caller() {
-  mkdir "$work/caller"
-  cat >"$work/caller/CMakeLists.txt" <<'EOT'
-cmake_minimum_required(VERSION 3.22)
-project(caller LANGUAGES CXX)
-if(PCBIN_SOURCE)
-  include(FetchContent)
-  FetchContent_Declare(pcbin_las SOURCE_DIR ${PCBIN_SOURCE})
-  FetchContent_MakeAvailable(pcbin_las)
-  if(TARGET app_tests OR TARGET make_survey)
-    message(FATAL_ERROR "tests or examples are part of the caller's build")
-  endif()
-else()
-  find_package(pcbin_las 0.1 REQUIRED)
-endif()
-add_executable(caller caller.cpp)
-add_executable(eigen_user eigen_user.cpp)
-target_link_libraries(caller PRIVATE pcbin_las::storage pcbin_las::platform)
-target_link_libraries(eigen_user PRIVATE pcbin_las::storage)
-EOT
-  cat >"$work/caller/eigen_user.cpp" <<'EOT'
-#include <cstdio>
-#include <Eigen/Core>
-struct Member { char c; Eigen::Matrix4d matrix; };
-int main() { std::printf("%zu\n", sizeof(Member)); }
-EOT
-  cat >"$work/caller/caller.cpp" <<'EOT'
-// Writes a frame, reads it, lets its cloud grow and prints the library's lines with a sink of its own.
-#include <cstdio>
-#include <memory>
-#include <pcbin_las/platform/tracer.h>
-#include <pcbin_las/storage/pcb_reader.h>
-#include <pcbin_las/storage/pcb_writer.h>
-
-struct OwnSink : ferrun::TracerSink {
-  void write(const char* lines, std::size_t size) override {
-    std::printf("own sink: %.*s", static_cast<int>(size), lines);
-  }
-};
-
-int main(int argc, char** argv) {
-  if (argc < 2) return 1;
-  auto* const tracer = ferrun::Singleton<ferrun::Tracer>::getInstance();
-  tracer->addSink(std::make_shared<OwnSink>());
-  tracer->start();
-  {
-    modeling_app::PcbWriter writer;
-    if (!writer.open(argv[1], 1 << 20)) return 1;
-    const auto cloud = std::make_shared<norvo::RgbCloud>();
-    cloud->push_back(norvo::PointRGBIST{});
-    if (!writer.writePcl(cloud)) return 1;
-  }
-  modeling_app::PcbReader reader;
-  if (!reader.open(argv[1], 1 << 20)) return 1;
-  const auto frames = reader.readPclRGB(1);
-  if (frames.size() != 1) return 1;
-  for (int i = 0; i < 1000; ++i) frames[0]->cloud->push_back(norvo::PointRGBIST{});
-  return frames[0]->cloud->size() == 1001 ? 0 : 1;
-}
-EOT
-}
-
 # Configures the caller's project anew.
 configure_caller() {
-  rm -rf "$work/caller/build"
-  run_quietly cmake -S "$work/caller" -B "$work/caller/build" "$@"
+  rm -rf "$work/caller"
+  run_quietly cmake -S tests/install -B "$work/caller" "${generator[@]}" "$@"
 }
 
-build_caller() { run_quietly cmake --build "$work/caller/build" --parallel "$(nproc)" --target "$@"; }
+build_caller() { run_quietly cmake --build "$work/caller" --parallel "$(nproc)" --target "$@"; }
 
 run_caller() {
   local lines
   lines=$("$@" "$work/caller.pcbin") || fail "the caller's program failed: $*"
-  [[ $lines == *"own sink: "*"pcbin open ok, frames: 1, points: 1."* ]] ||
+  [[ $lines == *"own sink: "*"pcbin open ok, frames: 1, points: 100."* ]] ||
     fail "the caller's sink misses the library's lines: $lines"
 }
 
@@ -186,39 +122,71 @@ expect_refusal() {
 check_caller() {
   configure_caller -DCMAKE_PREFIX_PATH="$prefix"
   build_caller caller
-  run_caller "$work/caller/build/caller"
+  run_caller "$work/caller/caller"
 }
 
-# A caller with another alignment is stopped, one that includes none of our headers is not changed.
-check_alignment() {
-  configure_caller -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_FLAGS=-DEIGEN_MAX_ALIGN_BYTES=64
-  expect_refusal "build pcbin_las with the flags of this program" \
-    cmake --build "$work/caller/build" --target caller
+# Compiles a caller by hand with more flags: compile_caller FLAG...
+compile_caller() {
+  # shellcheck disable=SC2046 # several words
+  c++ -std=c++20 "$@" tests/install/caller.cpp $(pkg_config --cflags --libs) \
+    "-Wl,-rpath,$prefix/lib" -o "$work/by_hand"
+}
+
+pkg_config() { PKG_CONFIG_PATH=$prefix/lib/pkgconfig pkg-config "$@" pcbin_las; }
+
+# Flags that change what Eigen or the standard library does: the caller is right, or it is stopped with a message
+# that says what to do, which then is right.
+check_flags() {
+  local row flags advice
+  local rows=(
+    '-D_GLIBCXX_ASSERTIONS'
+    '-fsanitize=undefined'
+    '-march=native|-DEIGEN_MAX_ALIGN_BYTES=16 -DEIGEN_MAX_STATIC_ALIGN_BYTES=16 -DEIGEN_MALLOC_ALREADY_ALIGNED=1'
+    '-DEIGEN_MAX_ALIGN_BYTES=64|build pcbin_las with the flags of this program'
+    '-march=native -DEIGEN_MAX_ALIGN_BYTES=16|-DEIGEN_MALLOC_ALREADY_ALIGNED=1'
+    '-DEIGEN_DONT_VECTORIZE|-DEIGEN_MAX_ALIGN_BYTES=16 -DEIGEN_MAX_STATIC_ALIGN_BYTES=16 -DEIGEN_MALLOC_ALREADY_ALIGNED=1'
+    '-DEIGEN_DONT_ALIGN|build pcbin_las with the flags of this program'
+    '-DEIGEN_DONT_ALIGN_STATICALLY|remove EIGEN_MAX_STATIC_ALIGN_BYTES and EIGEN_DONT_ALIGN_STATICALLY'
+    '-DEIGEN_MAX_STATIC_ALIGN_BYTES=0|remove EIGEN_MAX_STATIC_ALIGN_BYTES and EIGEN_DONT_ALIGN_STATICALLY'
+    '-fsanitize=address|-DEIGEN_MALLOC_ALREADY_ALIGNED=1'
+    '-D_GLIBCXX_DEBUG|replace _GLIBCXX_DEBUG by _GLIBCXX_ASSERTIONS'
+  )
+  for row in "${rows[@]}"; do
+    IFS='|' read -r flags advice <<<"$row"
+    # shellcheck disable=SC2086 # several words
+    if [[ -n $advice ]]; then
+      expect_refusal "$advice" compile_caller -fsyntax-only $flags
+      [[ $advice == -D* ]] || continue
+      flags="$flags $advice"
+    fi
+    # shellcheck disable=SC2086
+    run_quietly compile_caller $flags
+    run_caller "$work/by_hand"
+  done
+}
+
+# A program that includes none of our headers is not changed by linking the library.
+check_own_types() {
   configure_caller -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_FLAGS=-march=native
   build_caller eigen_user
-  c++ -march=native -isystem /usr/include/eigen3 "$work/caller/eigen_user.cpp" -o "$work/alone"
-  [[ $("$work/caller/build/eigen_user") == "$("$work/alone")" ]] ||
+  c++ -march=native -isystem /usr/include/eigen3 tests/install/eigen_user.cpp -o "$work/alone"
+  [[ $("$work/caller/eigen_user") == "$("$work/alone")" ]] ||
     fail "linking the library changes the size of the caller's own types"
 }
 
 check_fetch_content() {
   local flags
-  for flags in -march=native -DEIGEN_MAX_ALIGN_BYTES=64; do
+  for flags in -march=native -DEIGEN_DONT_ALIGN_STATICALLY; do
     configure_caller -DPCBIN_SOURCE="$PWD" -DCMAKE_CXX_FLAGS="$flags"
     build_caller caller
-    run_caller "$work/caller/build/caller"
+    run_caller "$work/caller/caller"
   done
 }
 
 check_pkg_config() {
-  local flags
-  flags=$(PKG_CONFIG_PATH=$prefix/lib/pkgconfig pkg-config --cflags --libs pcbin_las)
-  # shellcheck disable=SC2086 # several words
-  run_quietly c++ -std=c++20 "$work/caller/caller.cpp" $flags "-Wl,-rpath,$prefix/lib" -o "$work/by_hand"
+  run_quietly compile_caller
   run_caller "$work/by_hand"
-  # shellcheck disable=SC2086
-  expect_refusal "pcbin_las needs C++20" \
-    c++ -std=c++17 -fsyntax-only "$work/caller/caller.cpp" $flags
+  expect_refusal "pcbin_las needs C++20" compile_caller -std=c++17 -fsyntax-only
 }
 
 # The shared libraries hide what is not marked as interface: the command-line parser, for one.
@@ -258,10 +226,10 @@ check_man_page
 check_completion
 check_headers
 check_recorder
-write_caller
 check_caller
 check_pkg_config
-check_alignment
+check_flags
+check_own_types
 check_fetch_content
 echo "Checking the shared libraries ..."
 install_and_move -DBUILD_SHARED_LIBS=ON

@@ -44,6 +44,9 @@ TEST(PcbDamage, FramesBeforeACutAreRead) {
       OpenReader reader(test::pcbHeader(2, 4) + frameOfTwo(lidar, 0) + last.substr(0, cut));
       const CapturedLines log;
       EXPECT_THAT(reader.frameSizes(lidar), SizeIs(cut == last.size() ? 2 : 1)) << cut;
+      EXPECT_THAT(reader.frameSizes(lidar), SizeIs(0)) << cut;
+      const bool whole = cut == 0 || cut == last.size();
+      EXPECT_EQ(reader.lastReadEnd() == modeling_app::ReadEnd::kEndOfFile, whole) << cut;
       Lines expected;
       if (cut > 0 && cut < 48)
         expected = {std::string("<E>TIME [PclBinary::readPcl") + (lidar ? "" : "RGB") +
@@ -52,6 +55,8 @@ TEST(PcbDamage, FramesBeforeACutAreRead) {
       if (cut >= (lidar ? 49 : 48) && cut < last.size())
         expected = {blockError(reader, lidar, lidar ? static_cast<long>(cut) - 48 : 0, 2)};
       EXPECT_THAT(log.lines(), ElementsAreArray(expected)) << cut;
+      expected.resize(1);
+      EXPECT_EQ(reader.lastError(), expected[0].substr(expected[0].find("] ") + 1).erase(0, 1));
     }
   }
 }

@@ -1,8 +1,11 @@
 #include "pcbin_las/storage/pcb_writer.h"
 
 #include <cerrno>
+#include <fcntl.h>
 #include <future>
+#include <sys/stat.h>
 #include <tuple>
+#include <unistd.h>
 
 #include <gmock/gmock.h>
 
@@ -39,7 +42,7 @@ struct Writing {
 
   /// Closes the writer when the queue is empty, so that close() does not wait 5 seconds.
   void close() {
-    while (queue->size() > 0) ferrun::Thread::msleep(1);
+    writer.waitForFrames();
     writer.close();
   }
 };
@@ -190,14 +193,20 @@ TEST(PcbWriter, RefusesFilesAndFramesThatCannotBeWritten) {
   const FaultyFile full(path, {.end = 20});
   const CapturedLines log;
   PcbWriter writer;
-  for (const std::string& name : {std::string(), path + "/b", path})
+  for (const auto& [name, error] :
+       {std::pair(std::string(), std::string("file name empty!")),
+        {path + "/b", "file(" + path + "/b) cannot be written: Not a directory!"},
+        {path, "file(" + path + ") write header error, len: 20!"}}) {
     EXPECT_FALSE(writer.open(name, 0));
+    EXPECT_EQ(writer.lastError(), error);
+  }
   EXPECT_FALSE(writer.writePcl(rgbCloud(1))) << "there is no header";
   writer.close();
   ASSERT_TRUE(writer.open(directory.path("b"), 0));
   EXPECT_FALSE(writer.writePcl(std::shared_ptr<norvo::RgbCloud>()));
   EXPECT_FALSE(writer.writePcl(std::make_shared<PclFrame>())) << "no cloud";
   EXPECT_FALSE(writer.writePcl(std::make_shared<norvo::LioResultMsg>())) << "no cloud";
+  EXPECT_FALSE(writer.writePcl(std::make_shared<modeling_app::PclRGBFrame>())) << "no cloud";
   const std::string file = "file(" + path;
   EXPECT_THAT(
       log.lines(),
@@ -208,35 +217,85 @@ TEST(PcbWriter, RefusesFilesAndFramesThatCannotBeWritten) {
           "<E>TIME [File::writeData,L#] " + file + ") write error: No space left on device!",
           "<E>TIME [PcbWriter::open,L#] " + file + ") write header error, len: 20!",
           "<E>TIME [PcbWriter::close,L#] " + file +
-              ") is incomplete, 0 of 0 frames and 0 of 0 points are on disk: No space left on "
-              "device!"));
+              ") may be incomplete on the disk: No space left on device!"));
 }
 
-TEST(PcbWriter, KeepsTheFramesBeforeTheDiskWasFull) {
-  constexpr unsigned kEnd = 68 + 48 + 3 * 40 + 48 + 50;
-  const auto status = [](const PcbWriter& writer) {
-    const modeling_app::WriteStatus of = writer.writeStatus();
-    return std::tuple(of.error, of.frames, of.points);
+TEST(PcbWriter, LosesOnlyTheFramesForWhichTheDiskWasFull) {
+  const auto warning = [](const std::string& length) {
+    return "<W>TIME [PclBinary::operator(),L#] write frame(1) point data error(" + length +
+           "): No space left on device!";
   };
+  constexpr unsigned kFrame = 48 + 3 * 40;
   for (const unsigned buffer : {0U, 100U, 1U << 20}) {
-    Writing a;
-    {
-      const FaultyFile full(a.path, {.end = kEnd});
-      ASSERT_TRUE(a.writer.open(a.path, buffer));
-      for (int frame = 0; frame < 3; ++frame) EXPECT_TRUE(a.writer.writePcl(rgbCloud(3)));
+    for (const bool roomAgain : {false, true}) {
+      const CapturedLines log;
+      Writing a;
+      {
+        const FaultyFile full(a.path, {.end = 68 + kFrame + 48 + 50});
+        ASSERT_TRUE(a.writer.open(a.path, buffer));
+        for (int frame = 0; frame < 3; ++frame) EXPECT_TRUE(a.writer.writePcl(rgbCloud(3)));
+        a.writer.waitForFrames();
+        EXPECT_EQ(test::readFile(a.path).size(), 68 + kFrame) << "cut back";
+        EXPECT_FALSE(a.writer.sync());
+        if (!roomAgain) a.close();
+      }
+      const auto last = std::make_shared<modeling_app::PclRGBFrame>();
+      last->cloud = rgbCloud(3);
+      last->timestamp = 7.5;
+      EXPECT_TRUE(!roomAgain || a.writer.writePcl(last));
       a.close();
+      const unsigned stored = roomAgain ? 2 : 1, handed = roomAgain ? 4 : 3;
+      const std::string error =
+          "<E>TIME [File::writeData,L#] file(" + a.path + ") write error: No space left on device!";
+      const std::string end =
+          "<E>TIME [PcbWriter::close,L#] file(" + a.path + ") is incomplete, " +
+          (roomAgain ? "2 of 4 frames and 6 of 12" : "1 of 3 frames and 3 of 9") +
+          " points were written: No space left on device!";
+      if (buffer == 0)
+        EXPECT_THAT(log.lines(), ElementsAre(error, warning("10"), warning("0"), end));
+      else
+        EXPECT_THAT(log.lines(), testing::IsSupersetOf({error, end}));
+      const modeling_app::WriteStatus status = a.writer.writeStatus();
+      EXPECT_EQ(std::tuple(status.error, status.frames, status.points, status.backlogBytes),
+                std::tuple(ENOSPC, stored, 3 * stored, 0));
+      const Bytes file = test::readFile(a.path);
+      ASSERT_EQ(file.size(), 68 + stored * kFrame);
+      EXPECT_EQ(header(a.path), test::pcbHeader(handed, 3 * handed)) << "of the frames handed over";
+      if (roomAgain) {
+        EXPECT_EQ(test::at<std::uint32_t>(file, 68 + kFrame + 4), 3U) << "frame index";
+        EXPECT_EQ(test::at<double>(file, 68 + kFrame + 8), 7.5) << "the frame's own time stamp";
+      }
+      ASSERT_TRUE(a.writer.open(a.path, buffer));
+      EXPECT_EQ(std::tuple(a.writer.writeStatus().error, a.writer.writeStatus().frames),
+                std::tuple(0, 0));
     }
-    EXPECT_EQ(status(a.writer), std::tuple(ENOSPC, 1, 3));
-    EXPECT_EQ(test::readFile(a.path).size(), kEnd);
-    EXPECT_EQ(header(a.path), test::pcbHeader(3, 9)) << "the counts of the frames handed over";
-    EXPECT_THAT(test::OpenReader(test::readFile(a.path)).frameSizes(false), ElementsAre(3));
-
-    ASSERT_TRUE(a.writer.open(a.path, buffer));
-    EXPECT_EQ(status(a.writer), std::tuple(0, 0, 0)) << "of the new file";
-    a.writer.writePcl(rgbCloud(2));
-    a.close();
-    EXPECT_EQ(status(a.writer), std::tuple(0, 1, 2));
   }
+}
+
+TEST(PcbWriter, SyncTellsWhetherTheFramesAreOnTheDisk) {
+  const CapturedLines log;
+  Writing a;
+  EXPECT_FALSE(a.writer.sync()) << "no file is open";
+  ASSERT_TRUE(a.writer.open(a.path, 0));
+  a.writer.writePcl(rgbCloud(3));
+  EXPECT_TRUE(a.writer.sync());
+  {
+    const test::FaultInjection injection({{test::Call::kSync, 1, true}});
+    EXPECT_FALSE(a.writer.sync());
+    a.close();
+  }
+  EXPECT_TRUE(a.writer.writeStatus().failed());
+  EXPECT_THAT(log.lines(), ElementsAre(testing::HasSubstr("File::sync,L#] file("),
+                                       testing::HasSubstr(") may be incomplete on the disk: ")));
+
+  const std::string pipe = a.directory.path("pipe");
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  const int reader = open(pipe.c_str(), O_RDWR | O_CLOEXEC);
+  ASSERT_TRUE(a.writer.open(pipe, 0));
+  a.writer.writePcl(rgbCloud(3));
+  EXPECT_TRUE(a.writer.sync()) << "a pipe cannot be synced";
+  a.close();
+  close(reader);
 }
 
 }  // namespace

@@ -2,9 +2,7 @@
 #include "pcbin_las/export/time_check.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <limits>
 #include <optional>
 #include <string>
 
@@ -27,27 +25,6 @@ struct TimePair {
   double difference() const { return pose - point; }
 };
 
-/// A clock that points or poses may have.
-struct Clock {
-  const char* name;
-  /// The time as adjusted standard GPS time; NaN when this clock cannot show it.
-  double (*adjusted)(double);
-};
-
-constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
-constexpr std::array<Clock, 3> kClocks = {{
-    {"Unix time",
-     [](double time) {
-       return pontra::isUnixTime(time) ? pontra::toAdjustedGpsTime(time) : kNone;
-     }},
-    {"GPS time", [](double time) { return time > kWeek ? time - 1e9 : kNone; }},
-    {"adjusted GPS time", [](double time) { return time; }},
-}};
-
-bool isWeekTime(double time) {
-  return time >= 0 && time <= kWeek;
-}
-
 /// Seconds of the GPS week of an adjusted standard GPS time.
 double weekTime(double adjusted) {
   const double seconds = std::fmod(adjusted + 1e9, kWeek);
@@ -57,22 +34,27 @@ double weekTime(double adjusted) {
 /// Whether two known clocks explain the time stamps within `allowed` seconds; prints them as
 /// information.
 bool areOfTwoClocks(const TimePair& times, double allowed) {
-  const auto [ofPoint, ofPose] = times;
+  constexpr const char* kWeekName = "GPS week seconds";
   const auto report = [](const char* points, const char* poses) {
-    TRACE_INFO("plausibility", "the points have %s, the poses %s.", points, poses);
+    TRACE_INFO("plausibility", "time stamps: the points have %s, the poses %s.", points, poses);
     return true;
   };
-  constexpr const char* kWeekName = "GPS week seconds";
   const auto agree = [allowed](double a, double b) { return std::abs(a - b) <= allowed; };
-  for (const Clock& clock : kClocks) {
-    const double point = clock.adjusted(ofPoint);
-    const double pose = clock.adjusted(ofPose);
-    if (isWeekTime(ofPose) && agree(weekTime(point), ofPose)) return report(clock.name, kWeekName);
-    if (isWeekTime(ofPoint) && agree(weekTime(pose), ofPoint)) return report(kWeekName, clock.name);
-    for (const Clock& other : kClocks) {
-      if (&other != &clock && agree(point, other.adjusted(ofPose)))
-        return report(clock.name, other.name);
+  for (const pontra::Clock ofPoint : pontra::kClocks) {
+    const double point = pontra::toAdjustedGpsTime(ofPoint, times.point);
+    if (!pontra::isTimeOf(ofPoint, times.point)) continue;
+    if (pontra::isWeekTime(times.pose) && agree(weekTime(point), times.pose))
+      return report(pontra::clockName(ofPoint), kWeekName);
+    for (const pontra::Clock ofPose : pontra::kClocks) {
+      if (ofPose != ofPoint && pontra::isTimeOf(ofPose, times.pose) &&
+          agree(point, pontra::toAdjustedGpsTime(ofPose, times.pose)))
+        return report(pontra::clockName(ofPoint), pontra::clockName(ofPose));
     }
+  }
+  for (const pontra::Clock ofPose : pontra::kClocks) {
+    if (pontra::isTimeOf(ofPose, times.pose) && pontra::isWeekTime(times.point) &&
+        agree(weekTime(pontra::toAdjustedGpsTime(ofPose, times.pose)), times.point))
+      return report(kWeekName, pontra::clockName(ofPose));
   }
   return false;
 }

@@ -10,6 +10,7 @@
 #include <unistd.h>
 #include <utility>
 
+#include "pcbin_las/platform/retried.h"
 #include "pcbin_las/platform/trace_macros.h"
 
 namespace ferrun {
@@ -242,6 +243,17 @@ void File::flush() {
   if (reading_ || end_ == 0) return;
   writeToDisk(buffer_.get(), end_);
   end_ = 0;
+}
+
+int File::sync() {
+  flush();
+  if (!isOpen() || reading_) return EBADF;
+  if (writeError_ != 0) return writeError_;
+  if (retried([this] { return ::fsync(descriptor_); }) == 0) return 0;
+  const int error = errno;
+  if (error == EINVAL || error == ENOTSUP || error == EROFS) return 0;
+  report("sync", "sync", error);
+  return error;
 }
 
 /// Writes all `size` bytes unless a write fails or has failed; returns the number of bytes written.

@@ -78,6 +78,12 @@ class PCBIN_API File final : public IODevice {
   }
 
   void flush() override;
+
+  /// Writes buffered data and waits until what was written is on the disk. Returns 0, also for
+  /// files that cannot be synced, such as pipes; otherwise errno, with an error line. Later writes
+  /// are still tried.
+  int sync();
+
   std::int64_t pos() const override;
   void seek(std::int64_t position) override;
 

@@ -1,6 +1,7 @@
 // Frames: the points of one lidar sweep, or one coloured cloud, with a time stamp.
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <vector>
 
@@ -26,6 +27,9 @@ struct PclFrame {
   Eigen::Quaternionf rotation{1, 0, 0, 0};  ///< from the frame to the map
   Eigen::Vector3f translation{0, 0, 0};     ///< metres, in the map
 };
+static_assert(sizeof(PclFrame) == (kAlignedQuaternions ? 64 : 56) &&
+              offsetof(PclFrame, rotation) == (kAlignedQuaternions ? 32 : 24) &&
+              offsetof(PclFrame, translation) == (kAlignedQuaternions ? 48 : 40));
 
 /// One frame of coloured points, whose coordinates are map coordinates.
 struct PclRGBFrame {

@@ -16,7 +16,8 @@ struct LioResultMsg {
   std::array<float, 4> rotation = {1, 0, 0, 0};  ///< quaternion w, x, y, z: sweep's frame to map
   std::array<float, 3> translation = {0, 0,
                                       0};  ///< metres: position of the sweep's frame in the map
-  std::shared_ptr<pcl::PointCloud<PointIRT>> cloud;  ///< the registered points of the sweep
+  /// The registered points of the sweep: in the map, metres. They are stored as they are.
+  std::shared_ptr<pcl::PointCloud<PointIRT>> cloud;
 };
 
 }  // namespace norvo

@@ -5,7 +5,7 @@
 #include <new>
 
 #include "pcbin_las/platform/byte_image.h"
-#include "pcbin_las/platform/trace_macros.h"
+#include "pcbin_las/storage/report_error.h"
 
 namespace modeling_app {
 
@@ -15,10 +15,12 @@ PcbReader::~PcbReader() {
 
 bool PcbReader::open(const std::string& path, unsigned newBufferSize) {
   if (file && file->isOpen()) return true;
+  errorText.clear();
+  readEnd = ReadEnd::kEndOfFile;
   try {
     if (!openFile(path) || !readHeader()) return false;
   } catch (const std::bad_alloc&) {
-    TRACE_MEMBER_ERROR(className.c_str(), "open", "no memory to open file(%s)!", path.c_str());
+    PCBIN_REPORT_ERROR(className, "open", "no memory to open file(%s)!", path.c_str());
     PcbReader::close();
     return false;
   }
@@ -31,13 +33,14 @@ bool PcbReader::open(const std::string& path, unsigned newBufferSize) {
 bool PcbReader::openFile(const std::string& path) {
   if (!file) file = std::make_shared<ferrun::File>();
   if (path.empty() || !ferrun::File::exists(path)) {
-    TRACE_MEMBER_ERROR(className.c_str(), "open", "file(%s) not exists!", path.c_str());
+    PCBIN_REPORT_ERROR(className, "open", "file(%s) not exists!", path.c_str());
     return false;
   }
   fileName = path;
   if (file->open(fileName, ferrun::File::kRead)) return true;
-  TRACE_MEMBER_ERROR(className.c_str(), "open", "file(%s) cannot be read: %s!", fileName.c_str(),
-                     std::strerror(errno));
+  const std::string reason = std::strerror(errno);
+  PCBIN_REPORT_ERROR(className, "open", "file(%s) cannot be read: %s!", fileName.c_str(),
+                     reason.c_str());
   TRACE_MEMBER_ERROR(className.c_str(), "open", "open file(%s) error!", fileName.c_str());
   return false;
 }
@@ -46,15 +49,15 @@ bool PcbReader::readHeader() {
   PcbHeader read{};
   const int length = ferrun::readImage(*file, read);
   if (length != sizeof(read)) {
-    TRACE_MEMBER_ERROR(className.c_str(), "open", "file(%s) read header error, len: %d!",
-                       fileName.c_str(), length);
+    PCBIN_REPORT_ERROR(className, "open", "file(%s) read header error, len: %d!", fileName.c_str(),
+                       length);
     return false;
   }
   header = std::make_shared<PcbHeader>(read);
   frames = read.frames;
   points = read.points;
   if (isPcbHeader(read)) return true;
-  TRACE_MEMBER_ERROR(className.c_str(), "open", "file(%s) is not pcbin file!", fileName.c_str());
+  PCBIN_REPORT_ERROR(className, "open", "file(%s) is not pcbin file!", fileName.c_str());
   return false;
 }
 

@@ -6,7 +6,7 @@
 
 #include "pcbin_las/platform/byte_image.h"
 #include "pcbin_las/platform/thread.h"
-#include "pcbin_las/platform/trace_macros.h"
+#include "pcbin_las/storage/report_error.h"
 
 namespace modeling_app {
 namespace {
@@ -35,10 +35,11 @@ PcbWriter::~PcbWriter() {
 
 bool PcbWriter::open(const std::string& path, unsigned newBufferSize) {
   if (file && file->isOpen()) return true;
+  errorText.clear();
   try {
     if (!openFile(path, newBufferSize)) return false;
   } catch (const std::bad_alloc&) {
-    TRACE_MEMBER_ERROR(className.c_str(), "open", "no memory to open file(%s)!", path.c_str());
+    PCBIN_REPORT_ERROR(className, "open", "no memory to open file(%s)!", path.c_str());
     header.reset();
     if (file) file->close();
     return false;
@@ -51,11 +52,12 @@ bool PcbWriter::open(const std::string& path, unsigned newBufferSize) {
 bool PcbWriter::openFile(const std::string& path, unsigned newBufferSize) {
   if (!file) file = std::make_shared<ferrun::File>();
   if (path.empty()) {
-    TRACE_MEMBER_ERROR(className.c_str(), "open", "file name empty!");
+    PCBIN_REPORT_ERROR(className, "open", "file name empty!");
     return false;
   }
   file->setWMBuffer(newBufferSize);
   if (!file->open(path, ferrun::File::kWrite)) {
+    rememberError("file(%s) cannot be written: %s!", path.c_str(), std::strerror(errno));
     TRACE_MEMBER_ERROR(className.c_str(), "open", "open file(%s) error!", path.c_str());
     return false;
   }
@@ -66,6 +68,7 @@ bool PcbWriter::openFile(const std::string& path, unsigned newBufferSize) {
   writeError = 0;
   storedFrames = storedPoints = 0;
   backlogReported = false;
+  wholeEnd = sizeof(PcbHeader);
   if (writeHeader("open")) return true;
   header.reset();
   return false;
@@ -83,17 +86,37 @@ void PcbWriter::close() {
   file->flush();
   recordWriteError();
   if (header) {
+    if (writeError != 0 && file->isRegular()) file->truncate(wholeEnd);
     file->seek(0);
     writeHeader("close");
     header.reset();
   }
+  syncFile();
   file->close();
   recordWriteError();
   reportFailure(frames, points);
 }
 
+void PcbWriter::waitForFrames() {
+  taskQueue->runHere();
+  taskQueue->waitForTasks();
+}
+
+bool PcbWriter::sync() {
+  waitForFrames();
+  const std::lock_guard lock(mutex);
+  if (!isOpen()) return false;
+  syncFile();
+  return writeError == 0;
+}
+
 WriteStatus PcbWriter::writeStatus() const {
-  return {writeError, storedFrames, storedPoints};
+  return {writeError, storedFrames, storedPoints, queuedBytes};
+}
+
+void PcbWriter::syncFile() {
+  const int error = file->sync();
+  if (writeError == 0) writeError = error;
 }
 
 /// Writes the header to disk.
@@ -103,8 +126,8 @@ bool PcbWriter::writeHeader(const char* function) {
   recordWriteError();
   if (file->writeError() != 0) length = static_cast<int>(file->pos());
   if (length == sizeof(PcbHeader)) return true;
-  TRACE_MEMBER_ERROR(className.c_str(), function, "file(%s) write header error, len: %d!",
-                     fileName.c_str(), length);
+  PCBIN_REPORT_ERROR(className, function, "file(%s) write header error, len: %d!", fileName.c_str(),
+                     length);
   return false;
 }
 
@@ -112,16 +135,22 @@ void PcbWriter::recordWriteError() {
   if (writeError == 0) writeError = file->writeError();
 }
 
-/// Prints one line when a write has failed.
+/// Prints one line when a write has failed, or when all was written and the disk may not hold it.
 void PcbWriter::reportFailure(std::uint64_t handedFrames, std::uint64_t handedPoints) {
   if (writeError == 0) return;
-  TRACE_MEMBER_ERROR(className.c_str(), "close",
-                     "file(%s) is incomplete, %llu of %llu frames and %llu of %llu points are on "
-                     "disk: %s!",
+  const char* const reason = std::strerror(writeError);
+  if (storedFrames == handedFrames) {
+    PCBIN_REPORT_ERROR(className, "close", "file(%s) may be incomplete on the disk: %s!",
+                       fileName.c_str(), reason);
+    return;
+  }
+  PCBIN_REPORT_ERROR(className, "close",
+                     "file(%s) is incomplete, %llu of %llu frames and %llu of %llu points were "
+                     "written: %s!",
                      fileName.c_str(), static_cast<unsigned long long>(storedFrames),
                      static_cast<unsigned long long>(handedFrames),
                      static_cast<unsigned long long>(storedPoints),
-                     static_cast<unsigned long long>(handedPoints), std::strerror(writeError));
+                     static_cast<unsigned long long>(handedPoints), reason);
 }
 
 }  // namespace modeling_app

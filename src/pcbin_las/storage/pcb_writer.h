@@ -10,11 +10,13 @@
 
 namespace modeling_app {
 
-/// What a writer has written to disk.
+/// What a writer has handed to the system. It is on the disk after sync() has returned true, or
+/// after close() when no write has failed.
 struct PCBIN_API WriteStatus {
-  int error = 0;             ///< errno of the first write that failed since open(), 0 when none has
-  std::uint64_t frames = 0;  ///< whole frames on disk
+  int error = 0;             ///< errno of the first write or sync that failed since open(), or 0
+  std::uint64_t frames = 0;  ///< whole frames handed to the system
   std::uint64_t points = 0;  ///< points of these frames
+  std::uint64_t backlogBytes = 0;  ///< memory of the points that wait to be written
 
   bool failed() const { return error != 0; }
 
@@ -23,9 +25,14 @@ struct PCBIN_API WriteStatus {
 };
 
 /// Creates a pcbin file and appends the frames that writePcl() queues. If the process is killed,
-/// the frames whose tasks have ended can be read. A pipeline should call writeStatus() after
-/// close(): neither the result of writePcl() nor the counts show that the disk was full, and log
-/// lines are printed only once a tracer is started (platform/tracer.h).
+/// the frames whose tasks have ended can be read; after a power cut, those of the last sync(). A
+/// pipeline should call writeStatus() after close(): neither the result of writePcl() nor the
+/// counts show that the disk was full, and log lines are printed only once a tracer is started
+/// (platform/tracer.h).
+///
+/// After a failed write, a regular file is cut back to its last whole frame, and the next frame is
+/// tried: when a full disk has room again, the recording continues. The lost frame keeps its
+/// frameIndex and counts in the header.
 ///
 /// A write to a pipe without a reader, or beyond a limit of the file size, ends the process by
 /// SIGPIPE or SIGXFSZ unless the caller ignores these signals; the write then fails instead. After
@@ -45,12 +52,22 @@ class PCBIN_API PcbWriter : public PclBinary {
   bool open(const std::string& path, unsigned newBufferSize) override;
 
   /// Waits until the queue is empty, also of the tasks of other writers if it is shared; then
-  /// writes the header with the final counts and closes the file. While tasks are queued it checks
-  /// every 5 seconds and prints a warning each time. To avoid that, wait until totalFrames() equals
-  /// the number of frames queued. The writer may be opened again.
+  /// writes the header with the final counts, waits until the file is on the disk, and closes it.
+  /// While tasks are queued it checks every 5 seconds and prints a warning each time: call
+  /// waitForFrames() first to avoid that. The writer may be opened again.
   void close() override;
 
-  /// What is on disk; after close(), of the file that was closed. Any thread may call it at any
+  /// Returns as soon as the frames queued so far have been written or have failed. If the queue is
+  /// shared, waits for the tasks of other writers as well. Any thread may call it.
+  void waitForFrames();
+
+  /// Waits for the frames queued so far and for the disk. True when all frames since open() are on
+  /// the disk; false when one was lost, the disk reported an error, or no file is open. A file that
+  /// cannot be synced, such as a pipe, counts as synced. Frames may be queued meanwhile. Any thread
+  /// may call it, but not during open() or close().
+  bool sync();
+
+  /// What was written; after close(), to the file that was closed. Any thread may call it at any
   /// time.
   WriteStatus writeStatus() const;
 
@@ -58,6 +75,7 @@ class PCBIN_API PcbWriter : public PclBinary {
   bool openFile(const std::string& path, unsigned newBufferSize);
   bool writeHeader(const char* function);
   void recordWriteError();
+  void syncFile();
   void reportFailure(std::uint64_t handedFrames, std::uint64_t handedPoints);
 
   std::string className = "PcbWriter";

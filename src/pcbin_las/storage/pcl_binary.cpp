@@ -1,5 +1,12 @@
 #include "pcbin_las/storage/pcl_binary.h"
 
+#include <array>
+#include <cstdarg>
+#include <cstdio>
+#include <exception>
+
+#include "pcbin_las/platform/escape.h"
+
 namespace modeling_app {
 
 unsigned PclBinary::totalFrames() const {
@@ -8,6 +15,24 @@ unsigned PclBinary::totalFrames() const {
 
 unsigned PclBinary::totalPoints() const {
   return isOpen() ? static_cast<unsigned>(points) : 0;
+}
+
+std::string PclBinary::lastError() const {
+  const std::lock_guard lock(mutex);
+  return errorText;
+}
+
+void PclBinary::rememberError(const char* format, ...) noexcept {
+  std::array<char, 8192> text{};  // a path has up to 4096 bytes
+  std::va_list values;
+  va_start(values, format);
+  std::vsnprintf(text.data(), text.size(), format, values);
+  va_end(values);
+  try {
+    errorText = ferrun::escapeControls(text.data());
+  } catch (const std::exception&) {
+    errorText = "no memory";
+  }
 }
 
 void PclBinary::setCounts(std::uint64_t newFrames, std::uint64_t newPoints) {

@@ -20,7 +20,8 @@
 
 namespace modeling_app {
 
-/// Why a read call returned; later values are worse.
+/// Why a read call returned; later values are worse. kDamage and kReadError stay until the file is
+/// closed.
 enum class ReadEnd {
   kComplete,   ///< all frames were read, or their clouds would exceed 1 GiB together
   kEndOfFile,  ///< the file ends after a whole frame, or no file is open
@@ -66,8 +67,10 @@ class PCBIN_API PclBinary {
   /// Reads the next frames, at most `count`, which must be lidar frames (readPcl) or coloured
   /// frames (readPclRGB). Returns fewer when the file ends (without a line); when it is damaged or
   /// cannot be read, or memory runs out (with an error line); and before the clouds would exceed 1
-  /// GiB together. lastReadEnd() returns the reason. A frame that did not fit into memory can be
-  /// read by the next call, unless the file is a pipe or a device.
+  /// GiB together. lastReadEnd() returns the reason, lastError() the line. A frame that did not fit
+  /// into memory can be read by the next call, unless the file is a pipe or a device. After damage
+  /// a call reads on where the damage was found, usually points that it takes for a frame header:
+  /// it returns no frame, or frames that mean nothing. Stop reading there.
   virtual PclFrames readPcl(unsigned count);
   virtual PclRGBFrames readPclRGB(unsigned count);
 
@@ -81,10 +84,13 @@ class PCBIN_API PclBinary {
   /// warning is printed when their points exceed kBacklogWarning bytes.
   ///
   /// Write either lidar frames (the first two) or coloured frames to a file: a reader stops at a
-  /// frame of the other kind. A coloured frame's time stamp is the time of this call.
+  /// frame of the other kind. The intensity of a coloured point is stored as an integer: truncated,
+  /// modulo 65536, and 0 for negative values and NaN. A coloured cloud is stored with the time of
+  /// this call, a PclRGBFrame with its own time stamp.
   virtual bool writePcl(std::shared_ptr<PclFrame> frame);
   virtual bool writePcl(std::shared_ptr<norvo::LioResultMsg> msg);
   virtual bool writePcl(std::shared_ptr<norvo::RgbCloud> cloud);
+  virtual bool writePcl(std::shared_ptr<PclRGBFrame> frame);
 
   static constexpr std::uint64_t kBacklogWarning = std::uint64_t{1} << 30;  ///< bytes of points
 
@@ -93,8 +99,14 @@ class PCBIN_API PclBinary {
   /// frames. Does not read the points of a regular file.
   PassedFrames passPclRGB(unsigned mostFrames, std::uint64_t pointsNotWanted);
 
-  /// Why the last call of readPcl() or readPclRGB() returned.
+  /// Why the last call of readPcl() or readPclRGB() returned, or damage or a read error that an
+  /// earlier call has found: it is enough to ask after the loop. The next open() resets it.
   ReadEnd lastReadEnd() const { return readEnd; }
+
+  /// The last error line since open() was called, without its tag, time and origin: why open() or a
+  /// read call failed, for example "file(map.pcbin) not exists!". Empty when there was none. Waits
+  /// for a read call of another thread; must not be called during open().
+  std::string lastError() const;
 
   /// The counts of the header, modulo 2^32; of a writer, those of the frames whose tasks have
   /// ended. 0 when no file is open. Any thread may call them, but not during open() or close().
@@ -109,12 +121,13 @@ class PCBIN_API PclBinary {
   bool isOpen() const { return file && file->isOpen() && header; }
   void setCounts(std::uint64_t newFrames, std::uint64_t newPoints);
   void forgetFrames();
+  [[gnu::format(printf, 2, 3)]] void rememberError(const char* format, ...) noexcept;
 
   std::string name = "PclBinary";  ///< the class in the log lines of this class's operations
   std::shared_ptr<ferrun::AsyncTaskQueue> taskQueue;  ///< of write tasks; null in a reader
   std::shared_ptr<PcbHeader> header;                  ///< null while no file is open
   std::string fileName;                               ///< of the file last opened
-  std::mutex mutex;                        ///< locked during a read call, a write task and close()
+  mutable std::mutex mutex;                ///< locked during a read call, a write task and close()
   std::uint32_t bufferSize = kBufferSize;  ///< bytes, as given to open()
   std::uint32_t frameCounter = 0;          ///< index of the next frame written
   std::shared_ptr<ferrun::File> file;      ///< created by the first open() and kept
@@ -122,11 +135,13 @@ class PCBIN_API PclBinary {
   std::atomic<std::uint64_t> points = 0;   ///< read while another thread writes them
   std::atomic<ReadEnd> readEnd = ReadEnd::kEndOfFile;
 
-  std::atomic<int> writeError = 0;  ///< errno of the first write that failed since open()
-  std::atomic<std::uint64_t> storedFrames = 0;  ///< whole frames on disk
+  std::atomic<int> writeError = 0;  ///< errno of the first write or sync that failed since open()
+  std::int64_t wholeEnd = 0;        ///< where the last whole frame ends in the file being written
+  std::atomic<std::uint64_t> storedFrames = 0;  ///< whole frames handed to the system
   std::atomic<std::uint64_t> storedPoints = 0;  ///< points of these
   std::atomic<std::uint64_t> queuedBytes = 0;   ///< of the points of queued frames
   std::atomic<bool> backlogReported = false;
+  std::string errorText;  ///< see lastError()
 
  private:
   template <class Frames, class ReadFrame>
@@ -151,6 +166,7 @@ class PCBIN_API PclBinary {
   void writeRgbFrame(PcbFrameHeader frameHeader, const norvo::RgbCloud& cloud);
   void beginFrame(PcbFrameHeader& frameHeader, std::size_t pointCount);
   void endFrame(std::size_t pointCount);
+  void cutBack();
 
   std::optional<PcbFrameHeader> nextFrame;  ///< header of the next frame, once it has been read
   std::vector<char> chunk;                  ///< bytes of the point block being read

@@ -7,9 +7,9 @@
 
 #include "pcbin_las/platform/byte_image.h"
 #include "pcbin_las/platform/str_util.h"
-#include "pcbin_las/platform/trace_macros.h"
 #include "pcbin_las/storage/pcl_binary.h"
 #include "pcbin_las/storage/point_codec.h"
+#include "pcbin_las/storage/report_error.h"
 
 namespace modeling_app {
 namespace {
@@ -69,6 +69,11 @@ auto decoderInto(Cloud& cloud) {
   };
 }
 
+/// Whether frames are lost for good: not for lack of memory, after which the frame can be read.
+bool isLost(ReadEnd end) {
+  return end == ReadEnd::kDamage || end == ReadEnd::kReadError;
+}
+
 }  // namespace
 
 PclFrames PclBinary::readPcl(unsigned count) {
@@ -84,9 +89,9 @@ PclRGBFrames PclBinary::readPclRGB(unsigned count) {
 template <class Frames, class ReadFrame>
 Frames PclBinary::readFrames(unsigned count, const char* function, ReadFrame readFrame) {
   const std::lock_guard lock(mutex);
-  readEnd = isOpen() ? ReadEnd::kComplete : ReadEnd::kEndOfFile;
   Frames result;
   if (!isOpen()) return result;
+  if (!isLost(readEnd)) readEnd = ReadEnd::kComplete;
   using Point = std::decay_t<decltype(result[0]->cloud->points[0])>;
   std::uint64_t bytes = 0;
   std::int64_t blockStart = 0;
@@ -114,18 +119,19 @@ bool PclBinary::fileHoldsBlock() const {
   return file->isRegular() && nextFrame->pointCount * recordSize <= file->getSize() - file->pos();
 }
 
-/// Records why reading ends; always false.
+/// Records why reading ends, unless something worse ended it before; always false.
 bool PclBinary::stopReading(ReadEnd end) {
-  readEnd = file->readError() != 0 ? ReadEnd::kReadError : end;
+  if (file->readError() != 0) end = ReadEnd::kReadError;
+  if (!isLost(readEnd) || isLost(end)) readEnd = end;
   return false;
 }
 
 /// After a failed allocation: if the file can be sought, the frame whose block begins at
 /// `blockStart` becomes the next one again.
 void PclBinary::reportNoMemory(const char* function, std::int64_t blockStart) {
-  readEnd = ReadEnd::kNoMemory;
+  if (!isLost(readEnd)) readEnd = ReadEnd::kNoMemory;
   const unsigned pointCount = nextFrame ? nextFrame->pointCount : 0;
-  TRACE_MEMBER_ERROR(name.c_str(), function, "file(%s) no memory for a frame of %u points!",
+  PCBIN_REPORT_ERROR(name, function, "file(%s) no memory for a frame of %u points!",
                      fileName.c_str(), pointCount);
   if (nextFrame && file->isRegular())
     file->seek(blockStart);
@@ -141,8 +147,7 @@ bool PclBinary::haveFrameHeader(const char* function) {
   const int length = ferrun::readImage(*file, frameHeader);
   if (length < 1) return stopReading(ReadEnd::kEndOfFile);
   if (length != sizeof(frameHeader)) {
-    TRACE_MEMBER_ERROR(name.c_str(), function, "file(%s) broken, cannot read header!",
-                       fileName.c_str());
+    PCBIN_REPORT_ERROR(name, function, "file(%s) broken, cannot read header!", fileName.c_str());
     return stopReading(ReadEnd::kDamage);
   }
   nextFrame = frameHeader;
@@ -152,8 +157,8 @@ bool PclBinary::haveFrameHeader(const char* function) {
 /// Whether the next frame is a lidar frame.
 bool PclBinary::haveIrtHeader() {
   if (nextFrame->format == kIrtFormat) return true;
-  TRACE_MEMBER_ERROR(name.c_str(), "readPcl", "pcl frame[%u] format(%u) error!",
-                     nextFrame->frameIndex, nextFrame->format);
+  PCBIN_REPORT_ERROR(name, "readPcl", "pcl frame[%u] format(%u) error!", nextFrame->frameIndex,
+                     nextFrame->format);
   return stopReading(ReadEnd::kDamage);
 }
 
@@ -162,7 +167,7 @@ bool PclBinary::haveRgbHeader() {
   if (nextFrame->format == kRgbFormat) return true;
   const std::int64_t position = file->pos() - std::int64_t{sizeof(PcbFrameHeader)};
   const auto* const bytes = reinterpret_cast<const char*>(&*nextFrame);
-  TRACE_MEMBER_ERROR(name.c_str(), "readPclRGB",
+  PCBIN_REPORT_ERROR(name, "readPclRGB",
                      "pcl frame[%u] format(%u) read error, pos: %u, header[%s]!",
                      nextFrame->frameIndex, nextFrame->format, static_cast<unsigned>(position),
                      ferrun::StrUtil::hexView(bytes, sizeof(PcbFrameHeader)).c_str());
@@ -208,7 +213,7 @@ std::shared_ptr<PclFrame> PclBinary::readIrtFrame() {
   }
   stopReading(ReadEnd::kDamage);
   if (length < 1 && size <= kLargestIrtBlock) return nullptr;  // the file ends here
-  TRACE_MEMBER_ERROR(name.c_str(), "readPcl",
+  PCBIN_REPORT_ERROR(name, "readPcl",
                      "file(%s) read msg data error, len: %lld, chunk size: %llu, pointnums: %u!",
                      fileName.c_str(), static_cast<long long>(length),
                      static_cast<unsigned long long>(size), frameHeader.pointCount);
@@ -243,7 +248,7 @@ bool PclBinary::readRgbBlock(TakeBytes takeBytes) {
     if (reader.read(rest) == static_cast<std::int64_t>(rest)) return true;
   }
   stopReading(ReadEnd::kDamage);
-  TRACE_MEMBER_ERROR(name.c_str(), "readPclRGB",
+  PCBIN_REPORT_ERROR(name, "readPclRGB",
                      "file(%s) read error, len: %llu, total size: %llu, points: %u!",
                      fileName.c_str(), static_cast<unsigned long long>(done),
                      static_cast<unsigned long long>(size), nextFrame->pointCount);

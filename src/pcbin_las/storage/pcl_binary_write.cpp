@@ -28,6 +28,13 @@ PcbFrameHeader irtFrameHeader(double timestamp, const std::array<float, 4>& rota
   return frameHeader;
 }
 
+PcbFrameHeader rgbFrameHeader(double timestamp) {
+  PcbFrameHeader frameHeader{};
+  frameHeader.format = kRgbFormat;
+  frameHeader.timestamp = timestamp;
+  return frameHeader;
+}
+
 /// Whether there is a cloud, and it is small enough for a point block.
 template <class Record, class Cloud>
 bool fitsBlock(const Cloud* cloud, std::uint64_t largestBlock) {
@@ -106,14 +113,20 @@ bool PclBinary::writePcl(std::shared_ptr<norvo::RgbCloud> cloud) {
   if (!fitsBlock<RgbPointRecord>(cloud.get(), kLargestRgbBlock)) return false;
   const std::uint64_t bytes = cloud->points.size() * sizeof(norvo::PointRGBIST);
   return queueTask(bytes, [this, cloud = std::move(cloud), now = ferrun::Time::fromEpoch()] {
-    PcbFrameHeader frameHeader{};
-    frameHeader.format = kRgbFormat;
-    frameHeader.timestamp = now.toSec();
-    writeRgbFrame(frameHeader, *cloud);
+    writeRgbFrame(rgbFrameHeader(now.toSec()), *cloud);
+  });
+}
+
+bool PclBinary::writePcl(std::shared_ptr<PclRGBFrame> frame) {
+  if (!frame || !fitsBlock<RgbPointRecord>(frame->cloud.get(), kLargestRgbBlock)) return false;
+  const std::uint64_t bytes = frame->cloud->points.size() * sizeof(norvo::PointRGBIST);
+  return queueTask(bytes, [this, frame = std::move(frame)] {
+    writeRgbFrame(rgbFrameHeader(frame->timestamp), *frame->cloud);
   });
 }
 
 void PclBinary::beginFrame(PcbFrameHeader& frameHeader, std::size_t pointCount) {
+  if (file->writeError() != 0) cutBack();
   frameHeader.frameIndex = frameCounter++;
   frameHeader.pointCount = static_cast<std::uint32_t>(pointCount);
   ferrun::writeImage(*file, frameHeader);
@@ -125,10 +138,20 @@ void PclBinary::endFrame(std::size_t pointCount) {
   if (file->writeError() == 0) {
     ++storedFrames;
     storedPoints += pointCount;
-  } else if (writeError == 0) {
-    writeError = file->writeError();
+    wholeEnd = file->pos();
+  } else {
+    if (writeError == 0) writeError = file->writeError();
+    cutBack();
   }
   setCounts(frames + 1, points + pointCount);
+}
+
+/// After a failed write: cuts a regular file back to its last whole frame, so that the next frame
+/// can be tried. What cannot be cut off is overwritten by that frame or cut off by close().
+void PclBinary::cutBack() {
+  if (!file->isRegular()) return;
+  file->truncate(wholeEnd);
+  file->seek(wholeEnd);
 }
 
 void PclBinary::writeIrtFrame(PcbFrameHeader frameHeader, const norvo::IrtCloud& cloud) {
@@ -138,11 +161,12 @@ void PclBinary::writeIrtFrame(PcbFrameHeader frameHeader, const norvo::IrtCloud&
 }
 
 void PclBinary::writeRgbFrame(PcbFrameHeader frameHeader, const norvo::RgbCloud& cloud) {
+  const bool firstFailure = writeError == 0;
   beginFrame(frameHeader, cloud.points.size());
   std::size_t failures = 0;
   writePoints<RgbPointRecord>(*file, cloud, [&](int length) {
     const char* const reason = std::strerror(errno);
-    if (++failures > kMostWriteWarnings) return;
+    if (!firstFailure || ++failures > kMostWriteWarnings) return;
     TRACE_MEMBER_WARNING(name.c_str(), "operator()", "write frame(%u) point data error(%d): %s!",
                          frameHeader.frameIndex, length, reason);
   });

@@ -38,6 +38,10 @@ namespace norvo {
     return Eigen::Map<const Eigen::Array4f, Eigen::Aligned16>(data);  \
   }
 
+// Anonymous structs, which compilers know but the standard does not.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wpedantic"
+
 /// One point of a lidar frame, with the layout of PCL's point types: 16-byte aligned, the
 /// coordinates in a group of four floats.
 struct alignas(16) PointIRT {
@@ -77,6 +81,7 @@ struct alignas(16) PointRGBIST {
 static_assert(sizeof(PointRGBIST) == 48 && offsetof(PointRGBIST, rgba) == 16 &&
               offsetof(PointRGBIST, timestamp) == 24 && offsetof(PointRGBIST, sweepid) == 32);
 
+#pragma GCC diagnostic pop
 #undef PCBIN_ADD_EIGEN_MAPS
 
 }  // namespace norvo
