@@ -64,7 +64,7 @@ void checkRange(const std::vector<Point>& points, const norvo::PGOResultMsg& pos
                   range);
   else if (spread > kLargestSpread * extent)
     TRACE_WARNING("plausibility",
-                  "the registration positions spread over %.3g m, the points over %.3g m (of a "
+                  "the registration positions spread over %.1f m, the points over %.1f m (of a "
                   "sample): check that the positions are in metres and the poses those of this "
                   "survey!",
                   spread, extent);

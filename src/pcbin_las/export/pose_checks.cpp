@@ -112,11 +112,10 @@ void checkUnits(const std::string& pgoPath, const PoseFileReport& report) {
   if (report.notUnit == 0) return;
   TRACE_WARNING(
       "plausibility",
-      "pgo file(%s): %llu of %llu poses have a quaternion that is no unit quaternion, the "
-      "first is in line %u with the norm %.6g: they distort the points, write them with "
-      "norm 1!",
-      pgoPath.c_str(), static_cast<unsigned long long>(report.notUnit),
-      static_cast<unsigned long long>(report.poses), report.firstNotUnit, report.normOfFirst);
+      "pgo file(%s): lines with a quaternion whose norm is not 1: %llu, the first is line "
+      "%u (%.6g); they distort the points, write unit quaternions!",
+      pgoPath.c_str(), static_cast<unsigned long long>(report.notUnit), report.firstNotUnit,
+      report.normOfFirst);
 }
 
 bool hasMoreThanThreeDecimals(double value) {
@@ -132,11 +131,12 @@ bool looksLikeDegrees(const Vector3d& offset) {
 
 void checkOffset(const std::string& pgoPath, const PoseFileReport& report, const Vector3d& offset) {
   if (report.newOffsets > 0)
-    TRACE_WARNING("plausibility",
-                  "pgo file(%s): the offset changes in %llu lines, first in line %u from %s: the "
-                  "last line holds, write one offset in all lines or use --offset!",
-                  pgoPath.c_str(), static_cast<unsigned long long>(report.newOffsets),
-                  report.firstNewOffset, report.firstOffsetChange.c_str());
+    TRACE_WARNING(
+        "plausibility",
+        "pgo file(%s): lines whose offset is not that of the line before: %llu, the first "
+        "is line %u (%s); the last one holds, write one offset or use --offset!",
+        pgoPath.c_str(), static_cast<unsigned long long>(report.newOffsets), report.firstNewOffset,
+        report.firstOffsetChange.c_str());
   if (looksLikeDegrees(offset))
     TRACE_WARNING("plausibility",
                   "the offset %.8g %.8g looks like degrees: write easting and northing in metres!",

@@ -145,8 +145,8 @@ void Loader::keep(const PoseLine& line) {
   if (report_.newOffsets++ > 0) return;
   report_.firstNewOffset = lineNumber_;
   report_.firstOffsetChange = ferrun::StrUtil::format(
-      "%.15g %.15g %.15g to %.15g %.15g %.15g", msg_.offset.x(), msg_.offset.y(), msg_.offset.z(),
-      line.offset.x(), line.offset.y(), line.offset.z());
+      "%.15g %.15g %.15g, then %.15g %.15g %.15g", msg_.offset.x(), msg_.offset.y(),
+      msg_.offset.z(), line.offset.x(), line.offset.y(), line.offset.z());
 }
 
 /// Whether a line is ignored without a message.
