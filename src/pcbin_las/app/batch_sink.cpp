@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/app/batch_sink.h"
 
 #include <algorithm>
@@ -7,13 +8,11 @@
 
 namespace {
 
-/// The level of a line; `former` when it has no tag, which happens after a line break inside a
-/// message.
-int levelOf(std::string_view line, int former) {
+/// The level of a line by its tag. Every line has one: line breaks inside messages are escaped.
+int levelOf(std::string_view line) {
   if (line.starts_with("<E>")) return ferrun::kLevelError;
   if (line.starts_with("<W>")) return ferrun::kLevelWarning;
-  if (line.starts_with("<I>") || line.starts_with("<C>")) return ferrun::kLevelInfo;
-  return former;
+  return ferrun::kLevelInfo;
 }
 
 /// The origin of a warning, which contains its place in the source; with the text for the notes on
@@ -29,9 +28,9 @@ void BatchSink::write(const char* lines, std::size_t size) {
   std::string wanted;
   for (std::string_view rest(lines, size); !rest.empty();) {
     const std::string_view line = rest.substr(0, rest.find('\n'));
-    level_ = levelOf(line, level_);
-    if (level_ >= threshold_) wanted.append(line) += '\n';
-    if (level_ >= ferrun::kLevelWarning) keep(line);
+    const int level = levelOf(line);
+    if (level >= threshold_) wanted.append(line) += '\n';
+    if (level >= ferrun::kLevelWarning) keep(line, level);
     rest.remove_prefix(std::min(line.size() + 1, rest.size()));
   }
   if (wanted.empty()) return;
@@ -40,9 +39,9 @@ void BatchSink::write(const char* lines, std::size_t size) {
 }
 
 /// Keeps an error line, or a warning of a new kind.
-void BatchSink::keep(std::string_view line) {
+void BatchSink::keep(std::string_view line, int level) {
   const std::lock_guard lock(mutex_);
-  if (level_ == ferrun::kLevelError) {
+  if (level == ferrun::kLevelError) {
     if (firstError_.empty()) firstError_ = line;
   } else if (warningKinds_.emplace(kindOf(line)).second && warnings_.size() < kMostWarnings) {
     warnings_.emplace_back(line);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The console of a run with --batch.
 #pragma once
 
@@ -35,10 +36,9 @@ class BatchSink : public ferrun::TracerSink {
   ProgressBar& progressBar() { return progressBar_; }
 
  private:
-  void keep(std::string_view line);
+  void keep(std::string_view line, int level);
 
   int threshold_;
-  int level_ = 1;  ///< of the last line with a tag
   ferrun::STDSink output_;
   ProgressBar progressBar_;
   mutable std::mutex mutex_;  ///< guards the members below
