@@ -51,10 +51,10 @@ bool reportUnread(const char* kind, const std::string& path) {
 
 bool drawComparison(const Conversion& conversion, const BatchOutputs& outputs) {
   norvo::PGOResultMsg poses;
-  std::uint64_t linesSkipped = 0;
+  PoseFileReport report;
   const auto load = [&] {
     const QuietTracer quiet;
-    return loadPgoFileStrictly(conversion.pgoPath, poses, linesSkipped);
+    return loadPgoFile(conversion.pgoPath, poses, report);
   };
   if (!load()) return reportUnread("pgo", conversion.pgoPath);
   const auto pass = [&](const std::function<void(std::span<const picture::MovedPoint>)>& take) {
