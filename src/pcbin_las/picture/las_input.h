@@ -31,6 +31,11 @@ class LasInput {
   /// Passes all points to `take`, in batches. False, with an error line, when a read fails.
   bool pass(const TakePoints& take) { return passRecords(0, count_, take); }
 
+  /// The same for the first or the second half of the points.
+  bool passHalf(bool second, const TakePoints& take) {
+    return passRecords(second ? count_ / 2 : 0, second ? count_ : count_ / 2, take);
+  }
+
   /// Passes points from all parts of the file to `take`: all points of a file with at most
   /// kFewPoints. False as above.
   bool passSome(const TakePoints& take);

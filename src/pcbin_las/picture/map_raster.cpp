@@ -9,19 +9,33 @@ namespace {
 
 constexpr int kLowestUnit = 1 << Layer::kStepBits;  // so that only an empty layer has step 0
 constexpr int kHighestUnit = 65535;
+constexpr int kMostPoints = 256;  // of a layer: more than 256 colours overflow their sum
 
 }  // namespace
 
+void Layer::halve() {
+  count /= 2;
+  for (std::uint16_t& sum : sums) sum /= 2;
+}
+
 void Layer::add(std::uint16_t pointHeight, const std::array<std::uint8_t, 3>& colour) {
-  constexpr int kMostPoints = 256;
-  if (count == kMostPoints) {
-    count /= 2;
-    for (std::uint16_t& sum : sums) sum /= 2;
-  }
+  if (count == kMostPoints) halve();
   height = std::max(height, pointHeight);
   ++count;
   for (std::size_t i = 0; i < colour.size(); ++i)
     sums[i] = static_cast<std::uint16_t>(sums[i] + colour[i]);
+}
+
+void Layer::add(const Layer& other) {
+  Layer more = other;
+  while (count + more.count > kMostPoints) {
+    halve();
+    more.halve();
+  }
+  height = std::max(height, more.height);
+  count = static_cast<std::uint16_t>(count + more.count);
+  for (std::size_t i = 0; i < sums.size(); ++i)
+    sums[i] = static_cast<std::uint16_t>(sums[i] + more.sums[i]);
 }
 
 MapRaster::MapRaster(const MapView& view, bool wideColours)
@@ -45,6 +59,26 @@ MapRaster::MapRaster(const MapView& view, bool wideColours)
 void MapRaster::add(std::span<const MapPoint> points) {
   for (; points.size() > kBatch; points = points.subspan(kBatch)) addBatch(points.first(kBatch));
   addBatch(points);
+}
+
+void MapRaster::add(const MapRaster& other) {
+  count_ += other.count_;
+  colourBits_ |= other.colourBits_;
+  leftOut_.outside += other.leftOut_.outside;
+  leftOut_.below += other.leftOut_.below;
+  leftOut_.above += other.leftOut_.above;
+  const auto extend = [](Range& range, const Range& more) {
+    range = {std::min(range.low, more.low), std::max(range.high, more.high)};
+  };
+  extend(heights_, other.heights_);
+  extend(leftOut_.x, other.leftOut_.x);
+  extend(leftOut_.y, other.leftOut_.y);
+  for (std::size_t cell = 0; cell < tops_.size(); ++cell) {
+    for (const Layer& layer : {other.tops_[cell], other.belows_[cell]}) {
+      if (layer.count == 0) break;
+      if (Layer* const own = layerOf(cell, layer.step())) own->add(layer);
+    }
+  }
 }
 
 /// Computes all cell indices before it accesses a cell, so that the memory accesses overlap: this
@@ -83,9 +117,7 @@ void MapRaster::addBatch(std::span<const MapPoint> points) {
                     static_cast<std::uint8_t>(blue >> scale.colourShift)};
   }
   for (const auto& [cell, height, colour] : std::span(entries).first(size)) {
-    const int step = height >> Layer::kStepBits;
-    Layer* const layer = step == tops_[cell].step() ? &tops_[cell] : otherLayer(cell, step);
-    if (layer != nullptr) layer->add(height, colour);
+    if (Layer* const layer = layerOf(cell, height >> Layer::kStepBits)) layer->add(height, colour);
   }
   heights_ = heights;
   colourBits_ = colourBits;

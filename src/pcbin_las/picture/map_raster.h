@@ -27,6 +27,8 @@ struct Layer {
 
   int step() const { return height >> kStepBits; }
   void add(std::uint16_t pointHeight, const std::array<std::uint8_t, 3>& colour);
+  void add(const Layer& other);
+  void halve();
 
   static constexpr int kStepBits = 5;  ///< a step has 32 units
 };
@@ -40,6 +42,9 @@ class MapRaster {
 
   /// Adds the points to their cells.
   void add(std::span<const MapPoint> points);
+
+  /// Adds the points of a raster of the same view and colours.
+  void add(const MapRaster& other);
 
   /// The number of points in the view and in its slice, their heights, and the points left out.
   std::uint64_t count() const { return count_; }
@@ -64,6 +69,12 @@ class MapRaster {
   void addBatch(std::span<const MapPoint> points);
   bool leaveOut(const Position& position);
   Layer* otherLayer(std::size_t cell, int step);
+
+  /// The layer of a step of height, which is empty if there was none; null for a lower step than
+  /// those of both layers.
+  Layer* layerOf(std::size_t cell, int step) {
+    return step == tops_[cell].step() ? &tops_[cell] : otherLayer(cell, step);
+  }
 
   static constexpr std::size_t kBatch = 64;  ///< points
 

@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/picture/picture.h"
 
+#include <csignal>
+#include <new>
+#include <system_error>
+#include <thread>
+
 #include "pcbin_las/picture/las_input.h"
 #include "pcbin_las/picture/map_drawing.h"
 #include "pcbin_las/picture/png_file.h"
@@ -12,14 +17,56 @@ namespace {
 
 constexpr unsigned kLargestNarrowColour = 255;
 
-/// Collects all points in cells. Reads the file again when the first colour of 16 bits appears in
-/// points that were not in the sample.
-bool collect(LasInput& input, MapRaster& raster, bool wideColours) {
-  const auto add = [&raster](std::span<const MapPoint> points) { raster.add(points); };
-  if (!input.pass(add)) return false;
+/// Starts a thread that handles no signals; one that is not joinable when that fails.
+std::jthread startThread(const std::function<void()>& run) {
+  sigset_t all;
+  sigset_t former;
+  sigfillset(&all);
+  pthread_sigmask(SIG_BLOCK, &all, &former);
+  std::jthread thread;
+  try {
+    thread = std::jthread(run);
+  } catch (const std::system_error&) {
+    // The caller does the work.
+  }
+  pthread_sigmask(SIG_SETMASK, &former, nullptr);
+  return thread;
+}
+
+/// Collects the points of the file in cells; the second half of many points in another thread.
+bool collectOnce(const std::string& lasPath, LasInput& input, MapRaster& raster) {
+  constexpr std::uint64_t kMany = 1'000'000;  // that take longer than a thread and a second raster
+  const auto addTo = [](MapRaster& target) {
+    return [&target](std::span<const MapPoint> points) { target.add(points); };
+  };
+  if (input.count() < kMany) return input.pass(addTo(raster));
+  MapRaster other = raster;
+  LasInput otherInput;
+  bool read = false;
+  const auto collectOther = [&] {
+    try {
+      read = otherInput.open(lasPath) && otherInput.count() == input.count() &&
+             otherInput.passHalf(true, addTo(other));
+    } catch (const std::bad_alloc&) {
+      read = false;
+    }
+  };
+  {
+    const std::jthread thread = startThread(collectOther);  // ends with this block
+    if (!thread.joinable()) collectOther();
+    if (!input.passHalf(false, addTo(raster))) return false;
+  }
+  raster.add(other);
+  return read;
+}
+
+/// Collects the points in cells, again when the first colour of 16 bits appears in points that were
+/// not in the sample.
+bool collect(const std::string& lasPath, LasInput& input, MapRaster& raster, bool wideColours) {
+  if (!collectOnce(lasPath, input, raster)) return false;
   if (wideColours || raster.colourBits() <= kLargestNarrowColour) return true;
   raster = MapRaster(raster.view(), true);
-  return input.pass(add);
+  return collectOnce(lasPath, input, raster);
 }
 
 bool drawFile(const std::string& lasPath, const std::string& pngPath, const Request& request) {
@@ -37,7 +84,7 @@ bool drawFile(const std::string& lasPath, const std::string& pngPath, const Requ
   if (!view) return false;
   const bool wideColours = sample.colourBits() > kLargestNarrowColour;
   MapRaster raster(*view, wideColours);
-  if (!collect(input, raster, wideColours)) return false;
+  if (!collect(lasPath, input, raster, wideColours)) return false;
   const Caption caption = {.name = ferrun::FilePath(lasPath).baseName(),
                            .total = input.count(),
                            .system = input.system(),
