@@ -117,6 +117,11 @@ Fault hasLibraryOfPicture(const CommandLine&) {
   return "this build has no option --picture, it was made without libpng";
 }
 
+Fault keepsAllAnyway(const CommandLine& line) {
+  if (!line.keepSourceIds) return std::nullopt;
+  return "option --source-id means nothing beside --lossless, which keeps all fields";
+}
+
 using enum ValueType;
 using Line = CommandLine;
 
@@ -215,6 +220,12 @@ constexpr std::array kOptions = {
            .selectsMode = true,
            .help = "repair this LAS file",
            .read = into<&Line::file>},
+    Option{.name = "lossless",
+           .modes = kRepair,
+           .strict = true,
+           .help = "repair: LAS 1.0 to 1.4, every byte stays, only wrong header fields change",
+           .read = into<&Line::lossless>,
+           .check = keepsAllAnyway},
     Option{.name = "s",
            .values = "start",
            .type = kInteger,

@@ -63,6 +63,9 @@ class LasWriter {
   bool openOwn(const LasHeader& header, const std::string& path, const std::string& input,
                unsigned bufferSize, const WriteBytesBeforePoints& writeBytes);
 
+  /// The return byte of every record written.
+  static constexpr std::uint8_t kReturn1Of1 = 0x09;
+
   /// Usual size to give to open(): 32 MiB.
   static constexpr unsigned kBufferSize = 33554432;
 
@@ -144,8 +147,6 @@ class LasWriter {
     static constexpr std::int32_t kLowest = std::numeric_limits<std::int32_t>::min();
     static constexpr std::int32_t kHighest = std::numeric_limits<std::int32_t>::max();
   };
-
-  static constexpr std::uint8_t kReturn1Of1 = 0x09;
 
   /// Whether the nearest integer to `steps` fits into 32 bits; false for NaN.
   static bool fitsSteps(double steps) { return steps >= -2147483648.5 && steps < 2147483647.5; }
