@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 # The Debian packages that cpack makes from the installed components; scripts/package.sh runs it.
 
 # Adds the licence and the changelog to a package. The changelog is the section of this version in

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-3-Clause
 # Builds the project and runs its tests with the oldest and the newest supported tools: in a fresh Debian 13
 # with g++ 14 and with clang 19, and in a fresh Ubuntu 22.04 (g++ 11, CMake 3.22, PCL 1.12) when
 # PCBIN_UBUNTU_MIRROR names a package mirror. Otherwise Debian 12's g++-11 is used instead. Needs root and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The variable-length record that names a coordinate system.
 #include "pcbin_las/las/variable_length_records.h"
 

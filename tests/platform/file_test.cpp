@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/platform/file.h"
 
 #include <cerrno>
@@ -107,6 +108,35 @@ TEST(File, WritesNothingAfterAFailureUntilTheNextSeek) {
     EXPECT_THAT(log.lines(), ElementsAre("<E>TIME [File::writeData,L#] file(" + path +
                                          ") write error: No space left on device!"));
   }
+}
+
+TEST(File, TellsAFailedReadFromTheEndAndReportsAFailedClose) {
+  const TempDir directory;
+  const std::string path = directory.write("file", "0123456789\nabc");
+  const CapturedLines log;
+  File file;
+  std::string line;
+  ASSERT_TRUE(file.open(path, File::kRead));
+  {
+    const FaultyFile faulty(path, {.end = 8});
+    EXPECT_EQ(readSome(file, 5), "01234");
+    EXPECT_EQ(file.readLine(&line), 3);
+    EXPECT_EQ(file.readData(line.data(), 1), -1);
+    EXPECT_EQ(file.readLine(&line), -1);
+    EXPECT_EQ(file.readError(), EIO);
+  }
+  file.close();
+  ASSERT_TRUE(file.open(path, File::kWrite));
+  {
+    const test::FaultInjection injection({{test::Call::kClose, 1, false}});
+    file.close();
+    EXPECT_EQ(file.writeError(), EIO);
+  }
+  EXPECT_FALSE(file.isOpen());
+  const std::string error = ",L#] file(" + path + ") ";
+  EXPECT_THAT(log.lines(),
+              ElementsAre("<E>TIME [File::readData" + error + "read error: Input/output error!",
+                          "<E>TIME [File::close" + error + "write error: Input/output error!"));
 }
 
 }  // namespace

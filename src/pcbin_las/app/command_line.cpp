@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The table of options, and how their values fill a CommandLine.
 #include "pcbin_las/app/command_line.h"
 
@@ -64,17 +65,43 @@ bool readOffset(const Option& option, const Values& values, CommandLine& line) {
     offset[axis] = *value;
     if (end < text.size())
       note(line, ferrun::kLevelWarning,
-           StrUtil::format("option offset: %s is taken as %.15g", text.c_str(), *value));
+           StrUtil::format("option offset: %s is read as %.15g", text.c_str(), *value));
   }
   line.offset = offset;
   return true;
+}
+
+bool readOutput(const Option&, const Values& values, CommandLine& line) {
+  if (!values.empty()) line.conversion.lasPath = values[0];
+  line.conversion.compress = isLazName(line.conversion.lasPath);
+  return true;
+}
+
+bool readThreads(const Option& option, const Values& values, CommandLine& line) {
+  int threads = 0;
+  if (!readValue(option, values, threads, line)) return false;
+  if (threads < 1 || threads > static_cast<int>(kMostThreads))
+    return note(
+        line, ferrun::kLevelError,
+        StrUtil::format("option threads: %d is not a number from 1 to %u", threads, kMostThreads));
+  line.conversion.threads = static_cast<unsigned>(threads);
+  return true;
+}
+
+/// Threads serve compressed points: of the output, or of a file to draw.
+Fault hasUseForThreads(const CommandLine& line) {
+  if (line.mode == kViewLas && line.outputs.picturePath.empty())
+    return "option --threads needs option --picture";
+  if (line.mode == kConvert && !line.conversion.compress)
+    return "option --threads needs an output whose name ends in .laz";
+  return std::nullopt;
 }
 
 bool readEpsg(const Option& option, const Values& values, CommandLine& line) {
   int code = 0;
   if (!readValue(option, {withoutEpsg(values[0])}, code, line)) return false;
   const pontra::EpsgCheck check = pontra::checkEpsg(code);
-  if (!check.taken) return note(line, ferrun::kLevelError, check.text);
+  if (!check.accepted) return note(line, ferrun::kLevelError, check.text);
   note(line, ferrun::kLevelInfo, check.text);
   if (!check.warning.empty()) note(line, ferrun::kLevelWarning, check.warning);
   line.conversion.epsg = static_cast<std::uint16_t>(code);
@@ -109,12 +136,12 @@ bool readSourceId(const Option&, const Values&, CommandLine& line) {
 
 Fault hasLibraryOfSummary(const CommandLine&) {
   if (hasSummary()) return std::nullopt;
-  return "this build has no option --summary, it was made without nlohmann-json";
+  return "--summary is not available: this program was built without nlohmann-json";
 }
 
 Fault hasLibraryOfPicture(const CommandLine&) {
   if (picture::isSupported()) return std::nullopt;
-  return "this build has no option --picture, it was made without libpng";
+  return "--picture is not available: this program was built without libpng";
 }
 
 Fault keepsAllAnyway(const CommandLine& line) {
@@ -135,7 +162,7 @@ constexpr std::array kOptions = {
            .values = "map.las",
            .modes = kConvert,
            .help = "convert: the LAS file to write (default map.las)",
-           .read = into<&Line::conversion, &Conversion::lasPath>},
+           .read = readOutput},
     Option{.name = "f",
            .values = "pgo.csv",
            .modes = kConvert,
@@ -151,7 +178,7 @@ constexpr std::array kOptions = {
            .modes = kConvert,
            .strict = true,
            .first = true,
-           .help = "convert for scripts: no question, whole output or none, exit status 0, 1 or 2",
+           .help = "convert for scripts: no prompts, atomic output, exit status 0, 1 or 2",
            .read = into<&Line::batch>},
     Option{.name = "summary",
            .values = "file.json",
@@ -186,6 +213,14 @@ constexpr std::array kOptions = {
            .strict = true,
            .help = "convert: sweep ids as point source ids; repair: keep the point source ids",
            .read = readSourceId},
+    Option{.name = "threads",
+           .values = "count",
+           .type = kInteger,
+           .modes = kConvert | kViewLas,
+           .strict = true,
+           .help = "with a .laz output, or -r and --picture: threads to use (default: all cores)",
+           .read = readThreads,
+           .check = hasUseForThreads},
     Option{.name = "picture",
            .values = "file.png",
            .modes = kConvert | kViewLas,

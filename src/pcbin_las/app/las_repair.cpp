@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/app/las_repair.h"
 
 #include <algorithm>
@@ -101,7 +102,7 @@ bool haveSameFactors(const LasHeader& header, const LasHeader& other) {
          header.zScaleFactor == other.zScaleFactor;
 }
 
-/// Copies records to the end of the file, or as many as the header announces; returns how many.
+/// Copies records to the end of the file, or as many as the header declares; returns how many.
 std::uint32_t copyRecords(LasReader& reader, pontra::LasWriter& writer, bool keepSourceIds,
                           Losses& losses) {
   const LasHeader header = reader.header();

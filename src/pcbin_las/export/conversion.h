@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The parameters and the result of a conversion.
 #pragma once
 
@@ -5,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <string_view>
 
 #include "pcbin_las/export/write_las.h"
 #include "pcbin_las/storage/pcl_binary.h"
@@ -30,7 +32,7 @@ struct ConversionResult {
 /// Whom a conversion serves.
 enum class Style {
   kDialogue,  ///< a person: prints a line for each frame and the progress, ignores lines of the
-              ///< pose file that are no data lines, and goes on after a failed write or read
+              ///< pose file that are not data lines, and goes on after a failed write or read
   kScript,  ///< a script: reads pose lines strictly, and ends at a failed write, a failed read or a
             ///< lack of memory
 };
@@ -42,7 +44,15 @@ struct Conversion {
   std::string lasPath = "map.las";  ///< created or overwritten
   PointOptions points;
   std::uint16_t epsg = 0;  ///< code of the coordinate system, 0 for none
+  bool compress = false;   ///< write compressed points; see isLazName()
+  unsigned threads = 0;    ///< that compress points, 1 to 64; 0 for as many as cores
 };
+
+/// The most threads that compress or decompress points.
+constexpr unsigned kMostThreads = 64;
+
+/// Whether a file name ends in ".laz", in capitals or not: an output of that name is compressed.
+bool isLazName(std::string_view name);
 
 /// Called after each batch of frames with the counts so far.
 using Progress = std::function<void(const ConversionResult&)>;

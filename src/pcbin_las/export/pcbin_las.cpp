@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/export/pcbin_las.h"
 
 #include <algorithm>
@@ -19,6 +20,7 @@
 #include "pcbin_las/las/variable_length_records.h"
 #include "pcbin_las/platform/file.h"
 #include "pcbin_las/platform/trace_macros.h"
+#include "pcbin_las/process/available_cores.h"
 #include "pcbin_las/process/rate.h"
 #include "pcbin_las/storage/pcb_format.h"
 #include "pcbin_las/storage/pcb_reader.h"
@@ -71,6 +73,12 @@ std::optional<double> firstTimeStamp(const PclRGBFrames& frames) {
 bool hasOutputOption(const Conversion& conversion) {
   const PointOptions& points = conversion.points;
   return conversion.epsg != 0 || points.rgb16 || points.sourceId;
+}
+
+/// The number of threads that compress points.
+unsigned threadsOf(const Conversion& conversion) {
+  return conversion.threads != 0 ? conversion.threads
+                                 : std::min(ferrun::availableCores(), kMostThreads);
 }
 
 /// One run of the convert mode.
@@ -131,7 +139,9 @@ bool Driver::openWriter() {
   if (conversion_.points.clock) header.globalEncoding = pontra::kAdjustedGpsTimeFlag;
   std::vector<std::string> records;
   if (conversion_.epsg != 0) records.push_back(pontra::projectedSystemRecord(conversion_.epsg));
-  if (writer_->open(header, conversion_.lasPath, pontra::LasWriter::kBufferSize, records))
+  const std::string& path = conversion_.lasPath;
+  if (conversion_.compress ? writer_->openCompressed(header, path, threadsOf(conversion_), records)
+                           : writer_->open(header, path, pontra::LasWriter::kBufferSize, records))
     return true;
   TRACE_ERROR("pcbin_las", "open las writer error!");
   return false;
@@ -235,6 +245,14 @@ bool Driver::run() {
 
 }  // namespace
 
+bool isLazName(std::string_view name) {
+  constexpr std::string_view kEnding = ".laz";
+  return name.size() >= kEnding.size() &&
+         std::ranges::equal(name.substr(name.size() - kEnding.size()), kEnding, [](char a, char b) {
+           return (a >= 'A' && a <= 'Z' ? a - 'A' + 'a' : a) == b;
+         });
+}
+
 bool convertSurvey(const Conversion& conversion, Style style, ConversionResult& result,
                    const Progress& progress) {
   return Driver(conversion, style, result, progress).run();
@@ -246,6 +264,7 @@ bool pcbin_las(const std::string& pcbinPath, const std::string& pgoPath,
   conversion.pcbinPath = pcbinPath;
   conversion.pgoPath = pgoPath;
   conversion.lasPath = lasPath;
+  conversion.compress = isLazName(lasPath);
   ConversionResult result;
   return convertSurvey(conversion, Style::kDialogue, result);
 }

@@ -34,7 +34,7 @@ struct LasLayout {
   std::int64_t pointsEnd;  ///< of the first extended record or waveform packet, or of the file
   std::int64_t fileSize;
   std::uint64_t announced;            ///< the number of points by the header
-  std::vector<std::string> warnings;  ///< parts that the header announces and the file lacks
+  std::vector<std::string> warnings;  ///< parts that the header declares and the file lacks
 
   bool hasLongCount() const { return headerEnd >= 255; }
   bool hasLongReturns() const { return headerEnd >= 375; }

@@ -183,7 +183,7 @@ std::string correctHeader(LasLayout& layout, const PointSummary& points) {
   correctBounds(layout, points, changes);
   if (layout.announced != 0 && points.count() > layout.announced)
     layout.warnings.push_back(
-        StrUtil::format("the header announces %llu points, the file holds %llu",
+        StrUtil::format("the header declares %llu points, the file holds %llu",
                         static_cast<unsigned long long>(layout.announced),
                         static_cast<unsigned long long>(points.count())));
   return changes;

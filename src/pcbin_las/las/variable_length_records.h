@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The variable-length records between the header and the points of a LAS file: makes the one that
 // names the coordinate system, and reads those of a file.
 #pragma once
@@ -54,7 +55,7 @@ static_assert(sizeof(ProjectedSystemRecord) == 86 &&
 /// the bytes to write between header and points.
 std::string projectedSystemRecord(std::uint16_t epsgCode);
 
-/// Reads the variable-length records that the header of `reader` announces and that lie whole
+/// Reads the variable-length records that the header of `reader` declares and that lie whole
 /// before the points, in order, and passes each to `visit`: its header and the content. Ends when
 /// `visit` returns false. Returns the number of records passed. Call it before the reader's
 /// findPoints(). Reads one record of at most 64 KiB at a time; prints nothing.

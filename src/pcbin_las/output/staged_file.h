@@ -1,4 +1,6 @@
-// Output files that appear complete under their names, or not at all.
+// SPDX-License-Identifier: BSD-3-Clause
+// Output files that are replaced atomically: at any time the name leads to the complete old file or
+// to the complete new one.
 #pragma once
 
 #include <string>
@@ -55,7 +57,7 @@ class StagedFile {
   bool publishBy(int (*rename)(const char*, const char*));
   void syncDirectory() const;
   void close();
-  bool fail(const char* action, int error);
+  bool fail(const char* action, int error, const char* part = "");
 
   std::string target_;  ///< symbolic links resolved
   std::string directory_;

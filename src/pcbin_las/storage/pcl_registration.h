@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Makes the fields of the point types known to PCL: include this file, beside frames.h, where PCL
 // converts, copies or stores clouds of them (toPCLPointCloud2, copyPointCloud, savePCDFile).
 // Nothing else of the library includes it.
