@@ -146,7 +146,7 @@ Fault hasLibraryOfPicture(const CommandLine&) {
 
 Fault keepsAllAnyway(const CommandLine& line) {
   if (!line.keepSourceIds) return std::nullopt;
-  return "option --source-id means nothing beside --lossless, which keeps all fields";
+  return "option --source-id cannot be used with --lossless, which keeps all fields";
 }
 
 using enum ValueType;
