@@ -103,6 +103,7 @@ void warnOfOtherRecords(const LasHeader& header) {
 bool printRecords(pontra::LasReader& reader, std::uint32_t start, std::uint32_t end) {
   bool isAsPrinted = pontra::isLas12Format3(reader.header()) && reader.findPoints();
   if (!reader.seek(start)) return false;
+  const ferrun::Tracer::Gathering gathering(*ferrun::Singleton<ferrun::Tracer>::getInstance());
   for (std::uint32_t i = start; i < end; ++i) {
     const auto records = reader.read(1);
     if (records.empty()) return false;
