@@ -404,8 +404,8 @@ class Survey:
     def links(self):
         for file in FILES:
             if os.path.isfile(self.path(file)):
-                earlier = "an earlier " if file == "map.las" and self.written() == 0 else ""
-                yield f'<a href="{self.link(file)}">{earlier}{file}</a>'
+                kind = "unverified " if file == "map.las" and self.written() == 0 else ""
+                yield f'<a href="{self.link(file)}">{kind}{file}</a>'
 
     def card(self, place):
         name, small, large = shown(self.name), self.picture("map_small.png", "map.png"), self.picture("map.png")
