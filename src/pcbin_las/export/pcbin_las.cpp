@@ -230,7 +230,8 @@ bool Driver::mustEnd() const {
 
 /// Closes both files and completes the result.
 void Driver::finish() {
-  const bool namesCauses = style_ == Style::kScript || hasOutputOption(conversion_);
+  const bool namesCauses =
+      style_ == Style::kScript || conversion_.points.clock || hasOutputOption(conversion_);
   writer_->close(!namesCauses);
   countLeftOut();
   if (namesCauses && result_.refused > 0) warnOfRefused();
