@@ -62,6 +62,6 @@ bool drawComparison(const Conversion& conversion, const BatchOutputs& outputs) {
            reportUnread("pcbin", conversion.pcbinPath);
   };
   return picture::drawComparison(pass, ferrun::FilePath(conversion.lasPath).baseName(),
-                                 pontra::coordinateSystemOf(conversion.epsg), outputs.picturePath,
+                                 pontra::mapSystemOf(conversion.epsg), outputs.picturePath,
                                  outputs.picture);
 }

@@ -2,100 +2,119 @@
 #include "pcbin_las/las/coordinate_system.h"
 
 #include <cstring>
-#include <map>
+#include <optional>
 
 #include "pcbin_las/las/epsg.h"
-#include "pcbin_las/las/variable_length_records.h"
 
 namespace pontra {
 namespace {
 
-constexpr std::uint16_t kWellKnownText = 2112;
-constexpr std::uint16_t kGeoKeyDirectory = 34735;
+constexpr std::uint16_t kKeyDirectory = 34735;
+constexpr std::uint16_t kKeyTexts = 34737;
+constexpr std::uint16_t kWkt = 2112;
 
-/// The content of the first record of a kind; empty when there is none.
-std::string_view findRecord(std::string_view records, std::uint16_t id) {
-  while (records.size() >= sizeof(VariableLengthRecordHeader)) {
-    VariableLengthRecordHeader header;
-    std::memcpy(&header, records.data(), sizeof(header));
-    records.remove_prefix(sizeof(header));
-    const std::string_view content = records.substr(0, header.length);
-    if (header.recordId == id && std::strncmp(header.userId, "LASF_Projection", 16) == 0)
-      return content;
-    records.remove_prefix(content.size());
-  }
-  return {};
-}
+constexpr std::uint16_t kCitation = 1026;
+constexpr std::uint16_t kGeographicSystem = 2048;
+constexpr std::uint16_t kProjectedSystem = 3072;
+constexpr std::uint16_t kProjectedCitation = 3073;
+constexpr std::uint16_t kVerticalSystem = 4096;
+constexpr std::uint16_t kUserDefined = 32767;
 
-/// The keys whose value is in the directory itself.
-std::map<int, int> readGeoKeys(std::string_view directory) {
-  std::map<int, int> keys;
-  constexpr std::size_t kHeaderSize = 8;
-  for (std::size_t i = kHeaderSize; i + sizeof(GeoKey) <= directory.size(); i += sizeof(GeoKey)) {
+/// The entry `id` of a GeoTIFF key directory.
+std::optional<GeoKey> findKey(std::string_view directory, std::uint16_t id) {
+  constexpr std::size_t kDirectoryHeader = 8;
+  for (std::size_t at = kDirectoryHeader; at + sizeof(GeoKey) <= directory.size();
+       at += sizeof(GeoKey)) {
     GeoKey key;
-    std::memcpy(&key, &directory[i], sizeof(key));
-    if (key.location == 0) keys[key.id] = key.value;
+    std::memcpy(&key, directory.data() + at, sizeof(key));
+    if (key.id == id) return key;
   }
-  return keys;
+  return std::nullopt;
 }
 
-/// "EPSG:32632, WGS 84 / UTM zone 32N"; without the name if the code is not one of metres.
-std::string nameOf(int code) {
-  const EpsgCheck check = checkEpsg(code);
-  if (!check.accepted) return "EPSG:" + std::to_string(code);
-  const auto area = areaOfUse(code);
-  return area ? check.text.substr(0, check.text.find(", " + area->text)) : check.text;
+/// The EPSG code that the key `id` holds; 0 when there is none.
+int codeOf(std::string_view directory, std::uint16_t id) {
+  const auto key = findKey(directory, id);
+  return key && key->location == 0 && key->value != kUserDefined ? key->value : 0;
 }
 
-CoordinateSystem fromGeoKeys(std::map<int, int> keys) {
-  constexpr int kGeographicSystem = 2048;
-  constexpr int kProjectedSystem = 3072;
-  constexpr int kLinearUnit = 3076;
-  constexpr int kUserDefined = 32767;
-  const bool projected = keys[kProjectedSystem] != 0;
-  const int code = keys[projected ? kProjectedSystem : kGeographicSystem];
-  CoordinateSystem system;
-  if (code == kUserDefined)
-    system.name = "user-defined coordinate system";
-  else if (code != 0)
-    system.name = nameOf(code);
-  if (code != 0 && !projected) system.unit = "degrees";
-  if (keys[kLinearUnit] == 9002) system.unit = "ft";
-  if (keys[kLinearUnit] == 9003) system.unit = "US survey ft";
-  return system;
+/// The text that the key `id` refers to.
+std::string_view textOf(std::string_view directory, std::string_view texts, std::uint16_t id) {
+  const auto key = findKey(directory, id);
+  if (!key || key->location != kKeyTexts || key->value >= texts.size()) return {};
+  const std::string_view text = texts.substr(key->value, key->count);
+  return text.substr(0, text.find('|'));
 }
 
-/// The first text in quotes after `begin`.
-std::string quoted(std::string_view text, std::size_t begin) {
-  const std::size_t first = text.find('"', begin);
-  if (first == std::string_view::npos) return {};
-  return std::string(text.substr(first + 1, text.find('"', first + 1) - first - 1));
-}
+/// What a WKT text says about the whole system.
+struct WktName {
+  std::string_view name;  ///< the first quoted text
+  std::string_view code;  ///< `"EPSG","32632"` of AUTHORITY, or `"EPSG",32632` of ID
+};
 
-CoordinateSystem fromText(std::string_view text) {
-  CoordinateSystem system = {.name = quoted(text, 0)};
-  const std::size_t unit = text.substr(0, text.find("VERT")).rfind("UNIT[");
-  if (unit == std::string_view::npos) return system;
-  const std::string name = quoted(text, unit);
-  if (name.starts_with("US survey foot"))
-    system.unit = "US survey ft";
-  else if (name.starts_with("foot"))
-    system.unit = "ft";
-  else if (name.starts_with("degree"))
-    system.unit = "degrees";
-  return system;
+/// Reads the parts of a WKT text that are not within those of other elements.
+WktName readWkt(std::string_view text) {
+  WktName result;
+  std::size_t wordBegin = 0;
+  std::size_t quoteBegin = 0;
+  bool quoted = false;
+  int depth = 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    if (c == '"') {
+      quoted = !quoted;
+      if (quoted)
+        quoteBegin = i + 1;
+      else if (result.name.empty())
+        result.name = text.substr(quoteBegin, i - quoteBegin);
+    } else if (quoted) {
+      continue;
+    } else if (c == '[' || c == '(') {
+      const std::string_view word = text.substr(wordBegin, i - wordBegin);
+      if (++depth == 2 && (word == "AUTHORITY" || word == "ID"))
+        result.code = text.substr(i + 1, text.find_first_of("])", i) - i - 1);
+      wordBegin = i + 1;
+    } else if (c == ']' || c == ')') {
+      --depth;
+    } else if (c == ',' || c == ' ' || c == '\n' || c == '\r' || c == '\t') {
+      wordBegin = i + 1;
+    }
+  }
+  return result;
 }
 
 }  // namespace
 
-CoordinateSystem coordinateSystemOf(int epsgCode) {
-  return {.name = epsgCode == 0 ? "" : nameOf(epsgCode)};
+void CoordinateSystem::add(const VariableLengthRecordHeader& record, std::string_view content) {
+  constexpr char kUserId[] = "LASF_Projection";
+  if (std::strncmp(record.userId, kUserId, sizeof(record.userId)) != 0) return;
+  if (record.recordId == kKeyDirectory) keys_ = content;
+  if (record.recordId == kKeyTexts) texts_ = content;
+  if (record.recordId == kWkt) wkt_ = content.substr(0, content.find('\0'));
 }
 
-CoordinateSystem findCoordinateSystem(std::string_view records) {
-  const std::string_view keys = findRecord(records, kGeoKeyDirectory);
-  if (!keys.empty()) return fromGeoKeys(readGeoKeys(keys));
-  return fromText(findRecord(records, kWellKnownText));
+std::string CoordinateSystem::ofGeoKeys() const {
+  if (keys_.empty()) return {};
+  std::string name;
+  int code = codeOf(keys_, kProjectedSystem);
+  if (code == 0 && !findKey(keys_, kProjectedSystem)) code = codeOf(keys_, kGeographicSystem);
+  if (code != 0) name = systemLabel(code);
+  if (name.empty()) name = textOf(keys_, texts_, kProjectedCitation);
+  if (name.empty()) name = textOf(keys_, texts_, kCitation);
+  if (name.empty()) name = "without a code";
+  const int vertical = codeOf(keys_, kVerticalSystem);
+  return vertical != 0 ? name + " + " + systemLabel(vertical) : name;
+}
+
+std::string CoordinateSystem::ofWkt() const {
+  if (wkt_.empty()) return {};
+  const WktName wkt = readWkt(wkt_);
+  std::string code;
+  for (const char c : wkt.code) {
+    if (c != '"' && c != ' ') code += c == ',' ? ':' : c;
+  }
+  const std::string name(wkt.name);
+  return code.empty() ? name : code + ", " + name;
 }
 
 }  // namespace pontra

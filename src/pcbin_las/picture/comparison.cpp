@@ -100,8 +100,8 @@ std::vector<MapPoint> half(std::span<const MovedPoint> points, Position MovedPoi
   return result;
 }
 
-bool compare(const PassMovedPoints& pass, const std::string& name,
-             const pontra::CoordinateSystem& system, const std::string& pngPath, Request request) {
+bool compare(const PassMovedPoints& pass, const std::string& name, const pontra::MapSystem& system,
+             const std::string& pngPath, Request request) {
   if (!request.zoom) {
     Displacements displacements;
     if (!pass([&](std::span<const MovedPoint> points) { displacements.add(points); })) return false;
@@ -137,7 +137,7 @@ bool compare(const PassMovedPoints& pass, const std::string& name,
 }  // namespace
 
 bool drawComparison(const PassMovedPoints& pass, const std::string& name,
-                    const pontra::CoordinateSystem& system, const std::string& pngPath,
+                    const pontra::MapSystem& system, const std::string& pngPath,
                     const Request& request) {
   return guarded(pngPath, request, [&] { return compare(pass, name, system, pngPath, request); });
 }

@@ -49,8 +49,8 @@ bool LasInput::acceptHeader() {
                 axis.scale, axis.offset);
     return false;
   }
-  reader_.findPoints(pontra::PointsBegin::kAtOffset);
-  count_ = std::min<std::uint64_t>(header.numberOfPointRecords, reader_.recordsHeld());
+  const std::uint64_t held = reader_.findPoints() ? reader_.recordsHeld() : 0;
+  count_ = std::min<std::uint64_t>(header.numberOfPointRecords, held);
   if (count_ > 0) return readSystem();
   TRACE_ERROR("picture", "las file(%s) has no points!", path_.c_str());
   return false;
@@ -63,7 +63,7 @@ bool LasInput::readSystem() {
     records.assign(bytes.data(), bytes.size());
     return false;
   });
-  system_ = pontra::findCoordinateSystem(records);
+  system_ = pontra::findMapSystem(records);
   return reader_.seek(0);
 }
 

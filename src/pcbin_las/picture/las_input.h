@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <string>
 
-#include "pcbin_las/las/coordinate_system.h"
 #include "pcbin_las/las/las_reader.h"
+#include "pcbin_las/las/map_system.h"
 #include "pcbin_las/picture/map_point.h"
 
 namespace picture {
@@ -26,7 +26,7 @@ class LasInput {
   const std::array<Range, 3>& headerBounds() const { return bounds_; }
 
   /// The coordinate system that the file names.
-  const pontra::CoordinateSystem& system() const { return system_; }
+  const pontra::MapSystem& system() const { return system_; }
 
   /// Passes all points to `take`, in batches. False, with an error line, when a read fails.
   bool pass(const TakePoints& take) { return passRecords(0, count_, take); }
@@ -58,7 +58,7 @@ class LasInput {
   pontra::LasReader reader_;
   std::array<Axis, 3> axes_;
   std::array<Range, 3> bounds_;
-  pontra::CoordinateSystem system_;
+  pontra::MapSystem system_;
   std::uint64_t count_ = 0;
 };
 

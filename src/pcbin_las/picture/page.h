@@ -37,7 +37,7 @@ struct Panel {
 struct Caption {
   std::string name = {};    ///< of the file
   std::uint64_t total = 0;  ///< points in the file
-  pontra::CoordinateSystem system = {};
+  pontra::MapSystem system = {};
   bool showsHeights = false;  ///< the colours are those of the height scale
   bool zoomed = false;        ///< the view is a square that was asked for
 };

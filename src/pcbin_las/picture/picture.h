@@ -7,7 +7,7 @@
 #include <span>
 #include <string>
 
-#include "pcbin_las/las/coordinate_system.h"
+#include "pcbin_las/las/map_system.h"
 #include "pcbin_las/picture/map_point.h"
 
 namespace picture {
@@ -81,7 +81,7 @@ bool draw(const std::string& lasPath, const std::string& pngPath, const Request&
 /// `name` and `system` go into the margin. The points are read three times, twice with a square.
 /// Else like draw().
 bool drawComparison(const PassMovedPoints& pass, const std::string& name,
-                    const pontra::CoordinateSystem& system, const std::string& pngPath,
+                    const pontra::MapSystem& system, const std::string& pngPath,
                     const Request& request);
 
 }  // namespace picture

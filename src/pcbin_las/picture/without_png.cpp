@@ -23,7 +23,7 @@ bool draw(const std::string& /*lasPath*/, const std::string& pngPath, const Requ
 }
 
 bool drawComparison(const PassMovedPoints& /*pass*/, const std::string& /*name*/,
-                    const pontra::CoordinateSystem& /*system*/, const std::string& pngPath,
+                    const pontra::MapSystem& /*system*/, const std::string& pngPath,
                     const Request& /*request*/) {
   return refuse(pngPath);
 }
