@@ -49,22 +49,24 @@ bool LasInput::acceptHeader() {
                 axis.scale, axis.offset);
     return false;
   }
+  readSystem();
   const std::uint64_t held = reader_.findPoints() ? reader_.recordsHeld() : 0;
   count_ = std::min<std::uint64_t>(header.numberOfPointRecords, held);
-  if (count_ > 0) return readSystem();
+  if (count_ > 0) return true;
   TRACE_ERROR("picture", "las file(%s) has no points!", path_.c_str());
   return false;
 }
 
 /// Reads the coordinate system from the first bytes after the header.
-bool LasInput::readSystem() {
-  std::string records;
-  reader_.readBytesBeforePoints([&](std::span<const char> bytes) {
-    records.assign(bytes.data(), bytes.size());
-    return false;
-  });
-  system_ = pontra::findMapSystem(records);
-  return reader_.seek(0);
+void LasInput::readSystem() {
+  constexpr std::int64_t kMostBytes = 1 << 20;
+  const std::int64_t begin = sizeof(LasHeader);
+  std::string records(
+      static_cast<std::size_t>(std::clamp<std::int64_t>(
+          std::min<std::int64_t>(reader_.header().pointDataOffset, reader_.fileSize()) - begin, 0,
+          kMostBytes)),
+      '\0');
+  if (reader_.readBeforePoints(begin, records)) system_ = pontra::findMapSystem(records);
 }
 
 bool LasInput::passSome(const TakePoints& take) {

@@ -44,7 +44,7 @@ class LasInput {
 
  private:
   bool acceptHeader();
-  bool readSystem();
+  void readSystem();
   bool passRecords(std::uint64_t begin, std::uint64_t end, const TakePoints& take);
 
   /// Converts the integers of records to metres.
