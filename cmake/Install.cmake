@@ -36,6 +36,9 @@ install(FILES
     cmake/FindPclHeaders.cmake
   DESTINATION ${package_dir} COMPONENT development)
 
+install(FILES ${PROJECT_BINARY_DIR}/include/pcbin_las/version.h
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/pcbin_las COMPONENT development)
+
 file(RELATIVE_PATH prefix_from_pc_file /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 configure_file(cmake/pcbin_las.pc.in ${PROJECT_BINARY_DIR}/packaging/pcbin_las.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/packaging/pcbin_las.pc

@@ -4,6 +4,7 @@
 #include <cinttypes>
 #include <cstdio>
 
+#include "pcbin_las/app/full_version.h"
 #include "pcbin_las/output/staged_file.h"
 #include "pcbin_las/platform/file.h"
 #include "pcbin_las/platform/trace_macros.h"
@@ -47,7 +48,7 @@ std::string summaryText(const Conversion& conversion, const BatchOutputs& output
   if (result.written > 0) summary["bounds"] = {{"min", result.low}, {"max", result.high}};
   summary["offset"] = result.offset;
   summary["seconds"] = outcome.seconds;
-  summary["version"] = PCBIN_LAS_VERSION;
+  summary["version"] = fullVersion();
   summary["first_error"] = textOrNull(outcome.firstError);
   return summary.dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n";
 }
