@@ -40,6 +40,10 @@ _pcbin_las() {
     -d) mapfile -t COMPREPLY < <(compgen -W "1 2 3 4" -- "$current") ;;
     -v) mapfile -t COMPREPLY < <(compgen -W "0 1" -- "$current") ;;
     -s | -n | --epsg) ;;  # numbers
+    --gps-time)
+      _pcbin_las_options
+      mapfile -t -O ${#COMPREPLY[@]} COMPREPLY < <(compgen -W "unix gps adjusted" -- "$current")
+      ;;
     *) _pcbin_las_options ;;
   esac
 }

@@ -71,24 +71,29 @@ TEST_F(WriteLas, WritesThePointsWithAPoseInTheirOrder) {
 
 TEST_F(WriteLas, WritesColourSourceIdAndTimeAsAsked) {
   constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
-  // Colour, time stamp and sweep of a point, and those of its record.
+  // Colour, time stamp and sweep of a point, and those of its record. A point without a valid time
+  // keeps its place.
   const std::tuple<std::uint8_t, double, std::uint32_t, std::uint16_t, double, std::uint16_t>
-      rows[] = {{255, 1782036000.5, 65535, 65535, 466071218.5, 65535},
+      rows[] = {{1, 0, 0, 257, 0, 0},
+                {255, 1782036000.5, 65535, 65535, 466071218.5, 65535},
                 {0, 315964800, 65536, 0, -1e9, 0},
-                {1, 4102444800, 4294967295, 257, 2786480018, 65535}};
+                {2, 315964799.9, 7, 514, 0, 7},
+                {1, 4102444800, 4294967295, 257, 2786480018, 65535},
+                {0, 4102444800.1, 1, 0, 0, 1},
+                {0, kNan, 2, 0, 0, 2}};
   test::Bytes expected;
   for (const auto& [colour, time, sweep, red, gpsTime, sourceId] : rows) {
-    for (const double stamp : {315964799.9, time, 4102444800.1, 0.0, kNan}) {
-      norvo::PointRGBIST& point = frame_->cloud->points.emplace_back();
-      std::tie(point.r, point.timestamp, point.sweepid) = std::tuple(colour, stamp, sweep);
-    }
+    norvo::PointRGBIST& point = frame_->cloud->points.emplace_back();
+    std::tie(point.r, point.timestamp, point.sweepid) = std::tuple(colour, time, sweep);
     expected += test::lasRecord({0, 0, 0, 0, red, 0, 0, gpsTime});
     test::patch(expected, expected.size() - 16, sourceId);
   }
-  LeftOut leftOut;
-  const PointOptions options = {.gpsTime = true, .rgb16 = true, .sourceId = true};
-  EXPECT_EQ(write_las(writer_, frame_, {}, options, leftOut), 0);
-  EXPECT_EQ(leftOut.otherTime, 12U);
+  FrameTally tally;
+  const PointOptions options = {.clock = pontra::Clock::kUnix, .rgb16 = true, .sourceId = true};
+  EXPECT_TRUE(writeFrame(*writer_, *frame_, {}, options, tally));
+  EXPECT_EQ(tally.times.missing, 4U);
+  EXPECT_EQ(tally.times.first, 466071218.5);
+  EXPECT_EQ(tally.times.last, 2786480018);
   EXPECT_EQ(records(), expected);
 }
 
@@ -111,9 +116,9 @@ TEST_F(WriteLas, RefinesAllPointsOfAFrameLikeOnePoint) {
         std::tuple(static_cast<float>(k) / 3, static_cast<float>(k % 77), -7.7F);
     points[k].sweepid = k < 1100 ? 0 : k < 1900 ? k % 3 : k < 3000 ? 3 : k < 3500 ? 2 : 1;
   }
-  LeftOut leftOut;
-  EXPECT_EQ(write_las(writer_, frame_, msg, {}, leftOut), 0);
-  EXPECT_EQ(leftOut.noPose, 267U + 500U);
+  FrameTally tally;
+  EXPECT_EQ(write_las(writer_, frame_, msg, {}, tally), 0);
+  EXPECT_EQ(tally.noPose, 267U + 500U);
   test::Bytes expected;
   for (unsigned k = 0; k < points.size(); ++k) {
     if (const auto p = refinePoint(points[k], k, msg))

@@ -7,8 +7,7 @@
 
 namespace {
 
-using pontra::isUnixTime;
-using pontra::likelyClock;
+using pontra::Clock;
 using pontra::toAdjustedGpsTime;
 
 TEST(GpsTime, FollowsTheLeapSeconds) {
@@ -24,27 +23,45 @@ TEST(GpsTime, FollowsTheLeapSeconds) {
   EXPECT_EQ(toAdjustedGpsTime(4102444800), 2786480018);
 }
 
-TEST(GpsTime, NamesTheClockOfOtherTimeStamps) {
-  for (const double time : {315964800.0, 1782036000.5, 4102444800.0}) EXPECT_TRUE(isUnixTime(time));
+TEST(GpsTime, ReadsThreeClocks) {
   constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
-  const std::pair<double, const char*> cases[] = {
-      {0.5, "GPS week seconds"},
-      {604800, "GPS week seconds"},
-      {1782036000e3, "Unix time in milliseconds"},
-      {1782036000e6, "Unix time in microseconds"},
-      {1782036000e9, "Unix time in nanoseconds"},
-      {-466071218, "adjusted standard GPS time already"},
-      {315964799, "adjusted standard GPS time already"},
-      {4102444801, "no known clock"},
-      {-2e9, "no known clock"},
-      {kNan, "no known clock"},
-      {kInfinity, "no known clock"},
+  struct Case {
+    Clock clock;
+    double timeStamp;
+    const char* utc;  // null when the clock cannot have the time stamp
   };
-  for (const auto& [time, clock] : cases) {
-    EXPECT_FALSE(isUnixTime(time)) << time;
-    EXPECT_EQ(likelyClock(time), clock) << time;
+
+  const Case cases[] = {
+      {Clock::kUnix, 1782036000.9, "2026-06-21T10:00:00Z"},
+      {Clock::kGps, 1466071218, "2026-06-21T10:00:00Z"},
+      {Clock::kAdjustedGps, 466071218, "2026-06-21T10:00:00Z"},
+      {Clock::kUnix, 466071218, "1984-10-08T08:13:38Z"},
+      {Clock::kGps, 466071218, "1994-10-13T08:13:28Z"},
+      {Clock::kGps, 0, "1980-01-06T00:00:00Z"},
+      {Clock::kAdjustedGps, -1e9, "1980-01-06T00:00:00Z"},
+      {Clock::kAdjustedGps, 167264016, "2016-12-31T23:59:59Z"},
+      {Clock::kAdjustedGps, 167264018, "2017-01-01T00:00:00Z"},
+      {Clock::kAdjustedGps, 2786480018, "2100-01-01T00:00:00Z"},
+      {Clock::kUnix, 4102444801, nullptr},
+      {Clock::kUnix, 315964799, nullptr},
+      {Clock::kGps, 3786480019, nullptr},
+      {Clock::kGps, -1, nullptr},
+      {Clock::kAdjustedGps, 2786480019, nullptr},
+      {Clock::kAdjustedGps, -1000000001, nullptr},
+      {Clock::kUnix, kNan, nullptr},
+      {Clock::kGps, kInfinity, nullptr},
+  };
+  for (const auto& [clock, timeStamp, utc] : cases) {
+    ASSERT_EQ(pontra::isTimeOf(clock, timeStamp), utc != nullptr) << timeStamp;
+    if (utc == nullptr) continue;
+    EXPECT_EQ(pontra::utcText(pontra::toAdjustedGpsTime(clock, timeStamp)), utc) << timeStamp;
   }
+  EXPECT_STREQ(pontra::smallUnixUnit(1782036000e3), "milliseconds");
+  EXPECT_STREQ(pontra::smallUnixUnit(1782036000e6), "microseconds");
+  EXPECT_STREQ(pontra::smallUnixUnit(1782036000e9), "nanoseconds");
+  for (const double other : {kNan, 604800.0, -2e9, 1782036000.0})
+    EXPECT_EQ(pontra::smallUnixUnit(other), nullptr) << other;
 }
 
 }  // namespace

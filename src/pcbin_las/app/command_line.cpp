@@ -73,12 +73,20 @@ bool readOffset(const Option& option, const Values& values, CommandLine& line) {
 
 bool readEpsg(const Option& option, const Values& values, CommandLine& line) {
   int code = 0;
-  if (!readValue(option, values, code, line)) return false;
+  if (!readValue(option, {withoutEpsg(values[0])}, code, line)) return false;
   const pontra::EpsgCheck check = pontra::checkEpsg(code);
   if (!check.taken) return note(line, ferrun::kLevelError, check.text);
   note(line, ferrun::kLevelInfo, check.text);
   if (!check.warning.empty()) note(line, ferrun::kLevelWarning, check.warning);
   line.conversion.epsg = static_cast<std::uint16_t>(code);
+  return true;
+}
+
+bool readClock(const Option&, const Values& values, CommandLine& line) {
+  const std::string word = values.empty() ? "unix" : values[0];
+  line.conversion.points.clock = word == "unix"  ? pontra::Clock::kUnix
+                                 : word == "gps" ? pontra::Clock::kGps
+                                                 : pontra::Clock::kAdjustedGps;
   return true;
 }
 
@@ -150,13 +158,16 @@ constexpr std::array kOptions = {
            .read = into<&Line::outputs, &BatchOutputs::summaryPath>,
            .check = hasLibraryOfSummary},
     Option{.name = "gps-time",
+           .values = "[unix|gps|adjusted]",
+           .type = kWord,
            .modes = kConvert,
            .strict = true,
-           .help = "convert: time stamps are Unix seconds, write adjusted standard GPS time",
-           .read = into<&Line::conversion, &Conversion::points, &PointOptions::gpsTime>},
+           .help = "convert: write adjusted standard GPS time, from time stamps of this clock "
+                   "(default unix)",
+           .read = readClock},
     Option{.name = "epsg",
            .values = "code",
-           .type = kInteger,
+           .type = kEpsgCode,
            .modes = kConvert,
            .strict = true,
            .help = "convert: name the coordinate system, a projected one in metres",

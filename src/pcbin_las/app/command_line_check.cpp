@@ -87,13 +87,13 @@ Fault wrongWord(const Option& option, const Values& values) {
 }
 
 Fault wrongNumber(const Option& option, const Values& values) {
-  if (option.type != ValueType::kInteger && option.type != ValueType::kReal) return std::nullopt;
+  if (option.type == ValueType::kText || option.type == ValueType::kWord) return std::nullopt;
   for (const std::string& value : values) {
+    const std::string text = option.type == ValueType::kEpsgCode ? withoutEpsg(value) : value;
     std::size_t end = 0;
-    const bool isNumber = option.type == ValueType::kInteger
-                              ? ferrun::toInt(value, &end).has_value()
-                              : ferrun::toDouble(value, &end).has_value();
-    if (isNumber && end == value.size()) continue;
+    const bool isNumber = option.type == ValueType::kReal ? ferrun::toDouble(text, &end).has_value()
+                                                          : ferrun::toInt(text, &end).has_value();
+    if (isNumber && end == text.size()) continue;
     const char* const what = isNumber ? "other characters after the number" : "bad number";
     return StrUtil::format("option %s: %s(%s)", option.name, what,
                            ferrun::escapeControls(value).c_str());
@@ -149,6 +149,12 @@ const Option* findOption(std::string_view name) {
   const auto options = allOptions();
   const auto found = std::ranges::find_if(options, [&](const Option& o) { return name == o.name; });
   return found == options.end() ? nullptr : &*found;
+}
+
+std::string withoutEpsg(const std::string& value) {
+  constexpr std::string_view kPrefix = "epsg:";
+  const bool hasPrefix = std::ranges::equal(value.substr(0, kPrefix.size()), kPrefix, {}, lower);
+  return hasPrefix ? value.substr(kPrefix.size()) : value;
 }
 
 const Option* modeOption(const ArgOption& words) {

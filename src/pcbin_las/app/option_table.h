@@ -15,7 +15,8 @@ enum class ValueType {
   kText,
   kInteger,
   kReal,
-  kWord,  ///< one of the words that are listed for the value
+  kEpsgCode,  ///< an integer; "EPSG:" may stand before it
+  kWord,      ///< one of the words that are listed for the value
 };
 
 /// One option. The list of --options, the checks, the suggestion for an unknown option and the
@@ -49,6 +50,9 @@ const Option* findOption(std::string_view name);
 
 /// The option with its dashes: "-b", "--batch".
 std::string typed(const std::string& name);
+
+/// A value of the type kEpsgCode without "EPSG:".
+std::string withoutEpsg(const std::string& value);
 
 /// The option that selects the mode; null for a conversion.
 const Option* modeOption(const ferrun::ArgOption& words);

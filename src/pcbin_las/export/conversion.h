@@ -21,7 +21,7 @@ struct ConversionResult {
   std::uint64_t pointsAnnounced = 0;
   modeling_app::ReadEnd readEnd = modeling_app::ReadEnd::kEndOfFile;  ///< the worst of all reads
   bool writeFailed = false;
-  bool wrongClock = false;            ///< refused: the time stamps are not Unix time
+  bool wrongClock = false;            ///< refused: the time stamps are not of the clock
   std::array<double, 3> offset = {};  ///< x, y, z as in the LAS header, like low and high
   std::array<double, 3> low = {};
   std::array<double, 3> high = {};

@@ -10,7 +10,9 @@
 #include <utility>
 #include <vector>
 
+#include "pcbin_las/export/map_position.h"
 #include "pcbin_las/export/pose_file.h"
+#include "pcbin_las/export/time_stamps.h"
 #include "pcbin_las/export/write_las.h"
 #include "pcbin_las/las/gps_time.h"
 #include "pcbin_las/las/las_writer.h"
@@ -65,13 +67,10 @@ std::optional<double> firstTimeStamp(const PclRGBFrames& frames) {
   return std::nullopt;
 }
 
-/// Warns when the clock in the LAS header does not seem to match the time stamps.
-void warnOfClock(const PclRGBFrames& frames) {
-  const std::optional<double> time = firstTimeStamp(frames);
-  if (time && pontra::isUnixTime(*time))
-    TRACE_WARNING("pcbin_las",
-                  "time stamps look like Unix seconds, the LAS header says GPS week seconds: "
-                  "see option --gps-time!");
+/// Whether the conversion uses an option that changes what the LAS file holds.
+bool hasOutputOption(const Conversion& conversion) {
+  const PointOptions& points = conversion.points;
+  return conversion.epsg != 0 || points.rgb16 || points.sourceId;
 }
 
 /// One run of the convert mode.
@@ -84,10 +83,11 @@ class Driver {
   bool run();
 
  private:
+  bool openReader();
   bool openInputs();
   bool openWriter();
   PclRGBFrames readBatch();
-  PclRGBFrames readToFirstTime();
+  PclRGBFrames readAndCheckTime();
   void writeFrames(PclRGBFrames frames);
   void write(const std::shared_ptr<modeling_app::PclRGBFrame>& frame);
   void countRead(const PclRGBFrames& frames);
@@ -102,15 +102,18 @@ class Driver {
   std::shared_ptr<modeling_app::PcbReader> reader_ = std::make_shared<modeling_app::PcbReader>();
   norvo::PGOResultMsg poses_;
   std::shared_ptr<pontra::LasWriter> writer_ = std::make_shared<pontra::LasWriter>();
-  LeftOut leftOut_;
+  FrameTally tally_;
 };
+
+bool Driver::openReader() {
+  if (reader_->open(conversion_.pcbinPath, modeling_app::PclBinary::kBufferSize)) return true;
+  TRACE_ERROR("pcbin_las", "cannot open pcbin file: %s!", conversion_.pcbinPath.c_str());
+  return false;
+}
 
 /// Opens the pcbin file and loads the pose file.
 bool Driver::openInputs() {
-  if (!reader_->open(conversion_.pcbinPath, modeling_app::PclBinary::kBufferSize)) {
-    TRACE_ERROR("pcbin_las", "cannot open pcbin file: %s!", conversion_.pcbinPath.c_str());
-    return false;
-  }
+  if (!openReader()) return false;
   result_.framesAnnounced = reader_->announcedFrames();
   result_.pointsAnnounced = reader_->announcedPoints();
   return style_ == Style::kScript
@@ -125,7 +128,7 @@ bool Driver::openWriter() {
   header.xOffset = poses_.offset.x();
   header.yOffset = poses_.offset.y();
   header.zOffset = poses_.offset.z();
-  if (conversion_.points.gpsTime) header.globalEncoding = pontra::kAdjustedGpsTimeFlag;
+  if (conversion_.points.clock) header.globalEncoding = pontra::kAdjustedGpsTimeFlag;
   std::vector<std::string> records;
   if (conversion_.epsg != 0) records.push_back(pontra::projectedSystemRecord(conversion_.epsg));
   if (writer_->open(header, conversion_.lasPath, pontra::LasWriter::kBufferSize, records))
@@ -140,19 +143,21 @@ PclRGBFrames Driver::readBatch() {
   return frames;
 }
 
-/// Reads up to the first batch of frames with a time stamp, and leaves out the points before. Sets
-/// `wrongClock`, with an error line, when the time stamp is not Unix time.
-PclRGBFrames Driver::readToFirstTime() {
+/// Reads the first batch of frames and checks the first time stamp of the recording: sets
+/// `wrongClock`, with an error line, when the chosen clock cannot have it. If the first batch has
+/// none, the others are searched and the file is opened again, unless it is a pipe.
+PclRGBFrames Driver::readAndCheckTime() {
   PclRGBFrames frames = readBatch();
   std::optional<double> time = firstTimeStamp(frames);
-  for (; !time && !frames.empty(); time = firstTimeStamp(frames = readBatch())) {
-    countRead(frames);
-    result_.refused = leftOut_.otherTime = result_.read;
+  std::error_code error;
+  if (!time && !frames.empty() && std::filesystem::is_regular_file(conversion_.pcbinPath, error)) {
+    while (!time && !frames.empty()) time = firstTimeStamp(frames = readBatch());
+    reader_->close();
+    result_.readEnd = modeling_app::ReadEnd::kEndOfFile;
+    frames.clear();
+    if (openReader()) frames = readBatch();
   }
-  result_.wrongClock = time && !pontra::isUnixTime(*time);
-  if (result_.wrongClock)
-    TRACE_ERROR("pcbin_las", "time stamp %.6f is no Unix time in seconds, it looks like %s!", *time,
-                std::string(pontra::likelyClock(*time)).c_str());
+  result_.wrongClock = time && !isFirstTimeOf(*conversion_.points.clock, *time);
   return frames;
 }
 
@@ -171,8 +176,8 @@ void Driver::writeFrames(PclRGBFrames frames) {
 
 void Driver::write(const std::shared_ptr<modeling_app::PclRGBFrame>& frame) {
   const bool written = style_ == Style::kDialogue
-                           ? write_las(writer_, frame, poses_, conversion_.points, leftOut_) == 0
-                           : writeFrame(*writer_, *frame, poses_, conversion_.points, leftOut_);
+                           ? write_las(writer_, frame, poses_, conversion_.points, tally_) == 0
+                           : writeFrame(*writer_, *frame, poses_, conversion_.points, tally_);
   if (!written) TRACE_ERROR("pcbin_las", "write pcl frame error!");
 }
 
@@ -182,8 +187,8 @@ void Driver::countRead(const PclRGBFrames& frames) {
 }
 
 void Driver::countLeftOut() {
-  result_.noPose = leftOut_.noPose;
-  result_.refused = writer_->refused() + leftOut_.otherTime;
+  result_.noPose = tally_.noPose;
+  result_.refused = writer_->refused();
   result_.writeFailed = writer_->failed();
 }
 
@@ -197,9 +202,6 @@ bool Driver::mustEnd() const {
 /// Closes both files and completes the result.
 void Driver::finish() {
   writer_->close();
-  if (leftOut_.otherTime > 0)
-    TRACE_WARNING("pcbin_las", "%llu points left out, their time stamps are no Unix time!",
-                  static_cast<unsigned long long>(leftOut_.otherTime));
   countLeftOut();
   const pontra::LasHeader& header = writer_->header();
   result_.written = header.numberOfPointRecords;
@@ -207,20 +209,25 @@ void Driver::finish() {
   result_.low = {header.minX, header.minY, header.minZ};
   result_.high = {header.maxX, header.maxY, header.maxZ};
   reader_->close();
+  if (conversion_.points.clock) printTimes(tally_.times);
+  checkMapPosition(conversion_.epsg, result_);
 }
 
 bool Driver::run() {
   if (!openInputs() || isInput(conversion_.lasPath, conversion_.pcbinPath, conversion_.pgoPath))
     return false;
   PclRGBFrames frames;
-  if (conversion_.points.gpsTime) frames = readToFirstTime();
+  if (conversion_.points.clock) frames = readAndCheckTime();
   if (result_.wrongClock || !openWriter()) return false;
   TRACE_INFO("pcbin_las", "las write starts, frames: %u, points: %u, pgoResult: %u",
              reader_->totalFrames(), reader_->totalPoints(),
              static_cast<unsigned>(poses_.pgoPoses.size()));
   writer_->expectPoints(expectedPoints(conversion_.pcbinPath, result_.pointsAnnounced));
-  if (!conversion_.points.gpsTime) frames = readBatch();
-  if (style_ == Style::kScript && !conversion_.points.gpsTime) warnOfClock(frames);
+  if (!conversion_.points.clock) {
+    frames = readBatch();
+    const std::optional<double> time = firstTimeStamp(frames);
+    if (time && (style_ == Style::kScript || hasOutputOption(conversion_))) warnOfClock(*time);
+  }
   writeFrames(std::move(frames));
   finish();
   return result_.readEnd != modeling_app::ReadEnd::kNoMemory;

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "pcbin_las/export/refine_point.h"
-#include "pcbin_las/las/gps_time.h"
 #include "pcbin_las/platform/number.h"
 #include "pcbin_las/platform/trace_macros.h"
 
@@ -21,6 +20,7 @@ struct RefinedBlock {
   std::size_t count = 0;
   std::array<const norvo::PointRGBIST*, kBlock> points;
   std::array<float, kBlock> x, y, z;  ///< metres
+  std::array<double, kBlock> time;    ///< set by convertTimes()
 
   void append(const norvo::PointRGBIST& point, float refinedX, float refinedY, float refinedZ) {
     points[count] = &point;
@@ -68,20 +68,24 @@ void refineBlock(std::span<const norvo::PointRGBIST> points, unsigned i,
   }
 }
 
-/// Removes the points whose time stamp is not Unix time; returns their number.
-std::size_t dropOtherTimes(RefinedBlock& block) {
-  const std::size_t before = std::exchange(block.count, 0);
-  for (std::size_t k = 0; k < before; ++k) {
-    if (pontra::isUnixTime(block.points[k]->timestamp))
-      block.append(*block.points[k], block.x[k], block.y[k], block.z[k]);
+/// Sets the times of the points.
+void convertTimes(pontra::Clock clock, RefinedBlock& block, WrittenTimes& times) {
+  for (std::size_t k = 0; k < block.count; ++k) {
+    const double timeStamp = block.points[k]->timestamp;
+    block.time[k] = 0;
+    if (timeStamp == 0 || !pontra::isTimeOf(clock, timeStamp)) {
+      ++times.missing;
+      continue;
+    }
+    block.time[k] = times.last = pontra::toAdjustedGpsTime(clock, timeStamp);
+    if (!times.first) times.first = times.last;
   }
-  return before - block.count;
 }
 
 }  // namespace
 
 bool writeFrame(pontra::LasWriter& writer, const modeling_app::PclRGBFrame& frame,
-                const norvo::PGOResultMsg& msg, const PointOptions& options, LeftOut& leftOut) {
+                const norvo::PGOResultMsg& msg, const PointOptions& options, FrameTally& tally) {
   if (!frame.cloud) {
     TRACE_ERROR("write_las", "frame points is null!");
     return false;
@@ -89,16 +93,16 @@ bool writeFrame(pontra::LasWriter& writer, const modeling_app::PclRGBFrame& fram
   const std::span<const norvo::PointRGBIST> points = frame.cloud->points;
   const int colourScale = options.rgb16 ? 257 : 1;
   const std::uint32_t sourceIdBits = options.sourceId ? 0xFFFF : 0;
-  const bool gpsTime = options.gpsTime;
+  const bool hasClock = options.clock.has_value();
   SweepMotion motion;
   RefinedBlock block;
   for (std::size_t i = 0; i < points.size(); i += kBlock) {
     const auto blockPoints = points.subspan(i, std::min(kBlock, points.size() - i));
     refineBlock(blockPoints, static_cast<unsigned>(i), msg, motion, block);
-    leftOut.noPose += blockPoints.size() - block.count;
-    if (gpsTime) leftOut.otherTime += dropOtherTimes(block);
+    tally.noPose += blockPoints.size() - block.count;
+    if (hasClock) convertTimes(*options.clock, block, tally.times);
     // Copies of the options, so that writing a record cannot change them.
-    const auto pointAt = [&block, colourScale, sourceIdBits, gpsTime](std::size_t k) {
+    const auto pointAt = [&block, colourScale, sourceIdBits, hasClock](std::size_t k) {
       const norvo::PointRGBIST& point = *block.points[k];
       return pontra::LasPoint{
           .x = block.x[k],
@@ -108,7 +112,7 @@ bool writeFrame(pontra::LasWriter& writer, const modeling_app::PclRGBFrame& fram
           .green = static_cast<std::uint16_t>(point.g * colourScale),
           .blue = static_cast<std::uint16_t>(point.b * colourScale),
           .intensity = ferrun::saturatingTruncate<std::uint16_t>(point.intensity),
-          .gpsTime = gpsTime ? pontra::toAdjustedGpsTime(point.timestamp) : point.timestamp,
+          .gpsTime = hasClock ? block.time[k] : point.timestamp,
           .pointSourceID = static_cast<std::uint16_t>(point.sweepid & sourceIdBits)};
     };
     writer.writePoints(block.count, pointAt);
@@ -118,8 +122,8 @@ bool writeFrame(pontra::LasWriter& writer, const modeling_app::PclRGBFrame& fram
 
 int write_las(std::shared_ptr<pontra::LasWriter> writer,
               const std::shared_ptr<modeling_app::PclRGBFrame>& frame,
-              const norvo::PGOResultMsg& msg, const PointOptions& options, LeftOut& leftOut) {
-  if (!writeFrame(*writer, *frame, msg, options, leftOut)) return -1;
+              const norvo::PGOResultMsg& msg, const PointOptions& options, FrameTally& tally) {
+  if (!writeFrame(*writer, *frame, msg, options, tally)) return -1;
   TRACE_INFO("write_las", "refine pcl points(%u) ok.",
              static_cast<unsigned>(frame->cloud->points.size()));
   return 0;
@@ -128,6 +132,6 @@ int write_las(std::shared_ptr<pontra::LasWriter> writer,
 int write_las(std::shared_ptr<pontra::LasWriter> writer,
               const std::shared_ptr<modeling_app::PclRGBFrame>& frame,
               const norvo::PGOResultMsg& msg) {
-  LeftOut leftOut;
-  return write_las(std::move(writer), frame, msg, {}, leftOut);
+  FrameTally tally;
+  return write_las(std::move(writer), frame, msg, {}, tally);
 }

@@ -1,11 +1,11 @@
-// Converts Unix time to adjusted standard GPS time, the clock of LAS files whose global encoding
-// has bit 0 set (ASPRS LAS 1.2, "Global Encoding").
+// The clocks of time stamps, and their conversion to adjusted standard GPS time, the clock of LAS
+// files whose global encoding has bit 0 set (ASPRS LAS 1.2, "Global Encoding").
 #pragma once
 
 #include <array>
 #include <chrono>
 #include <cstdint>
-#include <string_view>
+#include <string>
 
 namespace pontra {
 
@@ -66,8 +66,56 @@ constexpr double toAdjustedGpsTime(double unixTime) {
   return unixTime - (kFirstUnixTime + kAdjustment);
 }
 
-/// The likely clock and unit of a time stamp for which isUnixTime() is false, such as "GPS week
-/// seconds" or "Unix time in milliseconds"; "no known clock" if there is none.
-std::string_view likelyClock(double timeStamp);
+/// The clocks of time stamps.
+enum class Clock : std::uint8_t {
+  kUnix,         ///< UTC, seconds since 1970-01-01 without leap seconds
+  kGps,          ///< seconds since the GPS epoch, 1980-01-06; does not follow leap seconds
+  kAdjustedGps,  ///< kGps minus 10^9
+};
+inline constexpr std::array kClocks = {Clock::kUnix, Clock::kGps, Clock::kAdjustedGps};
+
+/// Adjusted standard GPS time of the GPS epoch and of 2100-01-01.
+constexpr double kFirstAdjustedGpsTime = toAdjustedGpsTime(kFirstUnixTime);
+constexpr double kLastAdjustedGpsTime = toAdjustedGpsTime(kLastUnixTime);
+
+/// Adjusted standard GPS time of a time stamp; kAdjustedGps changes no bit.
+constexpr double toAdjustedGpsTime(Clock clock, double timeStamp) {
+  switch (clock) {
+    case Clock::kUnix:
+      return toAdjustedGpsTime(timeStamp);
+    case Clock::kGps:
+      return timeStamp - 1e9;
+    case Clock::kAdjustedGps:
+      break;
+  }
+  return timeStamp;
+}
+
+/// Whether a time stamp lies between 1980-01-06 and 2100-01-01 by this clock; false for NaN.
+constexpr bool isTimeOf(Clock clock, double timeStamp) {
+  const double first = clock == Clock::kUnix  ? kFirstUnixTime
+                       : clock == Clock::kGps ? 0
+                                              : kFirstAdjustedGpsTime;
+  const double last = clock == Clock::kUnix  ? kLastUnixTime
+                      : clock == Clock::kGps ? kLastAdjustedGpsTime + 1e9
+                                             : kLastAdjustedGpsTime;
+  return timeStamp >= first && timeStamp <= last;
+}
+
+/// Whether a time stamp may be GPS week seconds, 0 to 604800, or the time since the start.
+constexpr bool isWeekTime(double timeStamp) {
+  return timeStamp >= 0 && timeStamp <= 604800;
+}
+
+/// "Unix time", "GPS time" or "adjusted GPS time".
+const char* clockName(Clock clock);
+
+/// UTC of an adjusted standard GPS time from kFirstAdjustedGpsTime to kLastAdjustedGpsTime, without
+/// fractions of a second: "2026-06-21T10:00:00Z".
+std::string utcText(double adjustedGpsTime);
+
+/// The unit of Unix time in which a time stamp lies between 1980 and 2100: "milliseconds",
+/// "microseconds", "nanoseconds", or null.
+const char* smallUnixUnit(double timeStamp);
 
 }  // namespace pontra
