@@ -9,6 +9,8 @@
 
 namespace modeling_app {
 
+PcbReader::PcbReader() = default;
+
 PcbReader::~PcbReader() {
   PcbReader::close();
 }
