@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// Writes a frame with a pose, reads it, lets its cloud grow and prints the library's lines with a sink of
-// its own. Ends with 0 when the frame came back unchanged.
+// Writes a frame with a pose, reads it, lets its cloud grow and prints the library's lines with a
+// sink of its own. Ends with 0 when the frame came back unchanged.
 #include <cstdio>
 #include <memory>
 #include <pcbin_las/platform/tracer.h>
