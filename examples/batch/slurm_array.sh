@@ -1,4 +1,5 @@
-#!/bin/sh
+#!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-3-Clause
 #SBATCH --job-name=pcbin_las
 #SBATCH --cpus-per-task=1
 #SBATCH --mem=256M
@@ -11,15 +12,21 @@
 #   sbatch --array=1-$((surveys < 1000 ? surveys : 1000)) slurm_array.sh
 #
 # A task converts all its surveys, also after a failed one, and fails when one is not complete. Array indices
-# must begin with 1. Submit it from the directory that holds the scripts and surveys.txt.
+# must begin with 1. Submit it from the directory that holds the scripts and surveys.txt. The first task leaves
+# the start of the job in the file convert.start beside the surveys; make_page.py reads it.
 set -u
 cd "${SLURM_SUBMIT_DIR:-.}" || exit 2
-mine=$(awk -v task="$SLURM_ARRAY_TASK_ID" -v tasks="$SLURM_ARRAY_TASK_COUNT" \
-  'NR % tasks == task % tasks' surveys.txt)
+mapfile -t mine < <(awk -v task="$SLURM_ARRAY_TASK_ID" -v tasks="$SLURM_ARRAY_TASK_COUNT" \
+  'NF > 0 && NR % tasks == task % tasks' surveys.txt)
 status=0
-while IFS= read -r directory; do
+for directory in "${mine[@]}"; do
+  start=$(dirname -- "$directory")/convert.start
+  case $start in -*) start=./$start ;; esac # not an option
+  job="job ${SLURM_ARRAY_JOB_ID-}"
+  if [ "$(tail -n 1 "$start" 2> /dev/null)" != "$job" ]; then
+    rm -f -- "$start"
+    (set -C && printf '%s\n' "$(date -u +%FT%TZ)" "$job" > "$start") 2> /dev/null # or another task did it
+  fi
   ./convert_survey.sh --skip-done "$directory" || status=1
-done << END
-$mine
-END
+done
 exit $status

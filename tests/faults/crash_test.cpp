@@ -42,6 +42,7 @@ TEST(Crash, LeavesALasFileThatAnnouncesNoMoreThanItHolds) {
        },
        705},
   };
+  EXPECT_EQ(pontra::LasWriter::kBufferSize, 32U << 20) << "what a killed conversion may lose";
   for (const auto& [name, write, records] : rows) {
     SCOPED_TRACE(name);
     const std::vector<Bytes> states = statesOf(write);
@@ -88,26 +89,45 @@ TEST(Crash, LeavesTheWholeFramesOfAPcbinFileReadable) {
 TEST(Crash, ABatchRunPublishesOnlyAWholeSyncedFile) {
   const test::TempDir dir;
   Conversion conversion;
-  conversion.pcbinPath = dir.write("a", test::rgbFile(3, 5));
+  conversion.pcbinPath = dir.write("a", test::rgbFile(12, 4000));
   conversion.lasPath = dir.path("a.las");
   BatchSink sink(4);
-  const auto run = [&](const std::vector<test::Fault>& faults, bool& happened) {
+  const auto run = [&](const test::Fault& fault, bool& happened) {
     dir.write("a.las", "before");
-    const test::FaultInjection injection(faults);
+    const test::FaultInjection injection({fault});
     const BatchStatus status = batch_convert(conversion, {}, sink);
     happened = test::FaultInjection::happened();
     return status;
   };
   for (const test::Call call : test::kEveryCall) {
-    if (call == test::Call::kAllocate) continue;
+    unsigned published = 0;
     bool happened = true;
     for (unsigned number = 1; happened; ++number) {
-      const BatchStatus status = run({{call, number, false}}, happened);
+      const std::size_t smallest = call == test::Call::kAllocate ? 100'000 : 0;  // a frame
+      const BatchStatus status = run({call, number, false, smallest}, happened);
       const Bytes las = test::readFile(conversion.lasPath);
       ASSERT_EQ(las == "before", status == kNothingWritten) << static_cast<int>(call) << number;
-      ASSERT_TRUE(las == "before" || las.size() == 227U + 34 * 15);
+      ASSERT_TRUE(las == "before" || las.size() == 227U + 34 * 48000);
       ASSERT_TRUE(call != test::Call::kSync || number > 1 || las == "before");
+      published += happened && las != "before";
     }
+    if (call == test::Call::kRead || call == test::Call::kAllocate || call == test::Call::kWrite) {
+      EXPECT_EQ(published, call == test::Call::kWrite ? 1U : 0U) << "when the last line got lost";
+    }
+  }
+}
+
+TEST(Crash, AConversionForAScriptEndsAtAFailedWrite) {
+  const test::TempDir dir;
+  Conversion conversion;
+  conversion.pcbinPath = dir.write("a", test::rgbFile(12, 4000));
+  conversion.lasPath = dir.path("a.las");
+  for (const auto& [style, frames] : {std::pair{Style::kScript, 10U}, {Style::kDialogue, 12U}}) {
+    const test::FaultyFile full(dir.write("a.las", ""), {.end = 1000});
+    ConversionResult result;
+    EXPECT_TRUE(convertSurvey(conversion, style, result));
+    EXPECT_TRUE(result.writeFailed);
+    EXPECT_EQ(result.framesFound, frames);
   }
 }
 

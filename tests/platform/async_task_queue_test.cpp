@@ -12,30 +12,43 @@ namespace {
 using ferrun::AsyncTaskQueue;
 using testing::ElementsAre;
 
-TEST(AsyncTaskQueue, RunsTasksInOrderAndCountsThoseNotYetTaken) {
+TEST(AsyncTaskQueue, RunsTasksInOrderAndWaitsForThem) {
+  using std::chrono::milliseconds;
   const test::CapturedLines log;
   std::string ran;
   std::promise<void> started, gate;
-  {
-    AsyncTaskQueue queue("q");
-    const auto note = [&](const std::string& text) { ran += text; };
-    const auto wait = [&](const std::string&) {
-      started.set_value();
-      gate.get_future().wait();
-    };
-    queue.putTask(note, "early ");
-    queue.putTask(wait, "");
-    EXPECT_EQ(queue.size(), 2);
-    EXPECT_TRUE(queue.init(1, {}));
-    started.get_future().wait();
-    EXPECT_EQ(queue.size(), 0) << "the running task does not count";
-    queue.putTask([](const std::string&) { throw std::runtime_error("100% bad"); }, "");
-    queue.putTask([](const std::string&) { throw 42; }, "");
-    for (const char* const text : {"1", "2", "3"}) queue.putTask(note, text);
-    EXPECT_EQ(queue.size(), 5);
-    gate.set_value();
-  }
-  EXPECT_EQ(ran, "early 123") << "the destructor runs what is queued";
+  auto queue = std::make_unique<AsyncTaskQueue>("q");
+  const auto note = [&](const std::string& text) { ran += text; };
+  const auto wait = [&](const std::string&) {
+    started.set_value();
+    gate.get_future().wait();
+  };
+  queue->putTask(note, "early ");
+  queue->putTask(wait, "");
+  EXPECT_EQ(queue->size(), 2);
+  EXPECT_TRUE(queue->init(1, {}));
+  started.get_future().wait();
+  EXPECT_EQ(queue->size(), 0) << "the running task does not count";
+  const auto waited = std::async(std::launch::async, [&] { queue->waitForTasks(); });
+  EXPECT_EQ(waited.wait_for(milliseconds(30)), std::future_status::timeout) << "but is waited for";
+  queue->putTask([](const std::string&) { throw std::runtime_error("100% bad"); }, "");
+  queue->putTask([](const std::string&) { throw 42; }, "");
+  for (const char* const text : {"1", "2", "3"}) queue->putTask(note, text);
+  EXPECT_EQ(queue->size(), 5);
+  gate.set_value();
+  waited.wait();
+  queue->waitForTasks();
+  queue->putTask([&](const std::string&) { queue->waitForTasks(); }, "");  // not for itself
+  queue->waitForTasks();
+
+  std::promise<void> last;
+  queue->putTask([&](const std::string&) { last.get_future().wait(); }, "");
+  queue->putTask(note, " late");
+  const auto destroyed = std::async(std::launch::async, [&] { queue.reset(); });
+  EXPECT_EQ(destroyed.wait_for(milliseconds(30)), std::future_status::timeout);
+  last.set_value();
+  destroyed.wait();
+  EXPECT_EQ(ran, "early 123 late") << "the destructor runs what is queued";
   const std::string error = "<E>TIME [AsyncTaskQueue::run,L#] queue(q) task failed: ";
   EXPECT_THAT(log.lines(), ElementsAre(error + "100% bad!", error + "unknown exception!"));
 }

@@ -109,4 +109,33 @@ TEST(File, WritesNothingAfterAFailureUntilTheNextSeek) {
   }
 }
 
+TEST(File, TellsAFailedReadFromTheEndAndReportsAFailedClose) {
+  const TempDir directory;
+  const std::string path = directory.write("file", "0123456789\nabc");
+  const CapturedLines log;
+  File file;
+  std::string line;
+  ASSERT_TRUE(file.open(path, File::kRead));
+  {
+    const FaultyFile faulty(path, {.end = 8});
+    EXPECT_EQ(readSome(file, 5), "01234");
+    EXPECT_EQ(file.readLine(&line), 3);
+    EXPECT_EQ(file.readData(line.data(), 1), -1);
+    EXPECT_EQ(file.readLine(&line), -1);
+    EXPECT_EQ(file.readError(), EIO);
+  }
+  file.close();
+  ASSERT_TRUE(file.open(path, File::kWrite));
+  {
+    const test::FaultInjection injection({{test::Call::kClose, 1, false}});
+    file.close();
+    EXPECT_EQ(file.writeError(), EIO);
+  }
+  EXPECT_FALSE(file.isOpen());
+  const std::string error = ",L#] file(" + path + ") ";
+  EXPECT_THAT(log.lines(),
+              ElementsAre("<E>TIME [File::readData" + error + "read error: Input/output error!",
+                          "<E>TIME [File::close" + error + "write error: Input/output error!"));
+}
+
 }  // namespace
