@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: BSD-3-Clause
 # Compares whole runs of the tool with programs that only read and write the same number of bytes, and checks
 # the ratios against their bounds. Runs alternate, and the median ratio is shown: it varies much less than the
 # times on a shared machine.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Refines points, converts frames to LAS records and loads pose files.
 #include <array>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The lower bound for a conversion or a repair: reads a file in pieces of 4 MiB and writes, for
 // every IN_SIZE bytes read, OUT_SIZE of them through one buffer of 32 MiB. Without OUTPUT it only
 // reads. With --slices it works like the tool: it reads and writes 256 KiB at a time and reserves

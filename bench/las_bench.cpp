@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Encoding and appending LAS points.
 #include <benchmark/benchmark.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Writes the input of a conversion: DIR/survey.pcbin and DIR/pgo.csv.
 #include <cstdio>
 #include <cstdlib>

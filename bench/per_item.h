@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Counters of the step benchmarks.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Printing lines.
 #include <cstdlib>
 #include <fcntl.h>

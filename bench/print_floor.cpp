@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The lower bound for a listing of LAS records: formats the lines of every record with snprintf and
 // writes them to standard output. The time in the lines is constant.
 #include <array>

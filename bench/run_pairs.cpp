@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Runs two commands in turn, A B A B ..., and compares their cost. Each run has an empty standard
 // input; the output files of the previous run are removed first.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Reading and writing pcbin files.
 #include <chrono>
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // A synthetic survey for measurements: the same points in every run.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // System calls of the benchmark programs, which end where one fails.
 #pragma once
 

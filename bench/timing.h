@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The clock and the median of the benchmark programs.
 #pragma once
 

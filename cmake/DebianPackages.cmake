@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 # The Debian packages that cpack makes from the installed components; scripts/package.sh runs it.
 
 include(GitVersion)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 # Sets PCBIN_EIGEN_MAX_ALIGN_BYTES, PCBIN_EIGEN_MAX_STATIC_ALIGN_BYTES, PCBIN_EIGEN_MALLOC_ALREADY_ALIGNED and
 # PCBIN_GLIBCXX_DEBUG to the values that Eigen and the standard library have with the current compiler flags.
 function(pcbin_find_eigen_alignment)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 # Finds the headers of nlohmann-json and provides the target JsonHeaders::JsonHeaders. Their directory also
 # contains the C library's headers of the build machine, which a cross compiler must not use. The target
 # therefore uses a directory with a link to them only.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 # Finds the headers of the Point Cloud Library and of Eigen and provides the target PclHeaders::PclHeaders.
 # Only pcl::PointCloud, a header template, is used. PCL's own CMake package would also search for every
 # library that PCL can be linked with.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 # What `cmake --install` installs.
 #
 #   program      pcbin_las, its man page and its bash completion

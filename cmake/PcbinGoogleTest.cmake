@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 # GoogleTest for the tests: the libraries that Debian has built, or, with PCBIN_BUILD_GOOGLETEST or
 # where these are missing, its sources, which are compiled with the flags of the tests. A sanitizer
 # and a cross compiler need the latter.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 # The compile options of all targets, and functions that define targets.
 
 # -ffp-contract=off: without fused multiply-adds, Arm and x86 compute the same bits.

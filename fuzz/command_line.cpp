@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Fuzzes the parser of command lines, one word per line, and the conversion of numbers.
 #include <cmath>
 #include <optional>

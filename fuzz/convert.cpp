@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Fuzzes the conversion with a pcbin file and a pose file. The first two bytes are the size of the
 // pose file, which follows; the rest is the pcbin file.
 #include <algorithm>
@@ -11,7 +12,7 @@ namespace {
 
 using test::at;
 
-/// Requires that a LAS file contains the records that its header announces, with the bounds in the
+/// Requires that a LAS file contains the records that its header declares, with the bounds in the
 /// header.
 void checkLas(const std::string& las) {
   fuzz::require(las.size() >= 227);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Fuzzes the repair with a LAS file.
 #include "pcbin_las/app/las_repair.h"
 

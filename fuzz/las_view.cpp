@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Fuzzes the viewer with a LAS file. The first 9 bytes are the verbose level and the range of
 // records, the rest is the file.
 #include "pcbin_las/app/las_view.h"

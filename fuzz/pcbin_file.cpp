@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Fuzzes one of the frame readers or the viewer with a pcbin file. The first byte selects which,
 // the next 8 bytes are the viewer's range, the rest is the file.
 #include <cstring>

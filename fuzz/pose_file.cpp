@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Fuzzes the reading of pose files.
 #include "pcbin_las/export/pose_file.h"
 

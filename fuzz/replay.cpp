@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Replaces the fuzzer: runs a fuzz target with every file of the given directories.
 #include <cstdint>
 #include <cstdio>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Copies the frames of a pcbin file with the reader and the writer, and compares the files. The
 // first byte selects the kind of frames, the rest is the file.
 #include <algorithm>

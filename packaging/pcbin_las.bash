@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 # bash completion for pcbin_las
 
 # Completes directories, and files whose names end in .$1, in small or capital letters.

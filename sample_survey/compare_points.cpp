@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Prints the distances between the points of two LAS files, pairing the points in file order.
 #include <algorithm>
 #include <cmath>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The drive of the sample survey: the true poses of the lidar and those of a drifting odometry.
 #pragma once
 

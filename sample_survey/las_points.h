@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Reads the points of a LAS 1.2 file of point data record format 3.
 #pragma once
 

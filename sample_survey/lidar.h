@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // A simulated spinning lidar with a camera that colours its points.
 #pragma once
 

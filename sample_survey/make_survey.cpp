@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Makes a sample survey: the files that a mapping pipeline and its pose-graph optimisation leave
 // behind, and the true points to compare a conversion with.
 #include <cstdint>

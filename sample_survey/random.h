@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Random numbers for the sample survey.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The scene of the sample survey: a straight street with houses, hedges, lamp posts and parked
 // cars.
 #pragma once

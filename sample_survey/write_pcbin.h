@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Writes surveys as pcbin files.
 #pragma once
 

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-3-Clause
 # Checks what `cmake --install` installs: moves the prefix, then runs the program, reads the man page,
 # completes a command line, compiles each header alone, builds the examples, and builds and runs a
 # caller's program in each supported way: find_package, FetchContent and pkg-config, static and shared.

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-3-Clause
 # Checks the Debian packages: builds them twice in different folders and compares the bytes, runs lintian,
 # then installs, uses and purges them in a fresh minimal Debian 12. Needs root; the development package
 # installs 2.6 GB.

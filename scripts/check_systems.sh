@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-3-Clause
 # Builds the project and runs its tests in a fresh system of each named release, with each of its compilers:
 #   trixie   Debian 13, g++ 14 (and clang 19 with PCBIN_CLANG=1)
 #   jammy    Ubuntu 22.04: g++ 11, CMake 3.22, PCL 1.12; from the mirror PCBIN_UBUNTU_MIRROR

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-3-Clause
 # Runs the tests and prints which lines of src/ they execute: for each file the share and the lines that no
 # test reaches, and the share of all lines.
 set -euo pipefail

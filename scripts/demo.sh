@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-3-Clause
 # Demonstrates the program: builds it, makes a sample survey in demo/, converts it and compares the
 # result with the true points. Installs missing packages on a Debian machine.
 set -euo pipefail

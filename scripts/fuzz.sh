@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-3-Clause
 # Fuzzes each target of fuzz/ for the given number of seconds (30 when none is given), with the words of
 # fuzz/NAME.dict. Fails when an input crashes one, takes more than 10 seconds or more than 512 MiB; the
 # input is kept in build/fuzz.

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-3-Clause
 # Makes the Debian packages pcbin-las (the program), pcbin-las-dev (the library) and python3-pcbin in
 # build/package. The same commit gives the same bytes, wherever it is built.
 # Usage: scripts/package.sh [amd64|arm64]    for the machine itself when no architecture is named

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-3-Clause
 # Builds the project and runs its tests; installs missing packages on a Debian machine.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."

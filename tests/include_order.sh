@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-3-Clause
 # Checks that the folders of src/pcbin_las/ include only themselves and the folders below them.
 # Usage: include_order.sh SOURCE_DIR
 set -euo pipefail

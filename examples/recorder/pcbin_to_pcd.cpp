@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Saves the first frame of a pcbin file of coloured points as a PCD file:
 // pcbin_to_pcd survey.pcbin frame.pcd
 #include <cstdio>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Reads a pcbin file of coloured points: read_pcbin survey.pcbin
 //
 // Lidar frames are read in the same way, by readPcl().

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Writes a pcbin file of coloured points: write_pcbin survey.pcbin
 //
 // Lidar frames with their poses are written in the same way: give writePcl() a PclFrame. A file

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 # shellcheck shell=bash
 # For scripts that need a fresh minimal system in a directory of its own: to be sourced after
 # install_packages.sh. Such scripts run as root.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 # shellcheck shell=bash
 # For scripts that build the project on a Debian machine: to be sourced.
 

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-3-Clause
 # The recipes for many conversions, over 30 surveys of which some are damaged in all ways that a night has
 # shown. Usage: batch_test.sh SCRIPTS PROGRAM...
 set -euo pipefail

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The repair and the viewer with damaged LAS files.
 #include "pcbin_las/app/las_repair.h"
 

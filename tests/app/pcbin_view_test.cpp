@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/app/pcbin_view.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-3-Clause
 # Runs the commands of a session ("$ command", continued by "> ") and compares what they print with the lines
 # below them. Commands run in one directory, which starts as a copy of data/. In the output, TIME and
 # DATE-TIME stand for times and L# for source lines; a failed command adds its [status].

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Valid and invalid pose files.
 #include "pcbin_las/export/pose_file.h"
 

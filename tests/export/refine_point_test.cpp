@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Moves points from registration to optimised poses.
 #include "pcbin_las/export/refine_point.h"
 

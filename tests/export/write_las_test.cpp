@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Frames of coloured points as LAS records.
 #include "pcbin_las/export/write_las.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The file on disk when the program ends after or within any of its writes.
 #include <filesystem>
 #include <functional>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Each system call and each allocation fails in turn: nothing crashes or throws, and every loss is
 // reported by a line or by a state of the object.
 #include <atomic>
@@ -153,7 +154,7 @@ bool runWith(const std::vector<Fault>& faults, const std::function<bool()>& mode
   }
 }
 
-/// Checks that a LAS file announces no more than it holds, and equals `expected` (except its date)
+/// Checks that a LAS file declares no more than it holds, and equals `expected` (except its date)
 /// unless a loss was reported (`told`).
 void checkLas(const Bytes& las, Bytes expected, bool told) {
   const std::size_t count = las.size() >= 111 ? at<std::uint32_t>(las, 107) : 0;

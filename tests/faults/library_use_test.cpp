@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The use of the library by a pipeline, and the lines that it gets.
 #include <climits>
 #include <fcntl.h>
@@ -144,12 +145,12 @@ TEST(LibraryUse, WarnsOnceOfAGrowingBacklog) {
   const std::uint64_t frames =
       PcbWriter::kBacklogWarning / (kPoints * sizeof(norvo::PointRGBIST)) + 1;
   for (std::uint64_t k = 1; k <= frames; ++k) {
-    EXPECT_EQ(linesWith(log.lines(), "wait!"), 0) << k;
+    EXPECT_EQ(linesWith(log.lines(), "queued!"), 0) << k;
     writer.writePcl(cloud);
   }
   writer.writePcl(rgbCloud(1));
-  EXPECT_EQ(linesWith(log.lines(),
-                      "<W>TIME [PclBinary::writePcl,L#] file(" + dir.path("a") + ") is slower"),
+  EXPECT_EQ(linesWith(log.lines(), "<W>TIME [PclBinary::writePcl,L#] file(" + dir.path("a") +
+                                       ") cannot keep up"),
             1);
 }
 

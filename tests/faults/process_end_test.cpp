@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The end of processes that use the library. Each case runs in a child process.
 #include <csignal>
 #include <functional>

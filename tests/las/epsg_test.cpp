@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The limits of coordinate systems.
 #include "pcbin_las/las/epsg.h"
 

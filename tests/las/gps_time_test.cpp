@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // GPS time from Unix time.
 #include "pcbin_las/las/gps_time.h"
 

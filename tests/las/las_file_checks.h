@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Checks of LAS files that the program has written.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The bytes of LAS headers and records.
 #include "pcbin_las/las/las_records.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The files of the LAS writer, complete and after failures.
 #include "pcbin_las/las/las_writer.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Variable-length records: the one that names a coordinate system, and the check of a file's own.
 #include "pcbin_las/las/variable_length_records.h"
 

@@ -1,4 +1,5 @@
-// Output files that appear completely or not at all.
+// SPDX-License-Identifier: BSD-3-Clause
+// Output files that are replaced atomically.
 #include "pcbin_las/output/staged_file.h"
 
 #include <csignal>
@@ -73,10 +74,10 @@ TEST_F(StagedFileTest, FollowsLinks) {
     EXPECT_EQ(test::readFile(dir_.path("data/map.las")), contents);
   }
   EXPECT_THAT(names(), UnorderedElementsAre("data", "link", "link2"));
-  EXPECT_TRUE(ferrun::leadToSameFile(dir_.path("link2"), dir_.path("data/map.las")));
+  EXPECT_TRUE(ferrun::resolveToSameFile(dir_.path("link2"), dir_.path("data/map.las")));
   symlink("data/none", dir_.path("loose").c_str());
-  EXPECT_TRUE(ferrun::leadToSameFile(dir_.path("loose"), dir_.path("data/../data//none")));
-  EXPECT_FALSE(ferrun::leadToSameFile(dir_.path("loose"), dir_.path("none")));
+  EXPECT_TRUE(ferrun::resolveToSameFile(dir_.path("loose"), dir_.path("data/../data//none")));
+  EXPECT_FALSE(ferrun::resolveToSameFile(dir_.path("loose"), dir_.path("none")));
 }
 
 TEST_F(StagedFileTest, RefusesWhatIsNoRegularFile) {

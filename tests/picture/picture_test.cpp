@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Pictures of LAS files, checked by their pixels.
 #include "pcbin_las/picture/picture.h"
 

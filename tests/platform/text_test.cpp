@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Parts of text, and numbers from text.
 #include <cfloat>
 #include <climits>

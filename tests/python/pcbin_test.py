@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """Tests of the Python module. PCBIN_LAS is the command that starts the program, which converts and reads
 what the module writes."""
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // pcbin files that are cut off, damaged or too large.
 #include <filesystem>
 #include <sys/resource.h>

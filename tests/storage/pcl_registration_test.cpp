@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The point types in PCL's own algorithms, of which header templates alone are used.
 #include "pcbin_las/storage/pcl_registration.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Builds the bytes of pcbin, pose and LAS files field by field, without the program's own structs.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // System calls and allocations that fail, and a record of what was written. Every test program
 // links it: link options redirect the calls by the program's own code and its templates to it.
 #pragma once

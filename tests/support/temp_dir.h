@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // A directory for the files of one test.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/app/batch.h"
 
 #include <algorithm>
@@ -23,7 +24,7 @@ using ull = unsigned long long;
 bool hasNameClash(const Conversion& wanted, BatchOutputs& outputs) {
   const auto clash = [](const char* kind, const std::string& output, const char* otherKind,
                         const std::string& other) {
-    if (output.empty() || other.empty() || !ferrun::leadToSameFile(output, other)) return false;
+    if (output.empty() || other.empty() || !ferrun::resolveToSameFile(output, other)) return false;
     TRACE_ERROR("batch", "%s file(%s) is the %s file(%s), choose another output!", kind,
                 output.c_str(), otherKind, other.c_str());
     return true;
@@ -58,7 +59,7 @@ Progress progressOf(const std::string& pcbinPath, ProgressBar& bar) {
 
 /// Whether the system has failed or no point is left, so that no LAS file is published; prints an
 /// error line.
-bool isUseless(const Conversion& files, const ConversionResult& result) {
+bool mustNotPublish(const Conversion& files, const ConversionResult& result) {
   if (result.readEnd == ReadEnd::kReadError)
     TRACE_ERROR("batch", "pcbin file(%s) cannot be read to its end!", files.pcbinPath.c_str());
   else if (result.readEnd == ReadEnd::kNoMemory)
@@ -66,8 +67,8 @@ bool isUseless(const Conversion& files, const ConversionResult& result) {
   else if (result.writeFailed)
     TRACE_ERROR("batch", "las file(%s) cannot be written!", files.lasPath.c_str());
   else if (result.written == 0)
-    TRACE_ERROR("batch", "no point to write, of %llu points %llu have no pose!", ull{result.read},
-                ull{result.noPose});
+    TRACE_ERROR("batch", "no points to write: %llu of %llu points have no pose!",
+                ull{result.noPose}, ull{result.read});
   else
     return false;
   return true;
@@ -77,18 +78,18 @@ bool isUseless(const Conversion& files, const ConversionResult& result) {
 /// some are missing.
 bool fallsShort(const ConversionResult& result) {
   if (result.framesAnnounced == 0 && result.pointsAnnounced == 0) {
-    TRACE_WARNING("batch", "the header announces no frames: the recording was not closed!");
+    TRACE_WARNING("batch", "the header declares no frames: the recording was not closed!");
     return false;
   }
   if (result.framesFound != result.framesAnnounced || result.read != result.pointsAnnounced)
     TRACE_WARNING("batch",
-                  "the header announces %llu frames and %llu points, the file holds %llu and %llu!",
+                  "the header declares %llu frames and %llu points, the file holds %llu and %llu!",
                   ull{result.framesAnnounced}, ull{result.pointsAnnounced}, ull{result.framesFound},
                   ull{result.read});
   return result.framesFound < result.framesAnnounced || result.read < result.pointsAnnounced;
 }
 
-BatchStatus judge(const ConversionResult& result) {
+BatchStatus statusOf(const ConversionResult& result) {
   if (result.noPose > 0)
     TRACE_WARNING("batch", "%llu points left out, their sweeps have no pose!", ull{result.noPose});
   const bool complete = !fallsShort(result) && result.readEnd == ReadEnd::kEndOfFile &&
@@ -106,8 +107,8 @@ BatchStatus convert(const Conversion& wanted, ConversionResult& result, Progress
   const bool converted =
       convertSurvey(conversion, Style::kScript, result, progressOf(wanted.pcbinPath, bar));
   bar.erase();
-  if (!converted || isUseless(wanted, result)) return kNothingWritten;
-  const BatchStatus status = judge(result);
+  if (!converted || mustNotPublish(wanted, result)) return kNothingWritten;
+  const BatchStatus status = statusOf(result);
   return las.publish() ? status : kNothingWritten;
 }
 

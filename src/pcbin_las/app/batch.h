@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The convert mode for scripts.
 #pragma once
 
@@ -6,7 +7,7 @@
 #include "pcbin_las/app/batch_report.h"
 #include "pcbin_las/app/batch_sink.h"
 
-/// Converts without prompts. The LAS file appears complete under its name or not at all, and the
+/// Converts without prompts. The LAS file is replaced atomically, and the
 /// last line on standard output gives status and counts. `sink` must be a sink of the tracer. An
 /// output never replaces an input or another output. From now on signals that end the process
 /// remove the temporary files.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/app/batch_report.h"
 
 #include <array>
@@ -55,7 +56,7 @@ std::string summaryText(const Conversion& conversion, const BatchOutputs& output
 
 #endif
 
-/// Writes a file completely or not at all.
+/// Replaces a file atomically.
 bool writeWhole(const std::string& path, const std::string& text) {
   ferrun::StagedFile staged;
   if (!staged.create(path)) return false;

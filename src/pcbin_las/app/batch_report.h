@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The report of a run with --batch.
 #pragma once
 
@@ -33,7 +34,7 @@ struct BatchOutcome {
 /// Whether this build can write summaries.
 bool hasSummary();
 
-/// Writes the outcome as a JSON file, completely or not at all. False, with an error line, on
+/// Writes the outcome as a JSON file, which is replaced atomically. False, with an error line, on
 /// failure.
 bool writeSummary(const Conversion& conversion, const BatchOutputs& outputs,
                   const BatchOutcome& outcome);

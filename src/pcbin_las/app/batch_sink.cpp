@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/app/batch_sink.h"
 
 #include <string_view>
@@ -6,13 +7,11 @@
 
 namespace {
 
-/// The level of a line; `former` when it has no tag, which happens after a line break inside a
-/// message.
-int levelOf(std::string_view line, int former) {
+/// The level of a line by its tag. Every line has one: line breaks inside messages are escaped.
+int levelOf(std::string_view line) {
   if (line.starts_with("<E>")) return ferrun::kLevelError;
   if (line.starts_with("<W>")) return ferrun::kLevelWarning;
-  if (line.starts_with("<I>") || line.starts_with("<C>")) return ferrun::kLevelInfo;
-  return former;
+  return ferrun::kLevelInfo;
 }
 
 }  // namespace
@@ -21,9 +20,9 @@ void BatchSink::write(const char* lines, std::size_t size) {
   std::string wanted;
   for (std::string_view rest(lines, size); !rest.empty();) {
     const std::string_view line = rest.substr(0, rest.find('\n'));
-    level_ = levelOf(line, level_);
-    if (level_ >= threshold_) wanted.append(line) += '\n';
-    if (level_ == ferrun::kLevelError) {
+    const int level = levelOf(line);
+    if (level >= threshold_) wanted.append(line) += '\n';
+    if (level == ferrun::kLevelError) {
       const std::lock_guard lock(mutex_);
       if (firstError_.empty()) firstError_ = line;
     }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The console of a run with --batch.
 #pragma once
 
@@ -24,7 +25,6 @@ class BatchSink : public ferrun::TracerSink {
 
  private:
   int threshold_;
-  int level_ = 1;  ///< of the last line with a tag
   ferrun::STDSink output_;
   ProgressBar progressBar_;
   mutable std::mutex mutex_;  ///< guards firstError_

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The table of options, and how their values fill a CommandLine.
 #include "pcbin_las/app/command_line.h"
 
@@ -65,7 +66,7 @@ bool readOffset(const Option& option, const Values& values, CommandLine& line) {
     offset[axis] = *value;
     if (end < text.size())
       note(line, ferrun::kLevelWarning,
-           StrUtil::format("option offset: %s is taken as %.15g", text.c_str(), *value));
+           StrUtil::format("option offset: %s is read as %.15g", text.c_str(), *value));
   }
   line.offset = offset;
   return true;
@@ -75,7 +76,7 @@ bool readEpsg(const Option& option, const Values& values, CommandLine& line) {
   int code = 0;
   if (!readValue(option, {withoutEpsg(values[0])}, code, line)) return false;
   const pontra::EpsgCheck check = pontra::checkEpsg(code);
-  if (!check.taken) return note(line, ferrun::kLevelError, check.text);
+  if (!check.accepted) return note(line, ferrun::kLevelError, check.text);
   note(line, ferrun::kLevelInfo, check.text);
   if (!check.warning.empty()) note(line, ferrun::kLevelWarning, check.warning);
   line.conversion.epsg = static_cast<std::uint16_t>(code);
@@ -110,12 +111,12 @@ bool readSourceId(const Option&, const Values&, CommandLine& line) {
 
 Fault hasLibraryOfSummary(const CommandLine&) {
   if (hasSummary()) return std::nullopt;
-  return "this build has no option --summary, it was made without nlohmann-json";
+  return "--summary is not available: this program was built without nlohmann-json";
 }
 
 Fault hasLibraryOfPicture(const CommandLine&) {
   if (picture::isSupported()) return std::nullopt;
-  return "this build has no option --picture, it was made without libpng";
+  return "--picture is not available: this program was built without libpng";
 }
 
 using enum ValueType;
@@ -147,7 +148,7 @@ constexpr std::array kOptions = {
            .modes = kConvert,
            .strict = true,
            .first = true,
-           .help = "convert for scripts: no question, whole output or none, exit status 0, 1 or 2",
+           .help = "convert for scripts: no prompts, atomic output, exit status 0, 1 or 2",
            .read = into<&Line::batch>},
     Option{.name = "summary",
            .values = "file.json",

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The checks of a command line before its values are read.
 #include <algorithm>
 #include <string_view>
@@ -66,7 +67,7 @@ Fault wrongValueCount(const Option& option, const Values& values) {
     return StrUtil::format("option %s needs %zu value%s(%s), %zu given", name.c_str(), needed,
                            needed == 1 ? "" : "s", option.values, values.size());
   if (values.size() > words.size())
-    return StrUtil::format("option %s: value(%s) left over", name.c_str(),
+    return StrUtil::format("option %s: unexpected value(%s)", name.c_str(),
                            ferrun::escapeControls(values[words.size()]).c_str());
   return std::nullopt;
 }
@@ -101,15 +102,15 @@ Fault wrongNumber(const Option& option, const Values& values) {
   return std::nullopt;
 }
 
-/// A fault when the option has no meaning in the chosen mode or without another option.
-Fault meaningless(const Option& option, const ArgOption& words) {
+/// A fault when the option does not apply to the chosen mode or needs another option.
+Fault notApplicable(const Option& option, const ArgOption& words) {
   const Option* const selected = modeOption(words);
   const unsigned mode = selected == nullptr ? kConvert : selected->modes;
   if ((option.modes & mode) == 0) {
-    const std::string beside =
-        selected == nullptr ? "in a conversion" : "beside " + typed(selected->name);
-    return StrUtil::format("option %s means nothing %s", typed(option.name).c_str(),
-                           beside.c_str());
+    const std::string where =
+        selected == nullptr ? "in a conversion" : "with " + typed(selected->name);
+    return StrUtil::format("option %s cannot be used %s", typed(option.name).c_str(),
+                           where.c_str());
   }
   if (option.needs == nullptr || words.hasOption(option.needs) >= 0) return std::nullopt;
   const Option* const needed = findOption(option.needs);
@@ -131,7 +132,7 @@ Fault strictFault(const ArgOption& words) {
   for (const auto& given : words.occurrences()) {
     const Option& option = *findOption(given.name);
     if (!option.strict) continue;
-    if (auto fault = meaningless(option, words)) return fault;
+    if (auto fault = notApplicable(option, words)) return fault;
   }
   return std::nullopt;
 }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The convert mode for a person.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The view-LAS mode.
 #pragma once
 

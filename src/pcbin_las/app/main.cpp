@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Reads the command line, sets up tracing and runs one mode.
 #include <algorithm>
 #include <cstdio>

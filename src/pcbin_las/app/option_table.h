@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // One row for each option.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/app/pcbin_view.h"
 
 #include <algorithm>
@@ -8,9 +9,9 @@
 
 namespace {
 
-using modeling_app::PassedFrames;
 using modeling_app::PclBinary;
 using modeling_app::PclRGBFrames;
+using modeling_app::SkippedFrames;
 
 void printPoint(unsigned index, const norvo::PointRGBIST& point) {
   TRACE_INFO("pcbin_view",
@@ -27,12 +28,12 @@ void printPoints(PclBinary& reader, unsigned start, unsigned end) {
   unsigned counter = 0;
   while (true) {
     const unsigned notWanted = end > 0 && counter < firstWanted ? firstWanted - counter : 0;
-    const PassedFrames passed = reader.passPclRGB(PclBinary::kBatchFrames, notWanted);
-    counter += static_cast<unsigned>(passed.points);
+    const SkippedFrames skipped = reader.skipPclRGB(PclBinary::kBatchFrames, notWanted);
+    counter += static_cast<unsigned>(skipped.points);
     PclRGBFrames frames;
-    if (passed.stop == PassedFrames::Stop::kWantedFrame)
-      frames = reader.readPclRGB(PclBinary::kBatchFrames - passed.frames);
-    if (passed.frames == 0 && frames.empty()) return;
+    if (skipped.stop == SkippedFrames::Stop::kWantedFrame)
+      frames = reader.readPclRGB(PclBinary::kBatchFrames - skipped.frames);
+    if (skipped.frames == 0 && frames.empty()) return;
     for (const auto& frame : frames) {
       const auto& points = frame->cloud->points;
       for (unsigned i = 0; i < points.size(); ++i) {

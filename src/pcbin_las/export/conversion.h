@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The parameters and the result of a conversion.
 #pragma once
 
@@ -30,7 +31,7 @@ struct ConversionResult {
 /// Whom a conversion serves.
 enum class Style {
   kDialogue,  ///< a person: prints a line for each frame and the progress, ignores lines of the
-              ///< pose file that are no data lines, and goes on after a failed write or read
+              ///< pose file that are not data lines, and goes on after a failed write or read
   kScript,  ///< a script: reads pose lines strictly, and ends at a failed write, a failed read or a
             ///< lack of memory
 };

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The convert mode.
 #pragma once
 
@@ -6,10 +7,11 @@
 #include "pcbin_las/export/conversion.h"
 
 /// Writes the points of the pcbin file, refined by the pose file, as the LAS file; prints progress.
-/// `result` is filled as far as the conversion comes. True when all three files could be opened.
-/// False, with an error line, when one could not, or when the LAS file names one of the inputs: no
-/// LAS file is touched then. False too when the pose file cannot be read to its end, when memory
-/// for a frame runs out, or when the time stamps are refused. `progress` may be empty.
+/// `result` is filled as far as the conversion comes. `progress` may be empty. True when the
+/// conversion ran to the end of the pcbin file. False, with an error line: an input or the output
+/// cannot be opened, the pose file cannot be read, the output is an input, the time stamps are not
+/// Unix time although points.gpsTime is set (no LAS file is created then), or a frame does not fit
+/// into memory (the LAS file holds the frames before).
 bool convertSurvey(const Conversion& conversion, Style style, ConversionResult& result,
                    const Progress& progress = {});
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/export/pose_diagnosis.h"
 
 #include <algorithm>
@@ -29,5 +30,5 @@ std::string whyNoPose(const std::string& line) {
     return "its numbers have decimal commas, but ',' separates fields";
   if (commas + 1 != kFieldCount)
     return ferrun::StrUtil::format("its first line has %zd fields, not 28", commas + 1);
-  return "its fields are no plain numbers";
+  return "its fields are not plain numbers";
 }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Explains why a pose file gives no pose.
 #pragma once
 

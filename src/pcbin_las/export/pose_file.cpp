@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/export/pose_file.h"
 
 #include <algorithm>
@@ -34,8 +35,8 @@ class Loader {
   std::uint64_t skipped() const { return skipped_; }
 
  private:
-  bool takeLine(const std::string& text);
-  bool isPassedOver(const std::string& text, const Fields& pieces);
+  bool readLine(const std::string& text);
+  bool isIgnored(const std::string& text, const Fields& pieces);
   void skip(const std::string& text, const std::string& reason);
   bool makeRoom(std::size_t sweep);
   bool hasMemoryFor(std::size_t sweep);
@@ -62,7 +63,7 @@ bool Loader::load() {
   while (file.readLine(&text) > 0) {
     ++lineNumber_;
     if (lineNumber_ == 1 && text.starts_with(kByteOrderMark)) text.erase(0, kByteOrderMark.size());
-    if (!takeLine(text)) return false;
+    if (!readLine(text)) return false;
   }
   if (file.readError() != 0) {
     TRACE_ERROR("pcbin_las", "pgo file(%s) cannot be read to its end: %s!", pgoPath_.c_str(),
@@ -79,9 +80,9 @@ bool Loader::load() {
 }
 
 /// False, with an error line, when there is no memory for the pose.
-bool Loader::takeLine(const std::string& text) {
+bool Loader::readLine(const std::string& text) {
   const Fields pieces = ferrun::StrUtil::splitString(text, ",", false);
-  if (isPassedOver(text, pieces)) return true;
+  if (isIgnored(text, pieces)) return true;
   if (pieces.size() != kPoseFields) {
     skip(text, ferrun::StrUtil::format("it has %zu fields, not 28", pieces.size()));
     return true;
@@ -103,7 +104,7 @@ bool Loader::takeLine(const std::string& text) {
 }
 
 /// Whether a line is ignored without a message.
-bool Loader::isPassedOver(const std::string& text, const Fields& pieces) {
+bool Loader::isIgnored(const std::string& text, const Fields& pieces) {
   if (pieces[0].starts_with('#')) return true;
   if (!strict_) return pieces.size() != kPoseFields;
   if (text.find_first_not_of(" \t\r") == std::string::npos) return true;

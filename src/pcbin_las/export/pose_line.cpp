@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/export/pose_line.h"
 
 #include "pcbin_las/export/pose_file.h"
@@ -11,7 +12,7 @@ using Fields = std::vector<std::string>;
 /// a field with characters after its number is not one.
 class FieldReader {
   template <class Convert>
-  auto take(std::size_t column, Convert convert) {
+  auto read(std::size_t column, Convert convert) {
     const std::string& field = fields_[column];
     std::size_t end = 0;
     const auto number = convert(field, &end);
@@ -22,10 +23,10 @@ class FieldReader {
  public:
   FieldReader(const Fields& fields, bool strict) : fields_(fields), strict_(strict) {}
 
-  double real(std::size_t column) { return take(column, ferrun::toDouble); }
+  double real(std::size_t column) { return read(column, ferrun::toDouble); }
 
   std::uint32_t sweepId(std::size_t column) {
-    return static_cast<std::uint32_t>(take(column, [](const std::string& field, std::size_t* end) {
+    return static_cast<std::uint32_t>(read(column, [](const std::string& field, std::size_t* end) {
       const auto id = ferrun::toUnsignedLong(field, end);
       return id && *id <= kLargestSweepId ? id : std::nullopt;
     }));
@@ -43,7 +44,7 @@ class FieldReader {
   std::optional<std::size_t> badColumn() const { return badColumn_; }
 
  private:
-  float single(std::size_t column) { return take(column, ferrun::toFloat); }
+  float single(std::size_t column) { return read(column, ferrun::toFloat); }
 
   const Fields& fields_;
   bool strict_;

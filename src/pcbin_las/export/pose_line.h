@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // One data line of a pose file.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The poses of a survey's sweeps.
 #pragma once
 

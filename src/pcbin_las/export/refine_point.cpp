@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/export/refine_point.h"
 
 #include "pcbin_las/platform/trace_macros.h"

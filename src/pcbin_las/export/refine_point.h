@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Moves points from the registration pose of their sweep to the optimised pose.
 #pragma once
 

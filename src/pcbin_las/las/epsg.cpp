@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/las/epsg.h"
 
 #include <algorithm>
@@ -129,7 +130,7 @@ std::string refusal(const Entry& entry) {
 }
 
 /// Why a system in metres may not be what the user wants; empty when there is no reason.
-std::string doubt(const Entry& entry) {
+std::string warningFor(const Entry& entry) {
   std::string text;
   if (entry.deprecated != 0) {
     text = codeText(entry.code) + " is deprecated";
@@ -159,7 +160,7 @@ EpsgCheck checkEpsg(int code) {
     const Area* const area = areaOf(*entry);
     const std::string used =
         area != nullptr ? areaText(*area) : "area of use not known: positions are not checked";
-    return {true, label(*entry) + ", " + used, doubt(*entry)};
+    return {true, label(*entry) + ", " + used, warningFor(*entry)};
   }
   if (kTable.empty())
     return {true, text, text + " was not checked: this build has no table of EPSG codes"};

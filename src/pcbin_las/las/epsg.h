@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Checks whether an EPSG code can be the coordinate system of a LAS file in metres, and where that
 // system is used.
 #pragma once
@@ -12,7 +13,7 @@ namespace pontra {
 
 /// The result of checkEpsg().
 struct EpsgCheck {
-  bool taken;           ///< the code may be written into the file
+  bool accepted;        ///< the code may be written into the file
   std::string text;     ///< "EPSG:32632, WGS 84 / UTM zone 32N, 6 to 12 degrees east, 0 to 84
                         ///< degrees north", the area of use at the end; if refused, the reason
   std::string warning;  ///< why an accepted code may be wrong; empty for none

@@ -1,3 +1,4 @@
+-- SPDX-License-Identifier: BSD-3-Clause
 -- The coordinate systems of the table of epsg.cpp, taken from PROJ's database; run by epsg_table.py.
 --
 -- The database holds the EPSG Geodetic Parameter Dataset of the International Association of Oil &

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The clocks of time stamps, and their conversion to adjusted standard GPS time, the clock of LAS
 // files whose global encoding has bit 0 set (ASPRS LAS 1.2, "Global Encoding").
 #pragma once

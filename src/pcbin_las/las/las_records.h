@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The public header block and the point data record of format 3, as defined by the ASPRS LAS 1.2
 // standard. The program writes the header in bytes 0 to 226, at most one variable-length record,
 // and 34-byte point records to the end of the file.
@@ -83,7 +84,7 @@ constexpr PointDataFormat kPointFormat3 = 3;
 /// False, with the header unchanged, for a format other than 3.
 bool LasHeaderInit(LasHeader* header, const PointDataFormat& format);
 
-/// Whether `header` announces LAS 1.2 with a header of 227 bytes and records of point format 3 and
+/// Whether `header` declares LAS 1.2 with a header of 227 bytes and records of point format 3 and
 /// 34 bytes.
 bool isLas12Format3(const LasHeader& header);
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Writes LAS 1.2 files of point data record format 3.
 #pragma once
 
@@ -70,11 +71,11 @@ class LasWriter {
   /// no effect if the file system refuses; close() frees what was not used.
   void expectPoints(std::uint64_t count);
 
-  /// Appends one record. Coordinates become the nearest number of scale-factor steps, each offset
-  /// left aside; the record says return 1 of 1, and 0 for classification, scan angle and user
-  /// data. False when the point is not written: a coordinate is not finite or does not fit
-  /// into 32 bits of steps, the file holds 4294967295 records, a write has failed, or the writer is
-  /// closed.
+  /// Appends one record. Coordinates become the nearest number of scale-factor steps, the
+  /// header's offsets are not applied. The record has return 1 of 1 and 0 in classification, scan
+  /// angle and user data. False when the point is not written: a coordinate is not finite or does
+  /// not fit into 32 bits of steps, the file holds 4294967295 records, a write has failed, or the
+  /// writer is closed.
   bool writePoint(const LasPoint& point) {
     if (used_ == limit_ && !makeRoom()) return false;
     const double x = point.x / scale_[0];
@@ -91,7 +92,8 @@ class LasWriter {
   }
 
   /// Does what writePoint() does for each of the points pointAt(0) to pointAt(count - 1), in less
-  /// time. `pointAt` returns a LasPoint and may be called twice for a point.
+  /// time. `pointAt` returns a LasPoint; it is called several times for each point and must be
+  /// pure.
   template <class PointAt>
   void writePoints(std::size_t count, const PointAt& pointAt) {
     for (std::size_t i = 0; i < count;) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/las/variable_length_records.h"
 
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The variable-length records between the header and the points of a LAS 1.2 file: makes the one
 // that names the coordinate system, and checks those of a file.
 #pragma once
@@ -53,7 +54,7 @@ static_assert(sizeof(ProjectedSystemRecord) == 86 &&
 /// the bytes to write between header and points.
 std::string projectedSystemRecord(std::uint16_t epsgCode);
 
-/// Whether the variable-length records that `header` announces fill the space from byte 227 to its
+/// Whether the variable-length records that `header` declares fill the space from byte 227 to its
 /// `pointDataOffset` exactly. For a file whose points begin at byte 227 the result is true for
 /// every `numberOfVLR`, because there is no space for a record. `file` must be open for reading, at
 /// byte 227; if the records fit, its position is then the first point record. Reads one record of

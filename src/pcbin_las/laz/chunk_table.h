@@ -27,12 +27,12 @@ constexpr std::uint64_t longestChunkTable(std::uint64_t chunks) {
   return 16 + 32 * chunks;
 }
 
-/// The number of chunks that a table announces in its first 8 bytes. Nothing if `bytes` is shorter
+/// The number of chunks that a table declares in its first 8 bytes. Nothing if `bytes` is shorter
 /// or begins with another version of the table.
 std::optional<std::uint32_t> chunksOfTable(std::span<const std::uint8_t> bytes);
 
 /// Decodes the table at the beginning of `bytes`, which may go on after it. Nothing when it is
-/// damaged or announces more than `mostChunks` chunks. Allocates only for chunks that are there, up
+/// damaged or declares more than `mostChunks` chunks. Allocates only for chunks that are there, up
 /// to that number. Throws std::bad_alloc.
 std::optional<std::vector<ChunkEntry>> decodeChunkTable(std::span<const std::uint8_t> bytes,
                                                         bool withPoints, std::uint64_t mostChunks);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/output/file_links.h"
 
 #include <array>
@@ -29,7 +30,7 @@ std::string followLinks(const std::string& name) {
   return {};
 }
 
-bool leadToSameFile(const std::string& name, const std::string& otherName) {
+bool resolveToSameFile(const std::string& name, const std::string& otherName) {
   if (File::exists(name) || File::exists(otherName)) return File::isSameFile(name, otherName);
   const FilePath path(followLinks(name));
   const FilePath otherPath(followLinks(otherName));

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Resolves the names of files.
 #pragma once
 
@@ -10,6 +11,6 @@ namespace ferrun {
 std::string followLinks(const std::string& name);
 
 /// Whether both names refer to the same file, or would refer to it once it was created.
-bool leadToSameFile(const std::string& name, const std::string& otherName);
+bool resolveToSameFile(const std::string& name, const std::string& otherName);
 
 }  // namespace ferrun

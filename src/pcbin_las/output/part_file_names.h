@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The names of temporary files, and the removal of those that killed runs have left.
 #pragma once
 

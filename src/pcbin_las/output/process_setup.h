@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Process-wide settings for the start of the program.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/output/staged_file.h"
 
 #include <cerrno>
@@ -18,9 +19,9 @@ namespace {
 constexpr const char* kClassName = "StagedFile";
 }  // namespace
 
-bool StagedFile::fail(const char* action, int error) {
-  TRACE_MEMBER_ERROR(kClassName, "create", "file(%s) cannot be %s: %s!", target_.c_str(), action,
-                     std::strerror(error));
+bool StagedFile::fail(const char* action, int error, const char* part) {
+  TRACE_MEMBER_ERROR(kClassName, "create", "%sfile(%s) cannot be %s: %s!", part, target_.c_str(),
+                     action, std::strerror(error));
   discard();
   return false;
 }
@@ -28,7 +29,7 @@ bool StagedFile::fail(const char* action, int error) {
 bool StagedFile::create(const std::string& target) {
   discard();
   if (!checkTarget(target) || !createExclusively()) return false;
-  if (exists_ && !takeOverMode()) return fail("given the mode of the old file", errno);
+  if (exists_ && !takeOverMode()) return fail("kept", errno, "the mode of ");
   return true;
 }
 
@@ -40,8 +41,8 @@ bool StagedFile::checkTarget(const std::string& name) {
   if (name.ends_with('/') || (exists_ && S_ISDIR(targetStatus_.st_mode)))
     return fail("written", EISDIR);
   if (exists_ && !S_ISREG(targetStatus_.st_mode)) {
-    TRACE_MEMBER_ERROR(kClassName, "create", "file(%s) cannot be written: it is no regular file!",
-                       name.c_str());
+    TRACE_MEMBER_ERROR(kClassName, "create",
+                       "file(%s) cannot be written: it is not a regular file!", name.c_str());
     return false;
   }
   std::string path = followLinks(name);
@@ -113,7 +114,7 @@ bool StagedFile::takeOverMode() const {
 
 bool StagedFile::publish() {
   if (descriptor_ < 0) return false;
-  if (retried([&] { return fsync(descriptor_); }) != 0) return fail("forced to the disk", errno);
+  if (retried([&] { return fsync(descriptor_); }) != 0) return fail("synced to disk", errno);
   if (rename(temporary_.c_str(), target_.c_str()) != 0) return fail("replaced", errno);
   close();
   syncDirectory();
@@ -124,7 +125,7 @@ void StagedFile::syncDirectory() const {
   const int descriptor = retried(
       [&] { return ::open((directory_ + "/").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
   if (descriptor < 0 || retried([&] { return fsync(descriptor); }) != 0)
-    TRACE_MEMBER_WARNING(kClassName, "publish", "directory(%s) cannot be forced to the disk: %s!",
+    TRACE_MEMBER_WARNING(kClassName, "publish", "directory(%s) cannot be synced to disk: %s!",
                          directory_.c_str(), std::strerror(errno));
   if (descriptor >= 0) ::close(descriptor);
 }

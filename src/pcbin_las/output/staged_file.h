@@ -1,4 +1,6 @@
-// Output files that appear complete under their names, or not at all.
+// SPDX-License-Identifier: BSD-3-Clause
+// Output files that are replaced atomically: at any time the name leads to the complete old file or
+// to the complete new one.
 #pragma once
 
 #include <string>
@@ -51,7 +53,7 @@ class StagedFile {
   bool takeOverMode() const;
   void syncDirectory() const;
   void close();
-  bool fail(const char* action, int error);
+  bool fail(const char* action, int error, const char* part = "");
 
   std::string target_;  ///< symbolic links resolved
   std::string directory_;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/output/stop_signals.h"
 
 #include <array>
@@ -14,7 +15,7 @@ constexpr std::array kSignals = {SIGINT, SIGTERM, SIGHUP};
 
 /// A path that a signal handler may read at any time.
 struct Slot {
-  std::atomic<bool> taken = false;
+  std::atomic<bool> used = false;
   std::atomic<bool> filled = false;  ///< the handler removes the file
   std::array<char, PATH_MAX> path{};
 };
@@ -59,7 +60,7 @@ void RemovedOnStop::name(const std::string& path) {
   if (path.size() >= PATH_MAX) return;
   for (std::size_t i = 0; i < g_slots.size(); ++i) {
     Slot& slot = g_slots[i];
-    if (slot.taken.exchange(true)) continue;
+    if (slot.used.exchange(true)) continue;
     std::memcpy(slot.path.data(), path.c_str(), path.size() + 1);
     slot.filled = true;
     slot_ = static_cast<int>(i);
@@ -71,7 +72,7 @@ void RemovedOnStop::keep() {
   if (slot_ < 0) return;
   Slot& slot = g_slots[static_cast<std::size_t>(slot_)];
   slot.filled = false;
-  slot.taken = false;
+  slot.used = false;
   slot_ = -1;
 }
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Removes temporary files when a signal ends the process.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // A picture in memory, with text.
 #pragma once
 

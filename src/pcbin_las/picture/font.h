@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // A font of 5 by 8 pixels for printable ASCII.
 #pragma once
 

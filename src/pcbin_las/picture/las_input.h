@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Reads the points of a LAS file for drawing.
 #pragma once
 

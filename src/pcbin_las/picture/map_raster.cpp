@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/picture/map_raster.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Assigns the points of a map to pixels.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The part of a map that a picture shows, and its size in pixels.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The complete picture: a framed map, and the text in its margin.
 #pragma once
 

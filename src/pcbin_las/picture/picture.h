@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Pictures of LAS files: the points as seen from above, as a PNG file.
 #pragma once
 
@@ -25,17 +26,17 @@ bool isSupported();
 /// LAS file, the number of points, a scale bar and the coordinates of the edges.
 ///
 /// The input is a LAS file of point data record format 3 with records of 34 bytes, with or without
-/// variable-length records. At most as many records are drawn as its header announces, fewer when
+/// variable-length records. At most as many records are drawn as its header declares, fewer when
 /// the file ends before. The file is read once, and some blocks of it twice; memory use is at most
 /// about 60 MB for files of any size.
 ///
-/// The picture is written beside `pngPath` under a temporary name (StagedFile) and takes its name,
+/// The picture is written beside `pngPath` under a temporary name (StagedFile) and renamed,
 /// in the place of an existing regular file, when it is complete.
 ///
 /// False, with an error line, and without a new file, when the input cannot be read, has another
 /// format, holds scale factors that are 0 or not finite or no point to draw, when `zoom` is no
 /// finite square, when the picture cannot be written or would replace its input or anything that is
-/// no regular file, and when isSupported() is false.
+/// not a regular file, and when isSupported() is false.
 bool draw(const std::string& lasPath, const std::string& pngPath, const std::optional<Area>& zoom);
 
 }  // namespace picture

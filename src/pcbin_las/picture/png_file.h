@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // PNG files.
 #pragma once
 
@@ -7,7 +8,7 @@
 
 namespace picture {
 
-/// Writes the picture beside `path` under a temporary name, which it takes when it is complete.
+/// Writes the picture to `path`, which is replaced atomically.
 /// False, with an error line and without a new file, when that fails or `path` is something else
 /// than a regular file.
 bool writePng(const Canvas& canvas, const std::string& path);

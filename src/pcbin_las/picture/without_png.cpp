@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Replaces the library in a build without libpng.
 #include "pcbin_las/picture/picture.h"
 #include "pcbin_las/platform/trace_macros.h"

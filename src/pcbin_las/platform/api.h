@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // What every installed header relies on: the language standard, and the marker of the interface.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Reads and writes byte images: packed structs with the same layout in files and in memory.
 #pragma once
 

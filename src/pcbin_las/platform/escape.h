@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Escapes control characters in text from files and command lines, for terminals and logs.
 #pragma once
 

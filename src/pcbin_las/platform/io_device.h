@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The interface of a device that stores bytes.
 #pragma once
 

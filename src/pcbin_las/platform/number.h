@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Conversions of text and floating-point numbers to numbers, without undefined behaviour.
 #pragma once
 

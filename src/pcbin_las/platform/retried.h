@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // System calls that signals interrupt.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Operations on text.
 #pragma once
 

@@ -1,6 +1,7 @@
-// The layout of log lines. These macros print every message of the program. They put the level's
-// tag, the time and the origin before the message and escape control characters. Arguments of a
-// line below the threshold are not evaluated. `format` is a printf string literal.
+// SPDX-License-Identifier: BSD-3-Clause
+// The layout of log lines. These macros put the level's tag, the time and the origin before a
+// message and escape control characters. Arguments of a line below the threshold are not evaluated.
+// `format` is a printf string literal.
 //
 //   error, warning in a member function    <E>TIME [CLASS::FUNCTION,LLINE] message
 //   error, warning in a free function      <E>TIME [FUNCTION,LLINE] message

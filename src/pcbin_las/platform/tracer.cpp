@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/platform/tracer.h"
 
 #include <algorithm>
@@ -41,7 +42,7 @@ void STDSink::write(const char* lines, std::size_t size) {
       lines += written;
       size -= static_cast<std::size_t>(written);
     } else if (written < 0 && errno == EAGAIN) {
-      // Another process made standard output non-blocking: wait until it takes more.
+      // Another process made standard output non-blocking: wait until it accepts more.
       pollfd output{STDOUT_FILENO, POLLOUT, 0};
       ::poll(&output, 1, -1);
     } else if (written == 0 || errno != EINTR) {

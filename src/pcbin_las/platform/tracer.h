@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Tracing: delivers log lines to sinks.
 #pragma once
 
@@ -72,7 +73,7 @@ class PCBIN_API Tracer {
   /// added.
   void addSink(std::shared_ptr<TracerSink> sink);
 
-  /// Opens the tracer: lines printed before are dropped, lines printed after reach the sinks.
+  /// Starts delivery. Lines printed before are lost.
   void start();
 
   /// Whether a line of this level would be delivered.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Answers read from standard input.
 #pragma once
 

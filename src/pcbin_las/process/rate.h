@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // A rate limiter.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Recycles point clouds.
 #pragma once
 
@@ -19,7 +20,7 @@ class CloudPool {
  public:
   /// A cloud with the defaults of a new one, except for the values and the number of its points. It
   /// has capacity for `pointCount` points if any recycled cloud has. Throws std::bad_alloc.
-  std::shared_ptr<Cloud> take(std::size_t pointCount) {
+  std::shared_ptr<Cloud> acquire(std::size_t pointCount) {
     // The smallest free cloud that is large enough, or else the largest. Otherwise every cloud of
     // the pool would grow to the size of the largest frame.
     const auto rank = [pointCount](const std::shared_ptr<Cloud>& cloud) {
@@ -29,8 +30,9 @@ class CloudPool {
     };
     const auto best = std::ranges::min_element(clouds_, {}, rank);
     if (rank(*best) == SIZE_MAX) return *nextSlot() = std::make_shared<Cloud>();
-    // use_count() has no memory barrier. The copy changes the count, which orders the following
-    // accesses after the release by the last owner.
+    // use_count() has no memory barrier. In the standard library of g++ the copy changes the count
+    // with acquire and release semantics, which orders the following accesses after the release by
+    // the last owner. The C++ standard does not promise that.
     std::shared_ptr<Cloud> cloud = *best;
     cloud->header = {};
     cloud->is_dense = true;

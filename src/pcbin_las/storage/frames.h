@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Frames: the points of one lidar sweep, or one coloured cloud, with a time stamp.
 #pragma once
 

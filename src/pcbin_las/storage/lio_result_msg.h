@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The odometry result that a mapping pipeline passes to the writer.
 #pragma once
 

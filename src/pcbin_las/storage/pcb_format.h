@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The pcbin file format: a 68-byte file header, then frames to the end of the file. A frame is a
 // 48-byte frame header and its point records. There is no padding; everything is little-endian.
 #pragma once

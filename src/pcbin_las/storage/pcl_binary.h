@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The interface through which pcbin files are read and written.
 #pragma once
 
@@ -30,11 +31,11 @@ enum class ReadEnd {
   kNoMemory,   ///< the next frame does not fit into memory
 };
 
-/// The result of PclBinary::passPclRGB().
-struct PassedFrames {
+/// The result of PclBinary::skipPclRGB().
+struct SkippedFrames {
   enum class Stop {
     kWantedFrame,  ///< the next frame holds a wanted point
-    kFrameCount,   ///< the maximum number of frames was passed
+    kFrameCount,   ///< the maximum number of frames was skipped
     kEnd,          ///< the end of the file, or damage
   };
 
@@ -97,7 +98,7 @@ class PCBIN_API PclBinary {
   /// Skips whole coloured frames, at most `mostFrames`, as long as all of their points are among
   /// the next `pointsNotWanted` points. Prints the lines that readPclRGB() would print for these
   /// frames. Does not read the points of a regular file.
-  PassedFrames passPclRGB(unsigned mostFrames, std::uint64_t pointsNotWanted);
+  SkippedFrames skipPclRGB(unsigned mostFrames, std::uint64_t pointsNotWanted);
 
   /// Why the last call of readPcl() or readPclRGB() returned, or damage or a read error that an
   /// earlier call has found: it is enough to ask after the loop. The next open() resets it.
@@ -151,8 +152,8 @@ class PCBIN_API PclBinary {
   bool haveRgbHeader();
   std::shared_ptr<PclFrame> readIrtFrame();
   std::shared_ptr<PclRGBFrame> readRgbFrame();
-  template <class TakeBytes>
-  bool readRgbBlock(TakeBytes takeBytes);
+  template <class ConsumeBytes>
+  bool readRgbBlock(ConsumeBytes consumeBytes);
   bool fileHoldsBlock() const;
   template <class Cloud>
   std::shared_ptr<Cloud> newCloud(CloudPool<Cloud>& pool);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // PclBinary: reading.
 #include <algorithm>
 #include <array>
@@ -19,14 +20,14 @@ constexpr std::size_t kChunkSize = std::size_t{256}
                                    << 10;  // bytes that stay in the processor's cache
 constexpr std::uint64_t kMostBatchBytes = std::uint64_t{1} << 30;
 
-/// Reads a point block from `file` in chunks. `takeBytes` receives the bytes that it has not
+/// Reads a point block from `file` in chunks. `consumeBytes` receives the bytes that it has not
 /// consumed yet and returns how many it consumes; the rest, less than a record, precedes the next
 /// bytes.
-template <class TakeBytes>
+template <class ConsumeBytes>
 class BlockReader {
  public:
-  BlockReader(ferrun::File& file, std::vector<char>& chunk, TakeBytes takeBytes)
-      : file_(file), chunk_(chunk), takeBytes_(takeBytes) {
+  BlockReader(ferrun::File& file, std::vector<char>& chunk, ConsumeBytes consumeBytes)
+      : file_(file), chunk_(chunk), consumeBytes_(consumeBytes) {
     chunk_.resize(kChunkSize + sizeof(RgbPointRecord));
   }
 
@@ -40,9 +41,9 @@ class BlockReader {
       if (length < 1) return done > 0 ? static_cast<std::int64_t>(done) : length;
       done += static_cast<std::uint64_t>(length);
       const std::size_t available = left_ + static_cast<std::size_t>(length);
-      const std::size_t taken = takeBytes_(std::span<const char>(chunk_.data(), available));
-      left_ = available - taken;
-      std::memmove(chunk_.data(), chunk_.data() + taken, left_);
+      const std::size_t used = consumeBytes_(std::span<const char>(chunk_.data(), available));
+      left_ = available - used;
+      std::memmove(chunk_.data(), chunk_.data() + used, left_);
     }
     return static_cast<std::int64_t>(done);
   }
@@ -50,7 +51,7 @@ class BlockReader {
  private:
   ferrun::File& file_;
   std::vector<char>& chunk_;
-  TakeBytes takeBytes_;
+  ConsumeBytes consumeBytes_;
   std::size_t left_ = 0;  ///< bytes at the start of chunk_ that are not yet consumed
 };
 
@@ -179,7 +180,7 @@ bool PclBinary::haveRgbHeader() {
 template <class Cloud>
 std::shared_ptr<Cloud> PclBinary::newCloud(CloudPool<Cloud>& pool) {
   const std::size_t pointCount = nextFrame->pointCount;
-  auto cloud = pool.take(pointCount);
+  auto cloud = pool.acquire(pointCount);
   if (cloud->points.size() > pointCount) cloud->points.resize(pointCount);
   if (cloud->points.capacity() < pointCount && fileHoldsBlock()) {
     cloud->points.clear();
@@ -229,12 +230,12 @@ std::shared_ptr<PclRGBFrame> PclBinary::readRgbFrame() {
 }
 
 /// Reads the point block of a coloured frame; false, with its lines, when it is cut off.
-template <class TakeBytes>
-bool PclBinary::readRgbBlock(TakeBytes takeBytes) {
+template <class ConsumeBytes>
+bool PclBinary::readRgbBlock(ConsumeBytes consumeBytes) {
   const std::uint64_t size = std::uint64_t{nextFrame->pointCount} * sizeof(RgbPointRecord);
   std::uint64_t done = 0;
   if (size <= kLargestRgbBlock) {
-    BlockReader reader(*file, chunk, takeBytes);
+    BlockReader reader(*file, chunk, consumeBytes);
     for (std::uint64_t piece = 0; piece < size / kPieceSize; ++piece) {
       const std::int64_t length = reader.read(kPieceSize);
       if (length < 1) {
@@ -255,34 +256,34 @@ bool PclBinary::readRgbBlock(TakeBytes takeBytes) {
   return false;
 }
 
-PassedFrames PclBinary::passPclRGB(unsigned mostFrames, std::uint64_t pointsNotWanted) {
+SkippedFrames PclBinary::skipPclRGB(unsigned mostFrames, std::uint64_t pointsNotWanted) {
   const std::lock_guard lock(mutex);
-  PassedFrames passed;
-  if (!isOpen()) return passed;
-  const auto passBytes = [](std::span<const char> bytes) { return bytes.size(); };
+  SkippedFrames skipped;
+  if (!isOpen()) return skipped;
+  const auto skipBytes = [](std::span<const char> bytes) { return bytes.size(); };
   try {
-    while (passed.frames < mostFrames && haveFrameHeader("readPclRGB")) {
+    while (skipped.frames < mostFrames && haveFrameHeader("readPclRGB")) {
       const std::uint64_t count = nextFrame->pointCount;
       const std::uint64_t size = count * sizeof(RgbPointRecord);
       const bool coloured = nextFrame->format == kRgbFormat;
-      if (coloured && passed.points + count > pointsNotWanted) {
-        passed.stop = PassedFrames::Stop::kWantedFrame;
-        return passed;
+      if (coloured && skipped.points + count > pointsNotWanted) {
+        skipped.stop = SkippedFrames::Stop::kWantedFrame;
+        return skipped;
       }
       const bool whole =
           haveRgbHeader() &&
           ((size <= kLargestRgbBlock && file->skip(static_cast<std::int64_t>(size))) ||
-           readRgbBlock(passBytes));
+           readRgbBlock(skipBytes));
       nextFrame.reset();
-      if (!whole) return passed;
-      passed.points += count;
-      ++passed.frames;
+      if (!whole) return skipped;
+      skipped.points += count;
+      ++skipped.frames;
     }
-    if (passed.frames == mostFrames) passed.stop = PassedFrames::Stop::kFrameCount;
+    if (skipped.frames == mostFrames) skipped.stop = SkippedFrames::Stop::kFrameCount;
   } catch (const std::bad_alloc&) {
     reportNoMemory("readPclRGB", file->pos());
   }
-  return passed;
+  return skipped;
 }
 
 }  // namespace modeling_app

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // PclBinary: writing. Frames are queued; the queue's worker appends them to the file.
 #include <algorithm>
 #include <array>
@@ -85,8 +86,8 @@ bool PclBinary::queueTask(std::uint64_t bytes, WriteFrame writeFrame) {
 void PclBinary::reportBacklog(std::uint64_t bytes) {
   if (bytes <= kBacklogWarning || backlogReported.exchange(true)) return;
   TRACE_MEMBER_WARNING(name.c_str(), "writePcl",
-                       "file(%s) is slower than the frames arrive: %llu MiB of points wait!",
-                       fileName.c_str(), static_cast<unsigned long long>(bytes >> 20));
+                       "file(%s) cannot keep up: %llu MiB of points are queued!", fileName.c_str(),
+                       static_cast<unsigned long long>(bytes >> 20));
 }
 
 bool PclBinary::writePcl(std::shared_ptr<PclFrame> frame) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Encoding of points as the records of a pcbin file, and decoding. Encoding and decoding preserves
 // a point, except for an intensity that is not an integer from 0 to 65535.
 #pragma once

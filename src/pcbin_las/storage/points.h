@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The points of lidar frames and of coloured frames.
 #pragma once
 
