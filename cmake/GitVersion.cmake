@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 # The version of a build: of a state that is not tagged as the release, the number of the release that it comes
 # after or leads to, and the commit. 0.2.0+git20261123121410.1a2b3c4, with .changed when files differ from it.
 # Outside a repository of its own, it is the number alone.
