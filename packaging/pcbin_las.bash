@@ -13,12 +13,12 @@ _pcbin_las_files() {
 
 # Completes the options that go with the mode chosen so far.
 _pcbin_las_options() {
-  local convert="-i -o -f --offset --batch --summary --gps-time --epsg --rgb16 --source-id --picture --zoom -d"
+  local convert="-i -o -f --offset --batch --summary --gps-time --epsg --rgb16 --source-id --threads --picture --zoom -d"
   local options="-b -r --repair $convert -h --help --version --options" word
   for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
     case $word in
       -b) options="-s -n -d" && break ;;
-      -r) options="-s -n -v --picture --zoom -d" && break ;;
+      -r) options="-s -n -v --picture --zoom --threads -d" && break ;;
       --repair) options="--source-id -d" && break ;;
       -i | -o | -f | --offset | --batch | --summary | --gps-time | --epsg | --rgb16) options=$convert ;;
     esac
@@ -34,13 +34,14 @@ _pcbin_las() {
   [[ " ${COMP_WORDS[*]:first:COMP_CWORD-first} " != *" --"@(offset|zoom)" "* ]] || return 0
   case ${COMP_WORDS[COMP_CWORD - 1]} in
     -b | -i) _pcbin_las_files pcbin ;;
-    -r | -o | --repair) _pcbin_las_files las ;;
+    -r | -o) _pcbin_las_files 'la[sz]' ;;
+    --repair) _pcbin_las_files las ;;
     -f) _pcbin_las_files csv ;;
     --summary) _pcbin_las_files json ;;
     --picture) _pcbin_las_files png ;;
     -d) mapfile -t COMPREPLY < <(compgen -W "1 2 3 4" -- "$current") ;;
     -v) mapfile -t COMPREPLY < <(compgen -W "0 1" -- "$current") ;;
-    -s | -n | --epsg) ;;  # numbers
+    -s | -n | --epsg | --threads) ;;  # numbers
     --gps-time)
       _pcbin_las_options
       mapfile -t -O ${#COMPREPLY[@]} COMPREPLY < <(compgen -W "unix gps adjusted" -- "$current")

@@ -72,6 +72,32 @@ bool readOffset(const Option& option, const Values& values, CommandLine& line) {
   return true;
 }
 
+bool readOutput(const Option&, const Values& values, CommandLine& line) {
+  if (!values.empty()) line.conversion.lasPath = values[0];
+  line.conversion.compress = isLazName(line.conversion.lasPath);
+  return true;
+}
+
+bool readThreads(const Option& option, const Values& values, CommandLine& line) {
+  int threads = 0;
+  if (!readValue(option, values, threads, line)) return false;
+  if (threads < 1 || threads > static_cast<int>(kMostThreads))
+    return note(
+        line, ferrun::kLevelError,
+        StrUtil::format("option threads: %d is not a number from 1 to %u", threads, kMostThreads));
+  line.conversion.threads = static_cast<unsigned>(threads);
+  return true;
+}
+
+/// Threads serve compressed points: of the output, or of a file to draw.
+Fault hasUseForThreads(const CommandLine& line) {
+  if (line.mode == kViewLas && line.outputs.picturePath.empty())
+    return "option --threads needs option --picture";
+  if (line.mode == kConvert && !line.conversion.compress)
+    return "option --threads needs an output whose name ends in .laz";
+  return std::nullopt;
+}
+
 bool readEpsg(const Option& option, const Values& values, CommandLine& line) {
   int code = 0;
   if (!readValue(option, {withoutEpsg(values[0])}, code, line)) return false;
@@ -132,7 +158,7 @@ constexpr std::array kOptions = {
            .values = "map.las",
            .modes = kConvert,
            .help = "convert: the LAS file to write (default map.las)",
-           .read = into<&Line::conversion, &Conversion::lasPath>},
+           .read = readOutput},
     Option{.name = "f",
            .values = "pgo.csv",
            .modes = kConvert,
@@ -183,6 +209,14 @@ constexpr std::array kOptions = {
            .strict = true,
            .help = "convert: sweep ids as point source ids; repair: keep the point source ids",
            .read = readSourceId},
+    Option{.name = "threads",
+           .values = "count",
+           .type = kInteger,
+           .modes = kConvert | kViewLas,
+           .strict = true,
+           .help = "with a .laz output, or -r and --picture: threads to use (default: all cores)",
+           .read = readThreads,
+           .check = hasUseForThreads},
     Option{.name = "picture",
            .values = "file.png",
            .modes = kConvert | kViewLas,

@@ -5,8 +5,11 @@
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
+#include <string_view>
 
+#include "pcbin_las/export/plausibility.h"
 #include "pcbin_las/export/write_las.h"
 #include "pcbin_las/storage/pcl_binary.h"
 
@@ -23,6 +26,7 @@ struct ConversionResult {
   modeling_app::ReadEnd readEnd = modeling_app::ReadEnd::kEndOfFile;  ///< the worst of all reads
   bool writeFailed = false;
   bool wrongClock = false;            ///< refused: the time stamps are not of the clock
+  std::optional<Movement> movement;   ///< of a sample of the points; nothing without poses
   std::array<double, 3> offset = {};  ///< x, y, z as in the LAS header, like low and high
   std::array<double, 3> low = {};
   std::array<double, 3> high = {};
@@ -43,7 +47,15 @@ struct Conversion {
   std::string lasPath = "map.las";  ///< created or overwritten
   PointOptions points;
   std::uint16_t epsg = 0;  ///< code of the coordinate system, 0 for none
+  bool compress = false;   ///< write compressed points; see isLazName()
+  unsigned threads = 0;    ///< that compress points, 1 to 64; 0 for as many as cores
 };
+
+/// The most threads that compress or decompress points.
+constexpr unsigned kMostThreads = 64;
+
+/// Whether a file name ends in ".laz", in capitals or not: an output of that name is compressed.
+bool isLazName(std::string_view name);
 
 /// Called after each batch of frames with the counts so far.
 using Progress = std::function<void(const ConversionResult&)>;

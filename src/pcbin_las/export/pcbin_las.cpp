@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -20,6 +21,7 @@
 #include "pcbin_las/las/variable_length_records.h"
 #include "pcbin_las/platform/file.h"
 #include "pcbin_las/platform/trace_macros.h"
+#include "pcbin_las/process/available_cores.h"
 #include "pcbin_las/process/rate.h"
 #include "pcbin_las/storage/pcb_format.h"
 #include "pcbin_las/storage/pcb_reader.h"
@@ -74,6 +76,12 @@ bool hasOutputOption(const Conversion& conversion) {
   return conversion.epsg != 0 || points.rgb16 || points.sourceId;
 }
 
+/// The number of threads that compress points.
+unsigned threadsOf(const Conversion& conversion) {
+  return conversion.threads != 0 ? conversion.threads
+                                 : std::min(ferrun::availableCores(), kMostThreads);
+}
+
 /// One run of the convert mode.
 class Driver {
  public:
@@ -95,6 +103,7 @@ class Driver {
   void countLeftOut();
   bool mustEnd() const;
   void finish();
+  void describeMap();
 
   const Conversion& conversion_;
   const Style style_;
@@ -103,6 +112,7 @@ class Driver {
   std::shared_ptr<modeling_app::PcbReader> reader_ = std::make_shared<modeling_app::PcbReader>();
   norvo::PGOResultMsg poses_;
   std::shared_ptr<pontra::LasWriter> writer_ = std::make_shared<pontra::LasWriter>();
+  PointSample sample_;
   FrameTally tally_;
 };
 
@@ -117,9 +127,12 @@ bool Driver::openInputs() {
   if (!openReader()) return false;
   result_.framesAnnounced = reader_->announcedFrames();
   result_.pointsAnnounced = reader_->announcedPoints();
-  return style_ == Style::kScript
-             ? loadPgoFileStrictly(conversion_.pgoPath, poses_, result_.poseLinesSkipped)
-             : loadPgoFile(conversion_.pgoPath, poses_);
+  if (style_ == Style::kDialogue) return loadPgoFile(conversion_.pgoPath, poses_);
+  PoseFileReport report;
+  const bool loaded = loadPgoFile(conversion_.pgoPath, poses_, report);
+  result_.poseLinesSkipped = report.skipped;
+  if (loaded) checkPoses(conversion_.pgoPath, report, poses_);
+  return loaded;
 }
 
 /// Opens the writer with the header for the poses and the options.
@@ -132,7 +145,9 @@ bool Driver::openWriter() {
   if (conversion_.points.clock) header.globalEncoding = pontra::kAdjustedGpsTimeFlag;
   std::vector<std::string> records;
   if (conversion_.epsg != 0) records.push_back(pontra::projectedSystemRecord(conversion_.epsg));
-  if (writer_->open(header, conversion_.lasPath, pontra::LasWriter::kBufferSize, records))
+  const std::string& path = conversion_.lasPath;
+  if (conversion_.compress ? writer_->openCompressed(header, path, threadsOf(conversion_), records)
+                           : writer_->open(header, path, pontra::LasWriter::kBufferSize, records))
     return true;
   TRACE_ERROR("pcbin_las", "open las writer error!");
   return false;
@@ -176,6 +191,7 @@ void Driver::writeFrames(PclRGBFrames frames) {
 }
 
 void Driver::write(const std::shared_ptr<modeling_app::PclRGBFrame>& frame) {
+  if (style_ == Style::kScript) sample_.add(frame->cloud->points);
   const bool written = style_ == Style::kDialogue
                            ? write_las(writer_, frame, poses_, conversion_.points, tally_) == 0
                            : writeFrame(*writer_, *frame, poses_, conversion_.points, tally_);
@@ -212,6 +228,23 @@ void Driver::finish() {
   reader_->close();
   if (conversion_.points.clock) printTimes(tally_.times);
   checkMapPosition(conversion_.epsg, result_);
+  if (style_ == Style::kScript && result_.written > 0) describeMap();
+}
+
+/// Checks a sample of the points, and prints what the poses did and where the map lies.
+void Driver::describeMap() {
+  result_.movement = checkPoints(sample_, poses_);
+  if (const auto& moved = result_.movement)
+    TRACE_INFO(
+        "pcbin_las",
+        "points moved (sample): median %.1f m, up to %.1f m; turned up to %.1f, tilted up to "
+        "%.1f degrees",
+        moved->median, moved->most, moved->turned, moved->tilted);
+  else
+    TRACE_INFO("pcbin_las", "no point moved");
+  const auto& [low, high] = std::tie(result_.low, result_.high);
+  TRACE_INFO("pcbin_las", "x %.3f to %.3f, y %.3f to %.3f, z %.3f to %.3f m", low[0], high[0],
+             low[1], high[1], low[2], high[2]);
 }
 
 bool Driver::run() {
@@ -236,6 +269,14 @@ bool Driver::run() {
 
 }  // namespace
 
+bool isLazName(std::string_view name) {
+  constexpr std::string_view kEnding = ".laz";
+  return name.size() >= kEnding.size() &&
+         std::ranges::equal(name.substr(name.size() - kEnding.size()), kEnding, [](char a, char b) {
+           return (a >= 'A' && a <= 'Z' ? a - 'A' + 'a' : a) == b;
+         });
+}
+
 bool convertSurvey(const Conversion& conversion, Style style, ConversionResult& result,
                    const Progress& progress) {
   return Driver(conversion, style, result, progress).run();
@@ -247,6 +288,7 @@ bool pcbin_las(const std::string& pcbinPath, const std::string& pgoPath,
   conversion.pcbinPath = pcbinPath;
   conversion.pgoPath = pgoPath;
   conversion.lasPath = lasPath;
+  conversion.compress = isLazName(lasPath);
   ConversionResult result;
   return convertSurvey(conversion, Style::kDialogue, result);
 }

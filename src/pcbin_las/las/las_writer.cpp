@@ -4,8 +4,11 @@
 #include <cmath>
 #include <cstring>
 #include <new>
-#include <tuple>
+#include <utility>
+#include <vector>
 
+#include "pcbin_las/las/compressed_records.h"
+#include "pcbin_las/laz/laszip_record.h"
 #include "pcbin_las/platform/byte_image.h"
 #include "pcbin_las/platform/trace_macros.h"
 
@@ -19,15 +22,27 @@ constexpr unsigned kLargestBuffer = 256U << 10;  // bytes
 
 constexpr std::uint64_t kReservationStep = (256U << 20) / sizeof(LasPointRecord);  // records
 
-}  // namespace
-
-bool LasWriter::open(const LasHeader& header, const std::string& path, unsigned bufferSize,
-                     std::span<const std::string> records) {
+/// The header with the number of the variable-length records and the offset behind them.
+LasHeader withRecords(const LasHeader& header, std::span<const std::string> records) {
   LasHeader complete = header;
   complete.numberOfVLR = static_cast<std::uint32_t>(records.size());
   complete.pointDataOffset = sizeof(LasHeader);
   for (const std::string& record : records)
     complete.pointDataOffset += static_cast<std::uint32_t>(record.size());
+  return complete;
+}
+
+}  // namespace
+
+LasWriter::LasWriter() = default;
+
+LasWriter::~LasWriter() {
+  close();
+}
+
+bool LasWriter::open(const LasHeader& header, const std::string& path, unsigned bufferSize,
+                     std::span<const std::string> records) {
+  const LasHeader complete = withRecords(header, records);
   const auto writeRecords = [records](ferrun::File& file) {
     return std::ranges::all_of(records, [&file](const std::string& record) {
       const auto size = static_cast<int>(record.size());
@@ -46,11 +61,7 @@ bool LasWriter::openOwn(const LasHeader& header, const std::string& path, const 
 template <class OpenFile>
 bool LasWriter::openWith(const LasHeader& header, const std::string& path, unsigned bufferSize,
                          const WriteBytesBeforePoints& writeBytes, OpenFile openFile) {
-  if (file_.isOpen()) {
-    TRACE_MEMBER_ERROR("LasWriter", "open", "file(%s): the writer is open for file(%s)!",
-                       path.c_str(), path_.c_str());
-    return false;
-  }
+  if (refuseSecondOpen(path)) return false;
   headerEvery_ = std::max<std::size_t>(bufferSize / sizeof(LasPointRecord), 1);
   capacity_ = std::min<std::size_t>(headerEvery_, kLargestBuffer / sizeof(LasPointRecord));
   records_.reset(new (std::nothrow) LasPointRecord[capacity_]);
@@ -62,13 +73,7 @@ bool LasWriter::openWith(const LasHeader& header, const std::string& path, unsig
   }
   if (!openFile()) return false;
 
-  path_ = path;
-  header_ = header;
-  scale_ = {header.xScaleFactor, header.yScaleFactor, header.zScaleFactor};
-  used_ = written_ = 0;
-  bufferBounds_ = writtenBounds_ = {};
-  expected_ = reserved_ = refused_ = lost_ = 0;
-  failed_ = headerStale_ = false;
+  begin(header, path);
   dataStart_ = header.pointDataOffset;
   if (dataStart_ > std::int64_t{sizeof(LasHeader)}) file_.seek(sizeof(LasHeader));
   if ((dataStart_ > std::int64_t{sizeof(LasHeader)} && !writeBytes(file_)) || !writeHeader()) {
@@ -77,6 +82,66 @@ bool LasWriter::openWith(const LasHeader& header, const std::string& path, unsig
   }
   limit_ = capacity_;
   return true;
+}
+
+/// Prints an error line and returns true when the writer is open.
+bool LasWriter::refuseSecondOpen(const std::string& path) {
+  if (!file_.isOpen()) return false;
+  TRACE_MEMBER_ERROR("LasWriter", "open", "file(%s): the writer is open for file(%s)!",
+                     path.c_str(), path_.c_str());
+  return true;
+}
+
+/// Sets the members for a new file.
+void LasWriter::begin(const LasHeader& header, const std::string& path) {
+  path_ = path;
+  header_ = header;
+  scale_ = {header.xScaleFactor, header.yScaleFactor, header.zScaleFactor};
+  used_ = written_ = 0;
+  bufferBounds_ = writtenBounds_ = {};
+  expected_ = reserved_ = refused_ = lost_ = 0;
+  failed_ = headerStale_ = false;
+}
+
+bool LasWriter::openCompressed(const LasHeader& header, const std::string& path, unsigned threads,
+                               std::span<const std::string> records) {
+  if (refuseSecondOpen(path)) return false;
+  file_.setWMBuffer(0);
+  if (!file_.open(path, ferrun::File::kWrite)) return false;
+  begin(header, path);
+  bool started = false;
+  if (!file_.isRegular()) {
+    TRACE_MEMBER_ERROR("LasWriter", "openCompressed",
+                       "file(%s) is not a regular file, compressed points cannot be written there: "
+                       "choose a file, or a name that does not end in .laz!",
+                       path.c_str());
+  } else {
+    try {
+      started = startCompression(threads, records);
+    } catch (const std::bad_alloc&) {
+      TRACE_MEMBER_ERROR("LasWriter", "openCompressed", "file(%s): no memory to compress points!",
+                         path.c_str());
+    }
+  }
+  if (started) return true;
+  compressed_.reset();
+  file_.discard();
+  return false;
+}
+
+/// Writes a compressed file without points. Throws std::bad_alloc.
+bool LasWriter::startCompression(unsigned threads, std::span<const std::string> records) {
+  std::vector<std::string> all(records.begin(), records.end());
+  all.push_back(compressionRecord());
+  header_ = withRecords(header_, all);
+  std::string front(reinterpret_cast<const char*>(&header_), sizeof(header_));
+  for (const std::string& record : all) front += record;
+  compressed_ = std::make_unique<CompressedRecords>(file_, front, threads);
+  if (!compressed_->start()) return false;
+  records_ = compressed_->exchange(nullptr, 0, {});
+  capacity_ = headerEvery_ = headerDue_ = laz::kChunkPoints;
+  limit_ = records_ ? capacity_ : 0;
+  return limit_ > 0;
 }
 
 /// Size of the file with `count` records.
@@ -143,6 +208,7 @@ void LasWriter::reserve() {
 /// are appended. After a failed write of the header, it is written again later. False when records
 /// are lost.
 bool LasWriter::writeOut() {
+  if (compressed_) return compressOut();
   reserve();
   const auto size = static_cast<int>(used_ * sizeof(LasPointRecord));
   const int done = file_.writeData(reinterpret_cast<const char*>(records_.get()), size);
@@ -164,28 +230,19 @@ bool LasWriter::writeOut() {
   return !failed_;
 }
 
+/// Passes the buffered records on to be compressed and takes a new buffer.
+bool LasWriter::compressOut() {
+  const auto count = static_cast<std::uint32_t>(std::exchange(used_, 0));
+  written_ += count;
+  records_ = compressed_->exchange(std::move(records_), count, std::exchange(bufferBounds_, {}));
+  failed_ = !records_;
+  if (failed_) limit_ = 0;
+  return !failed_;
+}
+
 /// Writes a header that describes the records on disk, then seeks to their end.
 bool LasWriter::writeHeader() {
-  const std::array<double, 3> offset = {header_.xOffset, header_.yOffset, header_.zOffset};
-  std::array<double, 3> low{};
-  std::array<double, 3> high{};
-  if (written_ > 0) {
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-      // A negative scale factor exchanges the bounds.
-      std::tie(low[axis], high[axis]) =
-          std::minmax({writtenBounds_.low[axis] * scale_[axis] + offset[axis],
-                       writtenBounds_.high[axis] * scale_[axis] + offset[axis]});
-    }
-  }
-  header_.numberOfPointRecords = written_;
-  header_.numberOfPointsByReturn[0] = written_;
-  header_.minX = low[0];
-  header_.minY = low[1];
-  header_.minZ = low[2];
-  header_.maxX = high[0];
-  header_.maxY = high[1];
-  header_.maxZ = high[2];
-
+  describeRecords(header_, written_, writtenBounds_);
   const std::int64_t end = endOf(written_);
   if (failed_) file_.truncate(end);  // drops the part of a record that reached the disk
   file_.seek(0);
@@ -198,6 +255,13 @@ bool LasWriter::writeHeader() {
 bool LasWriter::close() {
   if (!file_.isOpen()) return false;
   if (used_ > 0) writeOut();
+  if (compressed_) {
+    if (!compressed_->finish()) failed_ = true;
+    header_ = compressed_->header();
+    lost_ += compressed_->lost();
+    compressed_.reset();
+    headerDue_ = headerEvery_;
+  }
   if (headerDue_ < headerEvery_ || headerStale_) writeHeader();
   if (reserved_ > written_) file_.truncate(endOf(written_));
   file_.close();

@@ -14,9 +14,12 @@
 #include <string>
 
 #include "pcbin_las/las/las_records.h"
+#include "pcbin_las/las/step_bounds.h"
 #include "pcbin_las/platform/file.h"
 
 namespace pontra {
+
+class CompressedRecords;
 
 /// One point to write.
 struct LasPoint {
@@ -36,12 +39,12 @@ struct LasPoint {
 /// header. For use by one thread at a time.
 class LasWriter {
  public:
-  LasWriter() = default;
+  LasWriter();
   LasWriter(const LasWriter&) = delete;
   LasWriter& operator=(const LasWriter&) = delete;
 
   /// Closes an open writer.
-  virtual ~LasWriter() { close(); }
+  virtual ~LasWriter();
 
   /// Creates the file at `path`, or empties it, and writes `header` with count and bounds zero;
   /// scale factors must not be 0. The header on disk is updated after every `bufferSize` bytes of
@@ -63,6 +66,14 @@ class LasWriter {
   /// If that fails, or the header cannot be written, the file is removed unless it existed before.
   bool openOwn(const LasHeader& header, const std::string& path, const std::string& input,
                unsigned bufferSize, const WriteBytesBeforePoints& writeBytes);
+
+  /// Like open(), but the points are compressed with `threads` threads, 1 to 64, of which this one
+  /// counts as one; `path` must then lead to a regular file. The bytes do not depend on the number.
+  /// A variable-length record that says how they are compressed is added after `records`. The
+  /// header on disk is updated after every million points; about 3 MiB are buffered for each
+  /// thread.
+  bool openCompressed(const LasHeader& header, const std::string& path, unsigned threads,
+                      std::span<const std::string> records = {});
 
   /// Usual size to give to open(): 32 MiB.
   static constexpr unsigned kBufferSize = 33554432;
@@ -123,30 +134,6 @@ class LasWriter {
   const LasHeader& header() const { return header_; }
 
  private:
-  /// The lowest and highest X, Y and Z of some records, in steps.
-  struct StepBounds {
-    std::array<std::int32_t, 3> low = {kHighest, kHighest, kHighest};
-    std::array<std::int32_t, 3> high = {kLowest, kLowest, kLowest};
-
-    void widen(const LasPointRecord& record) {
-      widen(0, record.x, record.x);
-      widen(1, record.y, record.y);
-      widen(2, record.z, record.z);
-    }
-    void widen(const StepBounds& other) {
-      for (std::size_t axis = 0; axis < 3; ++axis) widen(axis, other.low[axis], other.high[axis]);
-    }
-
-    void widen(std::size_t axis, std::int32_t lowest, std::int32_t highest) {
-      low[axis] = std::min(low[axis], lowest);
-      high[axis] = std::max(high[axis], highest);
-    }
-
-   private:
-    static constexpr std::int32_t kLowest = std::numeric_limits<std::int32_t>::min();
-    static constexpr std::int32_t kHighest = std::numeric_limits<std::int32_t>::max();
-  };
-
   static constexpr std::uint8_t kReturn1Of1 = 0x09;
 
   /// Whether the nearest integer to `steps` fits into 32 bits; false for NaN.
@@ -200,11 +187,15 @@ class LasWriter {
   template <class OpenFile>
   bool openWith(const LasHeader& header, const std::string& path, unsigned bufferSize,
                 const WriteBytesBeforePoints& writeBytes, OpenFile openFile);
+  bool refuseSecondOpen(const std::string& path);
+  void begin(const LasHeader& header, const std::string& path);
+  bool startCompression(unsigned threads, std::span<const std::string> records);
   std::int64_t endOf(std::uint64_t count) const;
   bool toSteps(std::array<Values, 3>& coordinates);
   bool makeRoom();
   void reserve();
   bool writeOut();
+  bool compressOut();
   bool writeHeader();
 
   ferrun::File file_;
@@ -223,9 +214,11 @@ class LasWriter {
   std::uint64_t expected_ = 0;   ///< records to reserve disk space for
   std::uint64_t reserved_ = 0;   ///< records that disk space was reserved for
   std::uint64_t refused_ = 0;
-  std::int64_t dataStart_ = sizeof(LasHeader);  ///< offset of the first point record
-  std::uint64_t lost_ = 0;                      ///< points of a failed write and points after it
-  bool failed_ = false;                         ///< a write of records has failed
+  std::int64_t dataStart_ = sizeof(LasHeader);     ///< offset of the first point record
+  std::uint64_t lost_ = 0;                         ///< points of a failed write and points after it
+  bool failed_ = false;                            ///< a write of records has failed
+  std::unique_ptr<CompressedRecords> compressed_;  ///< null when records are not compressed; then
+                                                   ///< written_ counts those handed to it
   bool headerStale_ = false;  ///< the last write of the header has failed; it is tried again
 };
 
