@@ -55,6 +55,7 @@ void printRecord(std::uint32_t index, const LasPointRecord& record) {
 /// Prints the records in [start, end); false when the file ends before.
 bool printRecords(pontra::LasReader& reader, std::uint32_t start, std::uint32_t end) {
   if (!reader.seek(start)) return false;
+  const ferrun::Tracer::Gathering gathering(*ferrun::Singleton<ferrun::Tracer>::getInstance());
   for (std::uint32_t i = start; i < end; ++i) {
     const auto records = reader.read(1);
     if (records.empty()) return false;

@@ -28,8 +28,8 @@ using ferrun::ArgOption;
 
 constexpr int kFailure = -1;
 
-/// Starts the tracer with the sink of the run. With --batch, warnings and errors always reach the
-/// sink, which is returned.
+/// Starts the tracer with the sink of the run, and handles signals that end it. With --batch,
+/// warnings and errors always reach the sink, which is returned.
 std::shared_ptr<BatchSink> startTracer(const CommandLine& line) {
   ferrun::Tracer* const tracer = ferrun::Singleton<ferrun::Tracer>::getInstance();
   std::shared_ptr<BatchSink> batchSink;
@@ -41,8 +41,8 @@ std::shared_ptr<BatchSink> startTracer(const CommandLine& line) {
     tracer->setLevel(line.level);
     tracer->addSink(std::make_shared<ferrun::STDSink>());
   }
-  const ferrun::StopSignalsBlocked blocked;  // in the tracer's thread
   tracer->start();
+  ferrun::handleStopSignals();
   return batchSink;
 }
 
@@ -61,7 +61,6 @@ void print(const std::vector<cli::Note>& notes) {
 int viewLas(const CommandLine& line) {
   las_view(line.file, static_cast<unsigned>(line.start), static_cast<unsigned>(line.nums));
   if (line.outputs.picturePath.empty()) return 0;
-  ferrun::handleStopSignals();
   return picture::draw(line.file, line.outputs.picturePath, line.outputs.zoom) ? 0 : 1;
 }
 
