@@ -110,7 +110,7 @@ run_caller() {
   local lines
   if [[ $# -eq 1 ]]; then set -- "$1" "$work/caller.pcbin"; fi
   lines=$("$@") || fail "the caller's program failed: $*"
-  [[ $lines == *"own sink: "*"pcbin open ok, frames: 1, points: 100."* ]] ||
+  [[ $lines == *"own sink, level 1: "*"pcbin open ok, frames: 1, points: 100."* ]] ||
     fail "the caller's sink misses the library's lines: $lines"
 }
 
@@ -242,21 +242,38 @@ check_exports() {
   done
 }
 
+# The examples: what they write and read, what they say on a full disk and of a damaged file, and their usage.
 check_recorder() {
-  local build=$work/recorder read
-  run_quietly cmake -S examples/recorder -B "$build" -DCMAKE_PREFIX_PATH="$prefix"
+  local build=$work/recorder file=$work/recorder/survey.pcbin program said
+  run_quietly cmake -S examples/recorder -B "$build" "${generator[@]}" -DCMAKE_PREFIX_PATH="$prefix"
   run_quietly cmake --build "$build"
-  "$build/write_pcbin" "$build/survey.pcbin" || fail "write_pcbin failed"
-  read=$("$build/read_pcbin" "$build/survey.pcbin") || fail "read_pcbin failed: $read"
-  [[ $read == *": 25 frames, 50000 points, last point (19.990, 24.000, 0.000) of sweep 24 "* ]] ||
-    fail "read_pcbin does not read what write_pcbin wrote: $read"
-  "$prefix/bin/pcbin_las" -b "$build/survey.pcbin" -n 1 | grep -q 'points\[0\]' ||
-    fail "the program does not read the file of write_pcbin"
-  if [[ -x $build/pcbin_to_pcd ]]; then
-    run_quietly "$build/pcbin_to_pcd" "$build/survey.pcbin" "$build/frame.pcd"
-    [[ $(head -n 11 "$build/frame.pcd") == *"FIELDS x y z rgba intensity timestamp sweepid"*"POINTS 2000"* ]] ||
-      fail "pcbin_to_pcd does not save the frame"
-  fi
+  (($(wc -l <examples/recorder/write_pcbin.cpp) <= 70)) || fail "the recorder has more than 70 lines"
+  expect_lines 0 "survey.pcbin: 25 of 25 frames, 10000 points" "$build/write_pcbin" "$file"
+  expect_lines 0 ": 25 frames, 10000 points, last point (19.975, 24.000, 0.000) of sweep 24 " "$build/read_pcbin" "$file"
+  "$prefix/bin/pcbin_las" -b "$file" -n 1 | grep -q 'points\[0\]' || fail "the program does not read the file"
+  expect_lines 0 "25 frames saved, 0 failed" "$build/pcbin_to_pcd" "$file" "$build/frame"
+  [[ $(head -n 11 "$build/frame_24.pcd") == *"FIELDS x y z rgba intensity timestamp sweepid"*"POINTS 400"* ]] ||
+    fail "pcbin_to_pcd does not save the frames"
+
+  for program in write_pcbin read_pcbin pcbin_to_pcd; do expect_lines 2 "usage: $program FILE" "$build/$program"; done
+  expect_lines 1 "error from the recorder: <E>" "$build/write_pcbin" "$work/none/a"
+  expect_lines 1 "file($work/none/a) not exists!" "$build/read_pcbin" "$work/none/a"
+  # A full disk: files may have 100 KiB.
+  said=$(trap '' XFSZ; ulimit -f 100; expect_lines 1 " 6 of 25 frames, 2400 points: File too large" \
+    "$build/write_pcbin" "$build/full.pcbin") || fail "$said"
+  expect_lines 1 "not all of the 25 announced frames could be read" "$build/read_pcbin" "$build/full.pcbin"
+  head -c 100000 "$file" >"$build/cut.pcbin"
+  expect_lines 1 "cut.pcbin) read error, len: " "$build/read_pcbin" "$build/cut.pcbin"
+  expect_lines 1 "6 frames saved, 0 failed" "$build/pcbin_to_pcd" "$build/cut.pcbin" "$build/cut"
+}
+
+# Runs a program that must end with a status and say a text: expect_lines STATUS TEXT PROGRAM [ARGUMENT...]
+expect_lines() {
+  local status=$1 text=$2 said ended=0
+  shift 2
+  said=$("$@" 2>&1) || ended=$?
+  [[ $ended -eq $status && $said == *"$text"* ]] ||
+    fail "status $ended, expected $status and '$text', of $*: $said"
 }
 
 echo "Building and installing ..."
@@ -276,7 +293,7 @@ check_own_types
 check_two_versions
 check_fetch_content
 echo "Checking the shared libraries ..."
-install_and_move -DBUILD_SHARED_LIBS=ON
+install_and_move -DBUILD_SHARED_LIBS=ON -DPCBIN_BUILD_PROGRAM=OFF
 check_exports
 check_caller
 check_pkg_config
