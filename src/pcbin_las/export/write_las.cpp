@@ -106,6 +106,22 @@ void convertTimes(pontra::Clock clock, RefinedBlock& block, WrittenTimes& times)
   }
 }
 
+/// Counts the points of a block that the writer has refused for their coordinates.
+void countRefused(const pontra::LasWriter& writer, const RefinedBlock& block,
+                  RefusedPoints& refused) {
+  for (std::size_t k = 0; k < block.count; ++k) {
+    const std::array<float, 3> place = {block.x[k], block.y[k], block.z[k]};
+    if (writer.fits({place[0], place[1], place[2]})) continue;
+    if (refused.notFinite + refused.outOfRange == 0) {
+      refused.firstSweep = block.points[k]->sweepid;
+      refused.first = place;
+    }
+    const bool finite =
+        std::ranges::all_of(place, [](float value) { return std::isfinite(value); });
+    ++(finite ? refused.outOfRange : refused.notFinite);
+  }
+}
+
 }  // namespace
 
 bool writeFrame(pontra::LasWriter& writer, const modeling_app::PclRGBFrame& frame,
@@ -139,7 +155,9 @@ bool writeFrame(pontra::LasWriter& writer, const modeling_app::PclRGBFrame& fram
           .gpsTime = hasClock ? block.time[k] : point.timestamp,
           .pointSourceID = static_cast<std::uint16_t>(point.sweepid & sourceIdBits)};
     };
+    const std::uint64_t refusedBefore = writer.refused();
     writer.writePoints(block.count, pointAt);
+    if (writer.refused() > refusedBefore) countRefused(writer, block, tally.refused);
   }
   return true;
 }
