@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "pcbin_las/app/full_version.h"
 #include "pcbin_las/app/option_table.h"
 #include "pcbin_las/las/epsg.h"
 #include "pcbin_las/platform/escape.h"
@@ -434,7 +435,7 @@ void printOptions() {
 }
 
 void printVersion() {
-  std::puts("pcbin_las " PCBIN_LAS_VERSION);
+  std::printf("pcbin_las %s\n", fullVersion());
 }
 
 }  // namespace cli
