@@ -134,11 +134,6 @@ bool readSourceId(const Option&, const Values&, CommandLine& line) {
   return true;
 }
 
-Fault hasLibraryOfSummary(const CommandLine&) {
-  if (hasSummary()) return std::nullopt;
-  return "--summary is not available: this program was built without nlohmann-json";
-}
-
 Fault hasLibraryOfPicture(const CommandLine&) {
   if (picture::isSupported()) return std::nullopt;
   return "--picture is not available: this program was built without libpng";
@@ -181,8 +176,7 @@ constexpr std::array kOptions = {
            .strict = true,
            .needs = "batch",
            .help = "with --batch: write status and counts as JSON",
-           .read = into<&Line::outputs, &BatchOutputs::summaryPath>,
-           .check = hasLibraryOfSummary},
+           .read = into<&Line::outputs, &BatchOutputs::summaryPath>},
     Option{.name = "gps-time",
            .values = "[unix|gps|adjusted]",
            .type = kWord,

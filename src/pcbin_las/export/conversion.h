@@ -45,6 +45,7 @@ struct Conversion {
   std::string pcbinPath = "pgo.pcbin";
   std::string pgoPath;              ///< empty for none
   std::string lasPath = "map.las";  ///< created or overwritten
+  int lasDescriptor = -1;           ///< open for the file at lasPath; -1: it is opened by its name
   PointOptions points;
   std::uint16_t epsg = 0;  ///< code of the coordinate system, 0 for none
   bool compress = false;   ///< write compressed points; see isLazName()

@@ -65,8 +65,10 @@ bool LasReader::seek(std::uint64_t index) {
   next_ = index;
   if (index >= from) return skip((index - from) * sizeof(LasPointRecord));
   if (!isRegular()) return false;
-  file_.seek(dataStart_ + static_cast<std::int64_t>(index * sizeof(LasPointRecord)));
-  return true;
+  const std::int64_t position =
+      dataStart_ + static_cast<std::int64_t>(index * sizeof(LasPointRecord));
+  file_.seek(position);
+  return file_.pos() == position;
 }
 
 std::span<const LasPointRecord> LasReader::read(std::size_t most) {

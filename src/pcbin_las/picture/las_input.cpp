@@ -61,7 +61,9 @@ bool LasInput::acceptHeader() {
 
 void LasInput::seek(std::uint64_t index) {
   next_ = index;
-  reader_.seek(index);
+  if (!ok_ || reader_.seek(index)) return;
+  TRACE_ERROR("picture", "las file(%s) read error!", path_.c_str());
+  ok_ = false;
 }
 
 std::span<const LasPointRecord> LasInput::read() {
