@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: BSD-3-Clause
-# Converts the survey in one directory: survey.pcbin and pgo.csv become map.las, with its picture in map.png,
-# the counts in summary.json and all messages in convert.log. Prints one line, with the cause when the survey
+# Converts the survey in one directory: survey.pcbin and pgo.csv become map.las, with its pictures in map.png
+# and map_small.png, the counts in summary.json and all messages in convert.log. Prints one line, with the cause when the survey
 # is not complete. Exit status: 0 everything written, 1 something missing, 2 nothing written, 3 refused; 0 also
 # for a survey that is skipped, and for a directory that has nothing to convert.
 #
@@ -60,19 +60,26 @@ is_done() {
     [ "$(record && outputs)" = "$(cat "$directory/convert.done")" ]
 }
 
-# The cause: the first error in the summary; without a summary, the first in the log; or else the last warning.
+# The cause: the first error, or else the last warning; of the summary, or without one of the log.
 cause() {
   local text=
   if [ -f "$directory/summary.json" ]; then
-    text=$(sed -n 's/^ *"first_error": "\(.*\)",\{0,1\}$/\1/p' "$directory/summary.json" | sed 's/\\\(["\\]\)/\1/g')
+    text=$(unquoted 's/^ *"first_error": //p')
+    if [ -z "$text" ]; then text=$(unquoted '/^ *"warnings": \[/,/^ *\]/s/^ *"<W>/&/p' | last_warning); fi
   fi
-  if [ -z "$text" ]; then text=$(grep -a -m 1 '^<E>' "$directory/convert.log"); fi
-  if [ -z "$text" ]; then
-    text=$(grep -a '^<W>' "$directory/convert.log" | grep -v 'not everything was written' | tail -n 1)
-  fi
-  if [ -z "$text" ]; then text=$(grep -a -v '^<I>\|^batch: ' "$directory/convert.log" | tail -n 1); fi
+  if [ -z "$text" ]; then text=$(grep -a -m 1 '^<E>' "$log"); fi
+  if [ -z "$text" ]; then text=$(grep -a '^<W>' "$log" | last_warning); fi
+  if [ -z "$text" ]; then text=$(grep -a -v '^<I>\|^batch: ' "$log" | tail -n 1); fi
   if [ -z "$text" ]; then text='see convert.log'; fi
   printf %s "$text" | sed -E 's/^<[EW]>[^]]*\] //'
+}
+
+unquoted() { # COMMAND: the texts of the summary that this command of sed prints, without quotes
+  sed -n "$1" "$directory/summary.json" | sed -n 's/^ *"\(.*\)",\{0,1\}$/\1/p' | sed 's/\\\(["\]\)/\1/g'
+}
+
+last_warning() {
+  grep -v 'not everything was written' | tail -n 1
 }
 
 [ -d "$directory" ] || finish 3 'refused: there is no such directory'
@@ -99,12 +106,15 @@ set -- "$@" ${PCBIN_LAS_OPTIONS-}
 exec 4>&2 2>&3 # the shell's line about a killed program belongs to the log as well
 "$program" "$@" >&3 3>&- 4>&-
 status=$?
+if [ $status -le 1 ] && [ "$pictures" != no ]; then # a small picture for the page, which can do without
+  "$program" -r "$directory/map.las" --picture "$directory/map_small.png" --picture-size 380 -d 4 > /dev/null 3>&- 4>&-
+fi
 exec 2>&4 4>&-
 case $status in
   0)
-    warnings=$(grep -a -c '^<W>' "$log")
+    warnings=$(sed -n 's/^batch: .* warnings=//p' "$log" | tail -n 1)
     printf '%s\n' "$before" "$(outputs)" > "$directory/convert.done"
-    if [ "$warnings" -gt 0 ]; then finish 0 "converted with $warnings warnings, the last one: $(cause)"; fi
+    if [ "${warnings:-0}" != 0 ]; then finish 0 "converted, warnings: $warnings, the last one: $(cause)"; fi
     finish 0 converted
     ;;
   1) finish 1 "incomplete: $(cause)" ;;

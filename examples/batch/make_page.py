@@ -361,6 +361,16 @@ class Survey:
         name = re.sub(r", (area of use|[\d.]+ (to|degrees)) .*", "", line.partition(f"] EPSG:{code}, ")[2])
         return f"EPSG:{code}" + (f", {name}" if name else "")
 
+    def moved(self):
+        """What the poses did, if the summary says it."""
+        if "moved" not in self.summary:
+            return []
+        median, most, turned, tilted = (self.part("moved", key, real) for key in ("median", "max", "turned", "tilted"))
+        if None in (median, most, turned, tilted):
+            return [("Poses", "no point moved")]
+        return [("Poses", f"points moved by {median:.1f} m (median), up to {most:.1f} m; turned up to {turned:.1f}°, "
+                          f"tilted up to {tilted:.1f}°")]
+
     def facts(self):
         facts = []
         s = self.summary
@@ -371,6 +381,7 @@ class Survey:
             if low and high:
                 facts.append(("Extent", f"{high[0] - low[0]:,.0f} m × {high[1] - low[1]:,.0f} m, "
                                         f"heights {low[2]:,.1f} m to {high[2]:,.1f} m"))
+            facts.extend(self.moved())
             facts.append(("System", self.system()))
             facts.append(("Size", f"{os.stat(self.path('map.las')).st_size / 1e6:,.1f} MB"))
         if self.seconds() > 0:
@@ -379,10 +390,10 @@ class Survey:
             facts.append(("Date", date_text(self.date())))
         return facts
 
-    def picture(self):
-        """The file that shows map.las as the last conversion has left it, or None."""
-        picture = modified(self.path("map.png"))
-        return "map.png" if self.written() > 0 and picture >= modified(self.path("map.las")) > 0 else None
+    def picture(self, *files):
+        """The first of these files that shows map.las as the last conversion has left it, or None."""
+        drawn = modified(self.path("map.las")) if self.written() > 0 else 0
+        return next((file for file in files if modified(self.path(file)) >= drawn > 0), None)
 
     def link(self, file):
         return "./" + quote(os.fsencode(self.name)) + "/" + file
@@ -393,14 +404,14 @@ class Survey:
     def links(self):
         for file in FILES:
             if os.path.isfile(self.path(file)):
-                earlier = "an earlier " if file == "map.las" and self.written() == 0 else ""
-                yield f'<a href="{self.link(file)}">{earlier}{file}</a>'
+                kind = "unverified " if file == "map.las" and self.written() == 0 else ""
+                yield f'<a href="{self.link(file)}">{kind}{file}</a>'
 
     def card(self, place):
-        name, picture = shown(self.name), self.picture()
-        if picture:
-            image = f'<img loading="lazy" src="{self.link(picture)}" alt="{name} from above">'
-            image = f'<a class="picture" href="{self.link("map.png")}">{image}</a>\n'
+        name, small, large = shown(self.name), self.picture("map_small.png", "map.png"), self.picture("map.png")
+        if large:
+            image = f'<img loading="lazy" src="{self.link(small)}" alt="{name} from above">'
+            image = f'<a class="picture" href="{self.link(large)}">{image}</a>\n'
         else:
             image = '<div class="picture">no picture</div>\n' if self.written() > 0 else ""
         warnings = "".join(f"<li>{shown(warning)}</li>" for warning in self.warnings)

@@ -15,8 +15,8 @@ namespace {
 /// unescaped; 0 for a control character and for invalid UTF-8.
 std::size_t plainLength(std::string_view text) {
   if (text[0] == '\x7F') return 1;
-  const bool isC1 = text.size() > 1 && text[0] == '\xC2' &&
-                    (static_cast<unsigned char>(text[1]) & 0xE0U) == 0x80;
+  const bool isC1 =
+      text.size() > 1 && text[0] == '\xC2' && (static_cast<unsigned char>(text[1]) & 0xE0U) == 0x80;
   return isC1 ? 2 : ferrun::printableLength(text);
 }
 

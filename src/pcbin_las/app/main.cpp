@@ -13,6 +13,7 @@
 #include "pcbin_las/app/convert.h"
 #include "pcbin_las/app/las_repair.h"
 #include "pcbin_las/app/las_view.h"
+#include "pcbin_las/app/lossless_repair.h"
 #include "pcbin_las/app/pcbin_view.h"
 #include "pcbin_las/export/pose_file.h"
 #include "pcbin_las/output/process_setup.h"
@@ -78,6 +79,7 @@ int runMode(const CommandLine& line, BatchSink* batchSink) {
     case cli::kViewLas:
       return viewLas(line);
     case cli::kRepair:
+      if (line.lossless) return lossless_repair(line.file);
       las_repair(line.file, line.keepSourceIds);
       return 0;
     case cli::kConvert:

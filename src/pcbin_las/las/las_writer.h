@@ -79,6 +79,9 @@ class LasWriter {
   bool openCompressed(const LasHeader& header, const std::string& path, unsigned threads,
                       std::span<const std::string> records = {});
 
+  /// The return byte of every record written.
+  static constexpr std::uint8_t kReturn1Of1 = 0x09;
+
   /// Usual size to give to open(): 32 MiB.
   static constexpr unsigned kBufferSize = 33554432;
 
@@ -126,7 +129,19 @@ class LasWriter {
   /// the number of points refused for their coordinates or for the count. The last header on disk
   /// describes exactly the whole records on disk, also after a failed write. False when a write has
   /// failed or the writer is not open.
-  bool close();
+  bool close() { return close(true); }
+
+  /// The same; prints the warning only if `printsRefused` is set.
+  bool close(bool printsRefused);
+
+  /// Sets the name of the file in messages, in place of the path that is given to open().
+  void setShownName(const std::string& name) { shownName_ = name; }
+
+  /// Whether the coordinates x, y, z fit into 32 bits of steps.
+  bool fits(const std::array<double, 3>& place) const {
+    return fitsSteps(place[0] / scale_[0]) && fitsSteps(place[1] / scale_[1]) &&
+           fitsSteps(place[2] / scale_[2]);
+  }
 
   /// Points that writePoint() has refused for their coordinates or for the count.
   std::uint64_t refused() const { return refused_; }
@@ -138,8 +153,6 @@ class LasWriter {
   const LasHeader& header() const { return header_; }
 
  private:
-  static constexpr std::uint8_t kReturn1Of1 = 0x09;
-
   /// Whether the nearest integer to `steps` fits into 32 bits; false for NaN.
   static bool fitsSteps(double steps) { return steps >= -2147483648.5 && steps < 2147483647.5; }
 
@@ -206,6 +219,7 @@ class LasWriter {
 
   ferrun::File file_;
   std::string path_;
+  std::string shownName_;  ///< empty for the path
   LasHeader header_{};
   LasHeader headerOnDisk_{};  ///< the last one that was written
   int descriptor_ = -1;       ///< of useDescriptor()

@@ -51,6 +51,9 @@ class StagedFile {
   /// remains. The first directory that cannot be synced gives a warning.
   bool publish(const std::function<bool()>& beforeRename = {});
 
+  /// Like publish(), but fails when a file of that name exists.
+  bool publishNew();
+
   /// Removes the temporary file, if there is one.
   void discard();
 
@@ -61,6 +64,8 @@ class StagedFile {
   bool mayReplace() const;
   bool holdsName() const;
   bool takeOverMode() const;
+  bool publishBy(int (*rename)(const char*, const char*),
+                 const std::function<bool()>& beforeRename);
   void close();
   bool fail(const char* action, int error, const char* part = "");
 
