@@ -27,8 +27,8 @@ std::string repairedPath(const std::string& path, const ferrun::DateTime& now) {
                                  input.baseName().c_str());
 }
 
-/// Whether the file can be repaired; prints a line if not.
-bool isSupported(pontra::LasReader& reader) {
+/// Whether the file can be repaired, apart from compression; prints a line if not.
+bool hasSupportedForm(pontra::LasReader& reader) {
   const LasHeader& header = reader.header();
   const bool pointsAreFound = (header.pointDataOffset == sizeof(LasHeader) || reader.isRegular()) &&
                               header.pointDataOffset <= kMostRecordBytes &&
@@ -43,6 +43,15 @@ bool isSupported(pontra::LasReader& reader) {
     return false;
   }
   return true;
+}
+
+/// The same, with a second line for a compressed file.
+bool isSupported(pontra::LasReader& reader) {
+  const bool supported = hasSupportedForm(reader);
+  if (!supported && reader.isCompressed())
+    TRACE_WARNING("las_repair",
+                  "the file is compressed (LAZ): decompress it with another program to repair it!");
+  return supported;
 }
 
 /// The header of the copy, without counts and bounds.

@@ -52,6 +52,18 @@ void printRecord(std::uint32_t index, const LasPointRecord& record) {
   TRACE_INFO("las_view", "pointSourceID: %d", record.pointSourceID);
 }
 
+/// Finds the points; false, with an error line, for compressed ones that cannot be read.
+bool findPoints(pontra::LasReader& reader) {
+  if (!reader.isCompressed()) {
+    reader.findPoints(pontra::PointsBegin::kAfterRecords);
+    return true;
+  }
+  const std::string reason = reader.findCompressedPoints();
+  if (!reason.empty())
+    TRACE_ERROR("las_view", "the points cannot be read, the file has %s!", reason.c_str());
+  return reason.empty();
+}
+
 /// Prints the records in [start, end); false when the file ends before.
 bool printRecords(pontra::LasReader& reader, std::uint32_t start, std::uint32_t end) {
   if (!reader.seek(start)) return false;
@@ -76,7 +88,7 @@ void las_view(const std::string& path, unsigned start, unsigned nums) {
     return;
   }
   printHeader(reader.header(), reader.fileSize());
-  reader.findPoints(pontra::PointsBegin::kAfterRecords);
+  if (!findPoints(reader)) return;
   const std::uint32_t announced = reader.header().numberOfPointRecords;
   const std::uint32_t end = std::min<std::uint32_t>(start + nums, announced);
   if (start < end && !printRecords(reader, start, end))

@@ -41,7 +41,17 @@ bool LasReader::readBytesBeforePoints(const std::function<bool(std::span<const c
   return true;
 }
 
+std::string LasReader::findCompressedPoints(unsigned threads) {
+  auto compressed = std::make_unique<CompressedReader>(file_);
+  std::string reason = compressed->open(header_);
+  if (!reason.empty()) return reason;
+  compressed->useThreads(threads);
+  compressed_ = std::move(compressed);
+  return {};
+}
+
 std::uint64_t LasReader::recordsHeld() const {
+  if (compressed_) return compressed_->count();
   if (!isRegular()) return 0;
   const std::int64_t bytes = std::max<std::int64_t>(fileSize() - dataStart_, 0);
   return static_cast<std::uint64_t>(bytes) / sizeof(LasPointRecord);
@@ -61,6 +71,10 @@ bool LasReader::skip(std::uint64_t bytes) {
 }
 
 bool LasReader::seek(std::uint64_t index) {
+  if (compressed_) {
+    compressed_->seek(index);
+    return index < compressed_->count();
+  }
   const std::uint64_t from = next_;
   next_ = index;
   if (index >= from) return skip((index - from) * sizeof(LasPointRecord));
@@ -69,7 +83,15 @@ bool LasReader::seek(std::uint64_t index) {
   return true;
 }
 
+std::span<const LasPointRecord> LasReader::readCompressed(std::size_t most) {
+  const auto records = compressed_->read(most);
+  end_ = compressed_->damaged() ? End::kDamaged : End::kEndOfFile;
+  if (records.size() == most) end_ = End::kNone;
+  return records;
+}
+
 std::span<const LasPointRecord> LasReader::read(std::size_t most) {
+  if (compressed_) return readCompressed(most);
   if (block_.size() < most || block_.empty()) block_.resize(std::max<std::size_t>(most, 1));
   const auto size = static_cast<int>(most * sizeof(LasPointRecord));
   const int errorBefore = file_.readError();
