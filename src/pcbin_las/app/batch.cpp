@@ -148,10 +148,12 @@ BatchStatus batch_convert(const Conversion& wanted, const BatchOutputs& namedOut
   ferrun::Tracer* const tracer = ferrun::Singleton<ferrun::Tracer>::getInstance();
   tracer->flush();
   outcome.firstError = sink.firstError();
+  outcome.warnings = sink.warnings();
   outcome.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   if (!outputs.summaryPath.empty() && !writeSummary(wanted, outputs, outcome))
     outcome.status = std::max(outcome.status, kSomethingMissing);
   tracer->flush();
+  outcome.warningCount = sink.warningCount();
   printLastLine(outcome);
   return outcome.status;
 }

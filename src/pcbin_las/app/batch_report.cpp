@@ -25,6 +25,14 @@ ordered_json textOrNull(const std::string& text) {
   return text.empty() ? ordered_json(nullptr) : ordered_json(text);
 }
 
+ordered_json movedBy(const std::optional<Movement>& movement) {
+  if (!movement) return nullptr;
+  return {{"median", movement->median},
+          {"max", movement->most},
+          {"turned", movement->turned},
+          {"tilted", movement->tilted}};
+}
+
 /// The outcome as JSON text. Bytes that are not UTF-8 become U+FFFD, numbers that are not finite
 /// null.
 std::string summaryText(const Conversion& conversion, const BatchOutputs& outputs,
@@ -47,9 +55,11 @@ std::string summaryText(const Conversion& conversion, const BatchOutputs& output
   summary["bounds"] = nullptr;
   if (result.written > 0) summary["bounds"] = {{"min", result.low}, {"max", result.high}};
   summary["offset"] = result.offset;
+  summary["moved"] = movedBy(result.movement);
   summary["seconds"] = outcome.seconds;
   summary["version"] = PCBIN_LAS_VERSION;
   summary["first_error"] = textOrNull(outcome.firstError);
+  summary["warnings"] = outcome.warnings;
   return summary.dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n";
 }
 
@@ -98,8 +108,8 @@ void printLastLine(const BatchOutcome& outcome) {
       line.data(), line.size(),
       "batch: status=%d read=%" PRIu64 " written=%" PRIu64 " no_pose=%" PRIu64 " refused=%" PRIu64
       " pose_lines_skipped=%" PRIu64 " frames=%" PRIu64 "/%" PRIu64 " points=%" PRIu64 "/%" PRIu64
-      "\n",
+      " warnings=%" PRIu64 "\n",
       static_cast<int>(outcome.status), r.read, r.written, r.noPose, r.refused, r.poseLinesSkipped,
-      r.framesFound, r.framesAnnounced, r.read, r.pointsAnnounced);
+      r.framesFound, r.framesAnnounced, r.read, r.pointsAnnounced, outcome.warningCount);
   if (size > 0) ferrun::STDSink().write(line.data(), static_cast<std::size_t>(size));
 }

@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "pcbin_las/export/conversion.h"
 #include "pcbin_las/picture/picture.h"
@@ -29,6 +30,8 @@ struct BatchOutcome {
   ConversionResult result;  ///< `written` and the bounds are 0 when no LAS file was written
   double seconds = 0;       ///< duration of the run
   std::string firstError;   ///< the first error line; empty for none
+  std::uint64_t warningCount = 0;
+  std::vector<std::string> warnings;  ///< the first warning lines
 };
 
 /// Whether this build can write summaries.
@@ -42,5 +45,5 @@ bool writeSummary(const Conversion& conversion, const BatchOutputs& outputs,
 /// Writes the last line of the run to standard output:
 ///
 ///   batch: status=0 read=… written=… no_pose=… refused=… pose_lines_skipped=…
-///   frames=FOUND/ANNOUNCED points=FOUND/ANNOUNCED
+///   frames=FOUND/ANNOUNCED points=FOUND/ANNOUNCED warnings=…
 void printLastLine(const BatchOutcome& outcome);

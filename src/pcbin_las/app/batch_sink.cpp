@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/app/batch_sink.h"
 
+#include <algorithm>
 #include <string_view>
 
 #include "pcbin_las/platform/trace_macros.h"
@@ -14,6 +15,13 @@ int levelOf(std::string_view line) {
   return ferrun::kLevelInfo;
 }
 
+/// The origin of a warning, which contains its place in the source; with the text for the notes on
+/// the command line, which are printed by one place.
+std::string_view kindOf(std::string_view line) {
+  const std::string_view origin = line.substr(std::min(line.find('['), line.size()));
+  return origin.starts_with("[main,") ? origin : origin.substr(0, origin.find(']'));
+}
+
 }  // namespace
 
 void BatchSink::write(const char* lines, std::size_t size) {
@@ -22,15 +30,32 @@ void BatchSink::write(const char* lines, std::size_t size) {
     const std::string_view line = rest.substr(0, rest.find('\n'));
     const int level = levelOf(line);
     if (level >= threshold_) wanted.append(line) += '\n';
-    if (level == ferrun::kLevelError) {
-      const std::lock_guard lock(mutex_);
-      if (firstError_.empty()) firstError_ = line;
-    }
+    if (level >= ferrun::kLevelWarning) keep(line, level);
     rest.remove_prefix(std::min(line.size() + 1, rest.size()));
   }
   if (wanted.empty()) return;
   progressBar_.erase();
   output_.write(wanted.data(), wanted.size());
+}
+
+/// Keeps an error line, or a warning of a new kind.
+void BatchSink::keep(std::string_view line, int level) {
+  const std::lock_guard lock(mutex_);
+  if (level == ferrun::kLevelError) {
+    if (firstError_.empty()) firstError_ = line;
+  } else if (warningKinds_.emplace(kindOf(line)).second && warnings_.size() < kMostWarnings) {
+    warnings_.emplace_back(line);
+  }
+}
+
+std::uint64_t BatchSink::warningCount() const {
+  const std::lock_guard lock(mutex_);
+  return warningKinds_.size();
+}
+
+std::vector<std::string> BatchSink::warnings() const {
+  const std::lock_guard lock(mutex_);
+  return warnings_;
 }
 
 std::string BatchSink::firstError() const {

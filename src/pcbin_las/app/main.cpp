@@ -28,14 +28,14 @@ using ferrun::ArgOption;
 
 constexpr int kFailure = -1;
 
-/// Starts the tracer with the sink of the run. With --batch, error lines always reach the sink,
-/// which is returned.
+/// Starts the tracer with the sink of the run. With --batch, warnings and errors always reach the
+/// sink, which is returned.
 std::shared_ptr<BatchSink> startTracer(const CommandLine& line) {
   ferrun::Tracer* const tracer = ferrun::Singleton<ferrun::Tracer>::getInstance();
   std::shared_ptr<BatchSink> batchSink;
   if (line.batch) {
     batchSink = std::make_shared<BatchSink>(line.level);
-    tracer->setLevel(std::min(line.level, ferrun::kLevelError));
+    tracer->setLevel(std::min(line.level, ferrun::kLevelWarning));
     tracer->addSink(batchSink);
   } else {
     tracer->setLevel(line.level);

@@ -5,9 +5,11 @@
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
+#include "pcbin_las/export/plausibility.h"
 #include "pcbin_las/export/write_las.h"
 #include "pcbin_las/storage/pcl_binary.h"
 
@@ -24,6 +26,7 @@ struct ConversionResult {
   modeling_app::ReadEnd readEnd = modeling_app::ReadEnd::kEndOfFile;  ///< the worst of all reads
   bool writeFailed = false;
   bool wrongClock = false;            ///< refused: the time stamps are not of the clock
+  std::optional<Movement> movement;   ///< of a sample of the points; nothing without poses
   std::array<double, 3> offset = {};  ///< x, y, z as in the LAS header, like low and high
   std::array<double, 3> low = {};
   std::array<double, 3> high = {};

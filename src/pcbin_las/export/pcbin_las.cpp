@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -102,6 +103,7 @@ class Driver {
   void countLeftOut();
   bool mustEnd() const;
   void finish();
+  void describeMap();
 
   const Conversion& conversion_;
   const Style style_;
@@ -110,6 +112,7 @@ class Driver {
   std::shared_ptr<modeling_app::PcbReader> reader_ = std::make_shared<modeling_app::PcbReader>();
   norvo::PGOResultMsg poses_;
   std::shared_ptr<pontra::LasWriter> writer_ = std::make_shared<pontra::LasWriter>();
+  PointSample sample_;
   FrameTally tally_;
 };
 
@@ -124,9 +127,12 @@ bool Driver::openInputs() {
   if (!openReader()) return false;
   result_.framesAnnounced = reader_->announcedFrames();
   result_.pointsAnnounced = reader_->announcedPoints();
-  return style_ == Style::kScript
-             ? loadPgoFileStrictly(conversion_.pgoPath, poses_, result_.poseLinesSkipped)
-             : loadPgoFile(conversion_.pgoPath, poses_);
+  if (style_ == Style::kDialogue) return loadPgoFile(conversion_.pgoPath, poses_);
+  PoseFileReport report;
+  const bool loaded = loadPgoFile(conversion_.pgoPath, poses_, report);
+  result_.poseLinesSkipped = report.skipped;
+  if (loaded) checkPoses(conversion_.pgoPath, report, poses_);
+  return loaded;
 }
 
 /// Opens the writer with the header for the poses and the options.
@@ -185,6 +191,7 @@ void Driver::writeFrames(PclRGBFrames frames) {
 }
 
 void Driver::write(const std::shared_ptr<modeling_app::PclRGBFrame>& frame) {
+  if (style_ == Style::kScript) sample_.add(frame->cloud->points);
   const bool written = style_ == Style::kDialogue
                            ? write_las(writer_, frame, poses_, conversion_.points, tally_) == 0
                            : writeFrame(*writer_, *frame, poses_, conversion_.points, tally_);
@@ -221,6 +228,23 @@ void Driver::finish() {
   reader_->close();
   if (conversion_.points.clock) printTimes(tally_.times);
   checkMapPosition(conversion_.epsg, result_);
+  if (style_ == Style::kScript && result_.written > 0) describeMap();
+}
+
+/// Checks a sample of the points, and prints what the poses did and where the map lies.
+void Driver::describeMap() {
+  result_.movement = checkPoints(sample_, poses_);
+  if (const auto& moved = result_.movement)
+    TRACE_INFO(
+        "pcbin_las",
+        "points moved (sample): median %.1f m, up to %.1f m; turned up to %.1f, tilted up to "
+        "%.1f degrees",
+        moved->median, moved->most, moved->turned, moved->tilted);
+  else
+    TRACE_INFO("pcbin_las", "no point moved");
+  const auto& [low, high] = std::tie(result_.low, result_.high);
+  TRACE_INFO("pcbin_las", "x %.3f to %.3f, y %.3f to %.3f, z %.3f to %.3f m", low[0], high[0],
+             low[1], high[1], low[2], high[2]);
 }
 
 bool Driver::run() {

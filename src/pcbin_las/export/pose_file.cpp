@@ -28,25 +28,28 @@ constexpr std::size_t kMostRecords =
 /// Reads one pose file.
 class Loader {
  public:
-  Loader(const std::string& pgoPath, norvo::PGOResultMsg& msg, bool strict)
-      : pgoPath_(pgoPath), msg_(msg), strict_(strict) {}
+  Loader(const std::string& pgoPath, norvo::PGOResultMsg& msg, bool strict, PoseFileReport& report)
+      : pgoPath_(pgoPath), msg_(msg), strict_(strict), report_(report) {}
 
   bool load();
-  std::uint64_t skipped() const { return skipped_; }
 
  private:
+  bool readLines(ferrun::File& file);
   bool readLine(const std::string& text);
   bool isIgnored(const std::string& text, const Fields& pieces);
   void skip(const std::string& text, const std::string& reason);
+  void printHeldWarnings();
+  std::string damage(const PoseLine& line) const;
+  void keep(const PoseLine& line);
   bool makeRoom(std::size_t sweep);
   bool hasMemoryFor(std::size_t sweep);
 
   const std::string& pgoPath_;
   norvo::PGOResultMsg& msg_;
   bool strict_;
+  PoseFileReport& report_;
   unsigned lineNumber_ = 0;
-  std::uint64_t taken_ = 0;
-  std::uint64_t skipped_ = 0;
+  std::vector<std::string> heldWarnings_;  ///< of skipped lines, until a line gives a pose
   bool warnedOfMemory_ = false;
   std::string title_;
   std::string firstSkipped_;
@@ -58,25 +61,31 @@ bool Loader::load() {
     TRACE_ERROR("pcbin_las", "cannot open pgo file: %s!", pgoPath_.c_str());
     return false;
   }
-  if (!makeRoom(0)) return false;
+  const bool read = makeRoom(0) && readLines(file);
+  if (read && strict_ && report_.poses == 0) {
+    report_.whyNoPose = whyNoPose(firstSkipped_.empty() ? title_ : firstSkipped_);
+    TRACE_WARNING("pcbin_las", "pgo file(%s) gives no pose: %s!", pgoPath_.c_str(),
+                  report_.whyNoPose.c_str());
+  }
+  printHeldWarnings();
+  if (read && report_.skipped > kMostWarnings)
+    TRACE_WARNING("pcbin_las", "pgo file(%s): %llu lines skipped in all!", pgoPath_.c_str(),
+                  static_cast<unsigned long long>(report_.skipped));
+  return read;
+}
+
+/// False, with an error line, when the file cannot be read to its end, or there is no memory.
+bool Loader::readLines(ferrun::File& file) {
   std::string text;
   while (file.readLine(&text) > 0) {
     ++lineNumber_;
     if (lineNumber_ == 1 && text.starts_with(kByteOrderMark)) text.erase(0, kByteOrderMark.size());
     if (!readLine(text)) return false;
   }
-  if (file.readError() != 0) {
-    TRACE_ERROR("pcbin_las", "pgo file(%s) cannot be read to its end: %s!", pgoPath_.c_str(),
-                std::strerror(file.readError()));
-    return false;
-  }
-  if (skipped_ > kMostWarnings)
-    TRACE_WARNING("pcbin_las", "pgo file(%s): %llu lines skipped in all!", pgoPath_.c_str(),
-                  static_cast<unsigned long long>(skipped_));
-  if (strict_ && taken_ == 0)
-    TRACE_WARNING("pcbin_las", "pgo file(%s) gives no pose: %s!", pgoPath_.c_str(),
-                  whyNoPose(firstSkipped_.empty() ? title_ : firstSkipped_).c_str());
-  return true;
+  if (file.readError() == 0) return true;
+  TRACE_ERROR("pcbin_las", "pgo file(%s) cannot be read to its end: %s!", pgoPath_.c_str(),
+              std::strerror(file.readError()));
+  return false;
 }
 
 /// False, with an error line, when there is no memory for the pose.
@@ -94,13 +103,51 @@ bool Loader::readLine(const std::string& text) {
          ferrun::StrUtil::format("column %zu is not a valid number(%s)", *column, field.c_str()));
     return true;
   }
+  if (const std::string reason = damage(line); strict_ && !reason.empty()) {
+    skip(text, reason);
+    return true;
+  }
   const std::size_t sweep = line.pgo.id;
   if (!makeRoom(sweep)) return false;
+  keep(line);
   msg_.lioPoses[sweep] = line.lio;
   msg_.pgoPoses[sweep] = line.pgo;
   msg_.offset = line.offset;
-  ++taken_;
   return true;
+}
+
+/// Why a line cannot be a pose; empty if it can.
+std::string Loader::damage(const PoseLine& line) const {
+  for (const auto& [set, pose] :
+       {std::pair("registration", &line.lio), std::pair("optimised", &line.pgo)}) {
+    const double norm = pose->rotation.cast<double>().norm();
+    if (isDamaged(norm))
+      return ferrun::StrUtil::format("the norm of the %s quaternion is %.4g, not 1", set, norm);
+  }
+  return {};
+}
+
+/// Updates the report by a line that gives a pose.
+void Loader::keep(const PoseLine& line) {
+  printHeldWarnings();
+  ++report_.poses;
+  report_.lowestId = std::min(report_.lowestId, line.pgo.id);
+  report_.highestId = std::max(report_.highestId, line.pgo.id);
+  for (const norvo::PGOPoseStamped* const pose : {&line.lio, &line.pgo}) {
+    const double norm = pose->rotation.cast<double>().norm();
+    if (!isNotUnit(norm)) continue;
+    if (report_.notUnit++ == 0) {
+      report_.firstNotUnit = lineNumber_;
+      report_.normOfFirst = norm;
+    }
+    break;
+  }
+  if (report_.poses == 1 || line.offset == msg_.offset) return;
+  if (report_.newOffsets++ > 0) return;
+  report_.firstNewOffset = lineNumber_;
+  report_.firstOffsetChange = ferrun::StrUtil::format(
+      "%.15g %.15g %.15g, then %.15g %.15g %.15g", msg_.offset.x(), msg_.offset.y(),
+      msg_.offset.z(), line.offset.x(), line.offset.y(), line.offset.z());
 }
 
 /// Whether a line is ignored without a message.
@@ -108,19 +155,27 @@ bool Loader::isIgnored(const std::string& text, const Fields& pieces) {
   if (pieces[0].starts_with('#')) return true;
   if (!strict_) return pieces.size() != kPoseFields;
   if (text.find_first_not_of(" \t\r") == std::string::npos) return true;
-  if (taken_ > 0 || skipped_ > 0 || !title_.empty() || text.find('\0') != std::string::npos ||
-      ferrun::toDouble(pieces[0]))
+  if (report_.poses > 0 || report_.skipped > 0 || !title_.empty() ||
+      text.find('\0') != std::string::npos || ferrun::toDouble(pieces[0]))
     return false;
   title_ = text;
   return true;
 }
 
+/// Prints a warning, if strict after the first line that gives a pose.
 void Loader::skip(const std::string& text, const std::string& reason) {
-  if (skipped_ == 0) firstSkipped_ = text;
-  ++skipped_;
-  if (skipped_ <= kMostWarnings)
-    TRACE_WARNING("pcbin_las", "pgo file(%s) line %u skipped, %s!", pgoPath_.c_str(), lineNumber_,
-                  reason.c_str());
+  if (report_.skipped == 0) firstSkipped_ = text;
+  ++report_.skipped;
+  if (report_.skipped > kMostWarnings) return;
+  heldWarnings_.push_back(
+      ferrun::StrUtil::format("line %u skipped, %s", lineNumber_, reason.c_str()));
+  if (!strict_ || report_.poses > 0) printHeldWarnings();
+}
+
+void Loader::printHeldWarnings() {
+  for (const std::string& warning : heldWarnings_)
+    TRACE_WARNING("pcbin_las", "pgo file(%s) %s!", pgoPath_.c_str(), warning.c_str());
+  heldWarnings_.clear();
 }
 
 /// Extends the lists to the pose of `sweep`; new records have no pose. False, with an error line,
@@ -157,23 +212,18 @@ bool Loader::hasMemoryFor(std::size_t sweep) {
 }
 
 bool load(const std::string& pgoPath, norvo::PGOResultMsg& msg, bool strict,
-          std::uint64_t& skipped) {
+          PoseFileReport& report) {
   if (g_useOffset) msg.offset = {g_offset[0], g_offset[1], g_offset[2]};
-  if (pgoPath.empty()) return true;
-  Loader loader(pgoPath, msg, strict);
-  const bool loaded = loader.load();
-  skipped = loader.skipped();
-  return loaded;
+  return pgoPath.empty() || Loader(pgoPath, msg, strict, report).load();
 }
 
 }  // namespace
 
 bool loadPgoFile(const std::string& pgoPath, norvo::PGOResultMsg& msg) {
-  std::uint64_t skipped = 0;
-  return load(pgoPath, msg, false, skipped);
+  PoseFileReport report;
+  return load(pgoPath, msg, false, report);
 }
 
-bool loadPgoFileStrictly(const std::string& pgoPath, norvo::PGOResultMsg& msg,
-                         std::uint64_t& skipped) {
-  return load(pgoPath, msg, true, skipped);
+bool loadPgoFile(const std::string& pgoPath, norvo::PGOResultMsg& msg, PoseFileReport& report) {
+  return load(pgoPath, msg, true, report);
 }

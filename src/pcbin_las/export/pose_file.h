@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 
+#include "pcbin_las/export/pose_checks.h"
 #include "pcbin_las/export/poses.h"
 
 /// Option offset: whether it was given, and its x, y, z in metres. main() sets them before a mode
@@ -41,10 +42,9 @@ constexpr std::uint32_t kLargestSweepId = 16777215;
 /// need more memory than is available.
 bool loadPgoFile(const std::string& pgoPath, norvo::PGOResultMsg& msg);
 
-/// Like loadPgoFile(), but reports every line that gives no pose. Empty lines, lines that begin
-/// with '#' and one title line before the first data line are ignored. Every other line must be a
-/// data line whose fields contain a number, followed by nothing but blanks and a carriage return.
-/// Sets `skipped` to the number of lines that do not; warnings name the first ones. If no line
-/// gives a pose, one warning gives the likely reason.
-bool loadPgoFileStrictly(const std::string& pgoPath, norvo::PGOResultMsg& msg,
-                         std::uint64_t& skipped);
+/// Like loadPgoFile(), but strict: reports every line that gives no pose. Empty lines, lines that
+/// begin with '#' and one title line before the first data line are ignored. Every other line must
+/// be a data line whose fields contain a number, followed by nothing but blanks and a carriage
+/// return, with quaternions whose norm is from 0.5 to 2. Counts the lines that are not in `report`;
+/// warnings name the first ones. If no line gives a pose, one warning gives the likely reason.
+bool loadPgoFile(const std::string& pgoPath, norvo::PGOResultMsg& msg, PoseFileReport& report);
