@@ -156,15 +156,26 @@ TEST(CompressedReader, ReturnsTheChunksBeforeADamagedOne) {
   }
 }
 
+TEST(CompressedReader, TakesBothBitAndRecordAsTheSignOfCompression) {
+  const File file = usualFile();
+  const std::pair<std::size_t, std::uint8_t> changes[] = {
+      {104, 3}, {100, 0}, {242, 'L'}, {94, 255}};
+  for (const auto& [offset, value] : changes) {
+    Bytes bytes = file.bytes;
+    test::patch(bytes, offset, value);
+    const test::TempDir dir;
+    LasReader reader;
+    ASSERT_FALSE(reader.open(dir.write("map.laz", bytes)));
+    EXPECT_FALSE(reader.isCompressed()) << offset;
+  }
+}
+
 TEST(CompressedReader, NamesWhatItCannotRead) {
   const struct {
     std::size_t offset;
     std::uint8_t value;
     const char* reason;
   } kCases[] = {
-      {100, 0, "without a LASzip record"},
-      {242, 'L', "without a LASzip record"},
-      {94, 255, "without a LASzip record"},
       {104, 134, "does not fit point format 6 of 34 bytes"},
       {104, 130, "does not fit point format 2 of 34 bytes"},
       {105, 35, "does not fit point format 3 of 35 bytes"},

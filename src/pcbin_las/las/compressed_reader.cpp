@@ -21,45 +21,44 @@ CompressedReader::CompressedReader(ferrun::File& file) : file_(file) {}
 
 CompressedReader::~CompressedReader() = default;
 
-std::string CompressedReader::open(const LasHeader& header) {
-  if (!file_.isRegular()) return "compressed points in a file that cannot be sought";
+bool CompressedReader::isCompressed(const LasHeader& header) {
+  if ((header.pointDataFormatID & laz::kCompressedBit) == 0 || !file_.isRegular()) return false;
+  header_ = header;
   fileSize_ = static_cast<std::uint64_t>(std::max<std::int64_t>(file_.getSize(), 0));
-  if (std::string reason = findRecord(header); !reason.empty()) return reason;
-  const int format = header.pointDataFormatID & 0x3F;
-  const laz::RecordLayout& layout = compression_.layout;
-  if (format >= laz::RecordLayout::kFormats ||
-      laz::RecordLayout::ofFormat(format).size() != layout.size() ||
-      header.pointDataRecordLength != layout.size())
-    return "a LASzip record that does not fit point format " + std::to_string(format) + " of " +
-           std::to_string(int{header.pointDataRecordLength}) + " bytes";
-  loader_ = std::make_unique<ChunkLoader>(layout);
-  pointer_ = header.pointDataOffset;
-  announced_ = header.numberOfPointRecords;
-  findChunks();
-  if (!hasTable_ && compression_.chunkPoints == laz::kVariousChunkPoints && announced_ > 0)
-    return "chunks of various sizes without their table";
-  return {};
-}
-
-/// Reads the LASzip record. Empty on success, otherwise the reason.
-std::string CompressedReader::findRecord(const LasHeader& header) {
   std::uint64_t position = std::max<std::uint64_t>(header.headerSize, sizeof(LasHeader));
   for (std::uint32_t i = 0; i < header.numberOfVLR; ++i) {
     VariableLengthRecordHeader record;
     if (position + sizeof(record) > header.pointDataOffset ||
         !readBytes(position, &record, sizeof(record)))
-      break;
+      return false;
     position += sizeof(record);
-    const std::size_t idSize = laz::kLaszipUserId.size();
     if (record.recordId == laz::kLaszipRecordId &&
-        std::memcmp(record.userId, laz::kLaszipUserId.data(), idSize) == 0) {
-      std::vector<std::uint8_t> content(record.length);
-      if (!readBytes(position, content.data(), content.size())) break;
-      return laz::readLaszipRecord(content, compression_);
+        std::memcmp(record.userId, laz::kLaszipUserId.data(), laz::kLaszipUserId.size()) == 0) {
+      record_.resize(record.length);
+      return readBytes(position, record_.data(), record_.size());
     }
     position += record.length;
   }
-  return "compressed points without a LASzip record";
+  return false;
+}
+
+std::string CompressedReader::open() {
+  if (std::string reason = laz::readLaszipRecord(record_, compression_); !reason.empty())
+    return reason;
+  const int format = header_.pointDataFormatID & 0x3F;
+  const laz::RecordLayout& layout = compression_.layout;
+  if (format >= laz::RecordLayout::kFormats ||
+      laz::RecordLayout::ofFormat(format).size() != layout.size() ||
+      header_.pointDataRecordLength != layout.size())
+    return "a LASzip record that does not fit point format " + std::to_string(format) + " of " +
+           std::to_string(int{header_.pointDataRecordLength}) + " bytes";
+  loader_ = std::make_unique<ChunkLoader>(layout);
+  pointer_ = header_.pointDataOffset;
+  announced_ = header_.numberOfPointRecords;
+  findChunks();
+  if (!hasTable_ && compression_.chunkPoints == laz::kVariousChunkPoints && announced_ > 0)
+    return "chunks of various sizes without their table";
+  return {};
 }
 
 /// Fills chunks_ from the table or, without one, with the first chunk.

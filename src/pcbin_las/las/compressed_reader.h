@@ -32,9 +32,13 @@ class CompressedReader {
   CompressedReader(const CompressedReader&) = delete;
   CompressedReader& operator=(const CompressedReader&) = delete;
 
-  /// Reads the LASzip record and the chunk table. Empty on success; otherwise what cannot be read,
-  /// as the end of a sentence. Once per reader. Throws std::bad_alloc.
-  std::string open(const LasHeader& header);
+  /// Whether the file is compressed: bit 7 of the point format is set, and there is a LASzip
+  /// record. Changes the position of the file.
+  bool isCompressed(const LasHeader& header);
+
+  /// After isCompressed() has returned true: reads the chunk table. Empty on success; otherwise
+  /// what cannot be read, as the end of a sentence. Throws std::bad_alloc.
+  std::string open();
 
   /// Decodes with `threads` threads, 1 to 64; 1 without this call. Call it before read().
   void useThreads(unsigned threads) { threads_ = threads; }
@@ -64,7 +68,6 @@ class CompressedReader {
     std::uint64_t points = 0;
   };
 
-  std::string findRecord(const LasHeader& header);
   void findChunks();
   bool readTable(std::int64_t position);
   bool addChunk(std::uint64_t points, std::uint64_t bytes);
@@ -77,6 +80,8 @@ class CompressedReader {
   std::unique_ptr<LoadedChunk> decodeOfUnknownSize(std::size_t number);
 
   ferrun::File& file_;
+  LasHeader header_{};
+  std::vector<std::uint8_t> record_;  ///< content of the LASzip record
   laz::Compression compression_;
   std::uint64_t pointer_ = 0;  ///< position of the table's position; the chunks follow
   std::uint64_t fileSize_ = 0;

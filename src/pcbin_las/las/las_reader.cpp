@@ -41,17 +41,23 @@ bool LasReader::readBytesBeforePoints(const std::function<bool(std::span<const c
   return true;
 }
 
-std::string LasReader::findCompressedPoints(unsigned threads) {
+bool LasReader::isCompressed() {
+  if (compressed_) return true;
   auto compressed = std::make_unique<CompressedReader>(file_);
-  std::string reason = compressed->open(header_);
-  if (!reason.empty()) return reason;
-  compressed->useThreads(threads);
-  compressed_ = std::move(compressed);
-  return {};
+  if (compressed->isCompressed(header_)) compressed_ = std::move(compressed);
+  if (file_.isRegular() && file_.pos() != dataStart_) file_.seek(dataStart_);
+  return compressed_ != nullptr;
+}
+
+std::string LasReader::findCompressedPoints(unsigned threads) {
+  std::string reason = compressed_->open();
+  compressed_->useThreads(threads);
+  decompresses_ = reason.empty();
+  return reason;
 }
 
 std::uint64_t LasReader::recordsHeld() const {
-  if (compressed_) return compressed_->count();
+  if (decompresses_) return compressed_->count();
   if (!isRegular()) return 0;
   const std::int64_t bytes = std::max<std::int64_t>(fileSize() - dataStart_, 0);
   return static_cast<std::uint64_t>(bytes) / sizeof(LasPointRecord);
@@ -71,7 +77,7 @@ bool LasReader::skip(std::uint64_t bytes) {
 }
 
 bool LasReader::seek(std::uint64_t index) {
-  if (compressed_) {
+  if (decompresses_) {
     compressed_->seek(index);
     return index < compressed_->count();
   }
@@ -91,7 +97,7 @@ std::span<const LasPointRecord> LasReader::readCompressed(std::size_t most) {
 }
 
 std::span<const LasPointRecord> LasReader::read(std::size_t most) {
-  if (compressed_) return readCompressed(most);
+  if (decompresses_) return readCompressed(most);
   if (block_.size() < most || block_.empty()) block_.resize(std::max<std::size_t>(most, 1));
   const auto size = static_cast<int>(most * sizeof(LasPointRecord));
   const int errorBefore = file_.readError();

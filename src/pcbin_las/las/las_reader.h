@@ -12,7 +12,6 @@
 
 #include "pcbin_las/las/compressed_reader.h"
 #include "pcbin_las/las/las_records.h"
-#include "pcbin_las/laz/laszip_record.h"
 #include "pcbin_las/platform/file.h"
 
 namespace pontra {
@@ -68,13 +67,15 @@ class LasReader {
   /// `take` returns false.
   bool readBytesBeforePoints(const std::function<bool(std::span<const char>)>& take);
 
-  /// Whether the points are compressed: bit 7 of the point format is set.
-  bool isCompressed() const { return (header_.pointDataFormatID & laz::kCompressedBit) != 0; }
+  /// Whether the points are compressed: bit 7 of the point format is set, and there is a LASzip
+  /// record. Call it before the functions below; false for a pipe.
+  bool isCompressed();
 
-  /// Takes the place of findPoints() for compressed points of formats 0 to 3: recordsHeld(), seek()
-  /// and read() then serve their records, and fields that the format lacks are 0. read() decodes
-  /// with `threads` threads, 1 to 64. The result is empty on success; otherwise what the file has
-  /// that cannot be read, as the end of a sentence. May throw std::bad_alloc.
+  /// Takes the place of findPoints() when isCompressed() has returned true, for formats 0 to 3:
+  /// recordsHeld(), seek() and read() then serve their records, and fields that the format lacks
+  /// are 0. read() decodes with `threads` threads, 1 to 64. The result is empty on success;
+  /// otherwise what the file has that cannot be read, as the end of a sentence. May throw
+  /// std::bad_alloc.
   std::string findCompressedPoints(unsigned threads = 1);
 
   /// The number of whole records between the beginning of the points and the end of a regular file;
@@ -104,6 +105,7 @@ class LasReader {
   std::uint64_t next_ = 0;                      ///< index of the next record
   End end_ = End::kNone;
   std::unique_ptr<CompressedReader> compressed_;  ///< null for points that are not compressed
+  bool decompresses_ = false;                     ///< records come from compressed_
   std::vector<LasPointRecord> block_;
 };
 
