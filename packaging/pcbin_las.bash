@@ -19,7 +19,7 @@ _pcbin_las_options() {
     case $word in
       -b) options="-s -n -d" && break ;;
       -r) options="-s -n -v --picture --zoom --threads -d" && break ;;
-      --repair) options="--source-id -d" && break ;;
+      --repair) options="--source-id --lossless -d" && break ;;
       -i | -o | -f | --offset | --batch | --summary | --gps-time | --epsg | --rgb16) options=$convert ;;
     esac
   done

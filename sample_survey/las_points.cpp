@@ -16,7 +16,7 @@ bool LasPoints::open(const std::string& path) {
     std::cerr << path << ": not a LAS file of point data record format 3\n";
     return false;
   }
-  reader_.findPoints(pontra::PointsBegin::kAtOffset);
+  reader_.findPoints();
   left_ = header().numberOfPointRecords;
   return true;
 }

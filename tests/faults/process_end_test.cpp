@@ -9,6 +9,7 @@
 
 #include <gmock/gmock.h>
 
+#include "pcbin_las/output/stop_signals.h"
 #include "pcbin_las/platform/singleton.h"
 #include "pcbin_las/platform/thread.h"
 #include "pcbin_las/platform/tracer.h"
@@ -109,6 +110,7 @@ TEST(ProcessEnd, ThreadsMayPrintWhileTheProcessEnds) {
 TEST(ProcessEnd, AForkedProcessPrintsAndExits) {
   const Ended ended = runProcess([] {
     ferrun::Tracer& tracer = startedTracer();
+    const ferrun::Tracer::Gathering gathering(tracer);
     tracer.print(3, "before");
     const pid_t child = fork();
     tracer.print(3, child == 0 ? "child" : "parent");
@@ -120,6 +122,43 @@ TEST(ProcessEnd, AForkedProcessPrintsAndExits) {
     EXPECT_THAT(ended.output, HasSubstr(line));
     EXPECT_EQ(ended.output.find(line), ended.output.rfind(line)) << "once";
   }
+}
+
+TEST(ProcessEnd, EveryEndDeliversTheGatheredLines) {
+  for (const int end : {0, SIGINT, SIGTERM, SIGHUP}) {
+    const Ended ended = runProcess([end] {
+      ferrun::Tracer& tracer = startedTracer();
+      if (end != 0) std::signal(end, SIG_DFL);
+      ferrun::handleStopSignals();
+      const ferrun::Tracer::Gathering gathering(tracer);
+      for (int i = 0; i < 3; ++i) tracer.print(3, "line %d", i);
+      end == 0 ? std::exit(0) : (void)raise(end);
+    });
+    EXPECT_EQ(ended.status, end == 0 ? 0 : 128 + end);
+    EXPECT_EQ(ended.output, "line 0\nline 1\nline 2\n") << end;
+  }
+}
+
+TEST(ProcessEnd, ASignalEndsAProcessWhoseOutputNobodyReads) {
+  int pipeEnds[2];
+  ASSERT_EQ(pipe(pipeEnds), 0);
+  const Ended ended = runProcess([&] {
+    dup2(pipeEnds[1], STDOUT_FILENO);
+    ferrun::Tracer& tracer = startedTracer();
+    std::signal(SIGTERM, SIG_DFL);
+    ferrun::handleStopSignals();
+    const pid_t parent = getpid();
+    if (fork() == 0) {
+      Thread::msleep(300);
+      kill(parent, SIGTERM);
+      _exit(0);
+    }
+    const ferrun::Tracer::Gathering gathering(tracer);
+    while (true) tracer.print(3, "a line that fills the pipe");
+  });
+  EXPECT_EQ(ended.status, 128 + SIGTERM) << "not the SIGALRM after a minute";
+  close(pipeEnds[0]);
+  close(pipeEnds[1]);
 }
 
 TEST(ProcessEnd, AKilledWriterLeavesEveryFrameWhoseTaskEnded) {

@@ -10,7 +10,6 @@
 #include "pcbin_las/export/pcbin_las.h"
 #include "pcbin_las/output/file_links.h"
 #include "pcbin_las/output/staged_file.h"
-#include "pcbin_las/output/stop_signals.h"
 #include "pcbin_las/platform/trace_macros.h"
 #include "pcbin_las/storage/pcb_format.h"
 
@@ -137,7 +136,6 @@ BatchStatus convertOrExplain(const Conversion& wanted, ConversionResult& result,
 BatchStatus batch_convert(const Conversion& wanted, const BatchOutputs& namedOutputs,
                           BatchSink& sink) {
   const auto start = std::chrono::steady_clock::now();
-  ferrun::handleStopSignals();
   BatchOutputs outputs = namedOutputs;
   BatchOutcome outcome;
   if (!hasNameClash(wanted, outputs))

@@ -9,6 +9,6 @@
 
 /// Converts without prompts. The LAS file is replaced atomically, and the
 /// last line on standard output gives status and counts. `sink` must be a sink of the tracer. An
-/// output never replaces an input or another output. From now on signals that end the process
-/// remove the temporary files.
+/// output never replaces an input or another output. After handleStopSignals(), signals that end
+/// the process remove the temporary files.
 BatchStatus batch_convert(const Conversion& wanted, const BatchOutputs& outputs, BatchSink& sink);

@@ -144,6 +144,11 @@ Fault hasLibraryOfPicture(const CommandLine&) {
   return "--picture is not available: this program was built without libpng";
 }
 
+Fault keepsAllAnyway(const CommandLine& line) {
+  if (!line.keepSourceIds) return std::nullopt;
+  return "option --source-id cannot be used with --lossless, which keeps all fields";
+}
+
 using enum ValueType;
 using Line = CommandLine;
 
@@ -250,6 +255,12 @@ constexpr std::array kOptions = {
            .selectsMode = true,
            .help = "repair this LAS file",
            .read = into<&Line::file>},
+    Option{.name = "lossless",
+           .modes = kRepair,
+           .strict = true,
+           .help = "repair: LAS 1.0 to 1.4, every byte stays, only wrong header fields change",
+           .read = into<&Line::lossless>,
+           .check = keepsAllAnyway},
     Option{.name = "s",
            .values = "start",
            .type = kInteger,

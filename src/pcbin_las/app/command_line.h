@@ -40,6 +40,7 @@ struct CommandLine {
   int start = 0;     ///< the first point to view
   int nums = 0;      ///< how many points to view
   bool keepSourceIds = false;
+  bool lossless = false;  ///< repair without a loss
 
   bool batch = false;  ///< convert for scripts
   Conversion conversion;

@@ -13,6 +13,7 @@
 #include "pcbin_las/app/convert.h"
 #include "pcbin_las/app/las_repair.h"
 #include "pcbin_las/app/las_view.h"
+#include "pcbin_las/app/lossless_repair.h"
 #include "pcbin_las/app/pcbin_view.h"
 #include "pcbin_las/export/pose_file.h"
 #include "pcbin_las/output/process_setup.h"
@@ -28,8 +29,8 @@ using ferrun::ArgOption;
 
 constexpr int kFailure = -1;
 
-/// Starts the tracer with the sink of the run. With --batch, warnings and errors always reach the
-/// sink, which is returned.
+/// Starts the tracer with the sink of the run, and handles signals that end it. With --batch,
+/// warnings and errors always reach the sink, which is returned.
 std::shared_ptr<BatchSink> startTracer(const CommandLine& line) {
   ferrun::Tracer* const tracer = ferrun::Singleton<ferrun::Tracer>::getInstance();
   std::shared_ptr<BatchSink> batchSink;
@@ -41,8 +42,8 @@ std::shared_ptr<BatchSink> startTracer(const CommandLine& line) {
     tracer->setLevel(line.level);
     tracer->addSink(std::make_shared<ferrun::STDSink>());
   }
-  const ferrun::StopSignalsBlocked blocked;  // in the tracer's thread
   tracer->start();
+  ferrun::handleStopSignals();
   return batchSink;
 }
 
@@ -61,7 +62,6 @@ void print(const std::vector<cli::Note>& notes) {
 int viewLas(const CommandLine& line) {
   las_view(line.file, static_cast<unsigned>(line.start), static_cast<unsigned>(line.nums));
   if (line.outputs.picturePath.empty()) return 0;
-  ferrun::handleStopSignals();
   return picture::draw(line.file, line.outputs.picturePath, line.outputs.zoom) ? 0 : 1;
 }
 
@@ -76,6 +76,7 @@ int runMode(const CommandLine& line, BatchSink* batchSink) {
     case cli::kViewLas:
       return viewLas(line);
     case cli::kRepair:
+      if (line.lossless) return lossless_repair(line.file);
       las_repair(line.file, line.keepSourceIds);
       return 0;
     case cli::kConvert:

@@ -23,6 +23,7 @@ void printPoint(unsigned index, const norvo::PointRGBIST& point) {
 
 /// Prints the points with numbers in [start, end) of all frames from the reader's position.
 void printPoints(PclBinary& reader, unsigned start, unsigned end) {
+  const ferrun::Tracer::Gathering gathering(*ferrun::Singleton<ferrun::Tracer>::getInstance());
   // Skips the frames before the one that contains the first point to print, or `end`.
   const unsigned firstWanted = std::min(start, end - 1);
   unsigned counter = 0;

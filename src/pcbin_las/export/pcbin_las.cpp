@@ -98,6 +98,7 @@ class Driver {
   PclRGBFrames readBatch();
   PclRGBFrames readAndCheckTime();
   void writeFrames(PclRGBFrames frames);
+  void writeBatch(const PclRGBFrames& frames);
   void write(const std::shared_ptr<modeling_app::PclRGBFrame>& frame);
   void countRead(const PclRGBFrames& frames);
   void countLeftOut();
@@ -179,7 +180,7 @@ PclRGBFrames Driver::readAndCheckTime() {
 
 void Driver::writeFrames(PclRGBFrames frames) {
   for (; !frames.empty(); frames = readBatch()) {
-    for (const auto& frame : frames) write(frame);
+    writeBatch(frames);
     countRead(frames);
     countLeftOut();
     if (progress_) progress_(result_);
@@ -188,6 +189,13 @@ void Driver::writeFrames(PclRGBFrames frames) {
     if (mustEnd()) break;
     frames.clear();  // so that the next batch can reuse their memory
   }
+}
+
+void Driver::writeBatch(const PclRGBFrames& frames) {
+  std::optional<ferrun::Tracer::Gathering> gathering;
+  if (style_ == Style::kDialogue)
+    gathering.emplace(*ferrun::Singleton<ferrun::Tracer>::getInstance());
+  for (const auto& frame : frames) write(frame);
 }
 
 void Driver::write(const std::shared_ptr<modeling_app::PclRGBFrame>& frame) {

@@ -151,6 +151,11 @@ std::string warningFor(const Entry& entry) {
 
 }  // namespace
 
+std::string systemLabel(int code) {
+  const Entry* entry = find(code);
+  return entry != nullptr ? label(*entry) : codeText(code);
+}
+
 EpsgCheck checkEpsg(int code) {
   const std::string text = codeText(code);
   if (code < kFirstCode || code > kLastCode)

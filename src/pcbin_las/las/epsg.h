@@ -26,6 +26,10 @@ struct EpsgCheck {
 /// alternative.
 EpsgCheck checkEpsg(int code);
 
+/// Code and name of a coordinate system of any kind: "EPSG:32632, WGS 84 / UTM zone 32N"; only
+/// "EPSG:32632" for a code that is not in the table.
+std::string systemLabel(int code);
+
 /// The area for which a system is made.
 struct AreaOfUse {
   std::string text;            ///< "6 to 12 degrees east, 0 to 84 degrees north"

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 
-#include "pcbin_las/las/variable_length_records.h"
 #include "pcbin_las/platform/byte_image.h"
 
 namespace pontra {
@@ -14,29 +13,51 @@ std::optional<LasReader::OpenError> LasReader::open(const std::string& path) {
   return std::nullopt;
 }
 
-bool LasReader::findPoints(PointsBegin rule) {
-  bool asStated = true;
-  if (rule == PointsBegin::kAtOffset || header_.pointDataOffset == sizeof(LasHeader)) {
-    dataStart_ = header_.pointDataOffset;
-  } else if (isRegular() && isLas12Format3(header_) && variableLengthRecordsFit(file_, header_)) {
-    dataStart_ = file_.pos();
-    return true;
-  } else {
-    asStated = false;
+bool LasReader::readBeforePoints(std::int64_t position, std::span<char> bytes) {
+  constexpr std::int64_t kMostAhead = 64 << 20;
+  const auto size = static_cast<std::int64_t>(bytes.size());
+  if (isRegular()) {
+    if (position > fileSize() - size) return false;
+    if (file_.pos() != position) file_.seek(position);
+    return file_.readData(bytes.data(), static_cast<int>(size)) == size;
   }
+  const std::int64_t begin = position - std::int64_t{sizeof(LasHeader)};
+  if (begin < 0 || begin > kMostAhead - size) return false;
+  const auto known = static_cast<std::int64_t>(ahead_.size());
+  if (known < begin + size) {
+    ahead_.resize(static_cast<std::size_t>(begin + size));
+    const auto wanted = static_cast<int>(begin + size - known);
+    const int done = file_.readData(ahead_.data() + known, wanted);
+    ahead_.resize(static_cast<std::size_t>(known + std::max(done, 0)));
+    if (done != wanted) return false;
+  }
+  std::copy_n(ahead_.begin() + begin, size, bytes.begin());
+  return true;
+}
+
+bool LasReader::findPoints() {
+  const std::int64_t begin = header_.pointDataOffset;
+  const bool within = begin >= dataStart_ && (!isRegular() || begin <= fileSize());
+  if (!isRegular()) {
+    if (!within || !skip(static_cast<std::uint64_t>(begin - dataStart_))) return false;
+    dataStart_ = begin;
+    return true;
+  }
+  if (within) dataStart_ = begin;
   if (file_.pos() != dataStart_) file_.seek(dataStart_);
-  return asStated;
+  return within;
 }
 
 bool LasReader::readBytesBeforePoints(const std::function<bool(std::span<const char>)>& take) {
   constexpr std::int64_t kPieceSize = 1 << 20;
-  if (file_.pos() != sizeof(LasHeader)) file_.seek(sizeof(LasHeader));
+  const std::int64_t end = header_.pointDataOffset;
+  if (isRegular() && file_.pos() != dataStart_) file_.seek(dataStart_);
   std::vector<char> piece;
-  for (std::int64_t left = dataStart_ - std::int64_t{sizeof(LasHeader)}; left > 0;) {
-    const auto size = static_cast<int>(std::min(left, kPieceSize));
+  while (dataStart_ < end) {
+    const auto size = static_cast<int>(std::min(end - dataStart_, kPieceSize));
     piece.resize(static_cast<std::size_t>(size));
-    if (file_.readData(piece.data(), size) != size || !take(piece)) return false;
-    left -= size;
+    if (readNext(piece.data(), size) != size || !take(piece)) return false;
+    dataStart_ += size;
   }
   return true;
 }
@@ -63,14 +84,23 @@ std::uint64_t LasReader::recordsHeld() const {
   return static_cast<std::uint64_t>(bytes) / sizeof(LasPointRecord);
 }
 
-/// Reads and drops `bytes` bytes, with one seek where possible; false when the file ends before.
+/// Reads the bytes that were read ahead, then those of the file. Returns what readData() returns.
+int LasReader::readNext(char* destination, int count) {
+  const auto again = static_cast<int>(
+      std::min<std::size_t>(ahead_.size() - aheadTaken_, static_cast<std::size_t>(count)));
+  if (again == 0) return file_.readData(destination, count);
+  std::copy_n(ahead_.begin() + static_cast<std::ptrdiff_t>(aheadTaken_), again, destination);
+  aheadTaken_ += static_cast<std::size_t>(again);
+  return again + std::max(file_.readData(destination + again, count - again), 0);
+}
+
+/// Reads and drops `bytes` bytes; false when the file ends before.
 bool LasReader::skip(std::uint64_t bytes) {
-  if (file_.skip(static_cast<std::int64_t>(bytes))) return true;
   constexpr std::uint64_t kPieceSize = 1U << 20;
   std::vector<char> piece(std::min(bytes, kPieceSize));
   while (bytes > 0) {
     const auto size = static_cast<int>(std::min(bytes, kPieceSize));
-    if (file_.readData(piece.data(), size) != size) return false;
+    if (readNext(piece.data(), size) != size) return false;
     bytes -= static_cast<std::uint64_t>(size);
   }
   return true;
@@ -83,9 +113,10 @@ bool LasReader::seek(std::uint64_t index) {
   }
   const std::uint64_t from = next_;
   next_ = index;
-  if (index >= from) return skip((index - from) * sizeof(LasPointRecord));
-  if (!isRegular()) return false;
-  file_.seek(dataStart_ + static_cast<std::int64_t>(index * sizeof(LasPointRecord)));
+  if (!isRegular()) return index >= from && skip((index - from) * sizeof(LasPointRecord));
+  const auto bytes = static_cast<std::int64_t>(index * sizeof(LasPointRecord));
+  if (bytes > fileSize() - dataStart_) return false;
+  if (file_.pos() != dataStart_ + bytes) file_.seek(dataStart_ + bytes);
   return true;
 }
 
@@ -101,7 +132,7 @@ std::span<const LasPointRecord> LasReader::read(std::size_t most) {
   if (block_.size() < most || block_.empty()) block_.resize(std::max<std::size_t>(most, 1));
   const auto size = static_cast<int>(most * sizeof(LasPointRecord));
   const int errorBefore = file_.readError();
-  const int done = file_.readData(reinterpret_cast<char*>(block_.data()), size);
+  const int done = readNext(reinterpret_cast<char*>(block_.data()), size);
   const auto bytes = static_cast<std::size_t>(std::max(done, 0));
   const std::size_t count = bytes / sizeof(LasPointRecord);
   if (done == size)

@@ -16,13 +16,6 @@
 
 namespace pontra {
 
-/// Where the points of a file begin.
-enum class PointsBegin {
-  kAtOffset,      ///< at the header's pointDataOffset
-  kAfterRecords,  ///< at pointDataOffset if the variable-length records of a LAS 1.2 file of point
-                  ///< format 3 fill the space before it, or else directly after the header
-};
-
 /// A LAS file open for reading: its header, then its records in blocks, from any record on.
 ///
 /// A regular file is sought; in any other (a pipe) the bytes before a record are read and dropped,
@@ -57,14 +50,19 @@ class LasReader {
   /// Whether the file is a regular file.
   bool isRegular() const { return file_.isRegular(); }
 
-  /// Sets where the points begin, and makes the first one the next to be read. Call it once, before
-  /// seek() and read(). False for kAfterRecords when the points begin at byte 227 although the
-  /// header says otherwise.
-  bool findPoints(PointsBegin rule);
+  /// Reads the bytes from `position` on, which lies behind the header and before the points. Call
+  /// it before the other functions below. From a pipe, at most 64 MiB behind the header can be
+  /// read; they are kept for those functions. False when they cannot be read.
+  bool readBeforePoints(std::int64_t position, std::span<char> bytes);
 
-  /// Passes the bytes between header and points to `take`, in pieces of at most 1 MiB; the first
-  /// point is then the next record. False when a read fails, the file ends before the points, or
-  /// `take` returns false.
+  /// Makes the record at the header's pointDataOffset the first one. Without this call, and when it
+  /// returns false, that is the one at byte 227. False when pointDataOffset is not within byte 227
+  /// and the end of the file. A pipe is read up to the points.
+  bool findPoints();
+
+  /// Passes the bytes between byte 227 and pointDataOffset to `take`, in pieces of at most 1 MiB;
+  /// the record after them is then the first one. Takes the place of findPoints(). False when a
+  /// read fails, the file ends before the points, or `take` returns false.
   bool readBytesBeforePoints(const std::function<bool(std::span<const char>)>& take);
 
   /// Whether the points are compressed: bit 7 of the point format is set, and there is a LASzip
@@ -82,7 +80,8 @@ class LasReader {
   /// 0 for any other file.
   std::uint64_t recordsHeld() const;
 
-  /// Makes the record `index` the next to be read. False when the file ends before it.
+  /// Makes the record `index` the next to be read, 0 for the first one. False when the file ends
+  /// before it.
   bool seek(std::uint64_t index);
 
   /// Reads the next records, `most` of them unless the file ends before or a read fails. The span
@@ -98,9 +97,12 @@ class LasReader {
  private:
   std::span<const LasPointRecord> readCompressed(std::size_t most);
   bool skip(std::uint64_t bytes);
+  int readNext(char* destination, int count);
 
   ferrun::File file_;
   LasHeader header_{};
+  std::vector<char> ahead_;     ///< of a pipe: bytes from 227 on that were read ahead
+  std::size_t aheadTaken_ = 0;  ///< those that were read again
   std::int64_t dataStart_ = sizeof(LasHeader);  ///< offset of the first record
   std::uint64_t next_ = 0;                      ///< index of the next record
   End end_ = End::kNone;

@@ -35,8 +35,7 @@ bool LasHeaderInit(LasHeader* header, const PointDataFormat& format) {
 }
 
 bool isLas12Format3(const LasHeader& header) {
-  return header.versionMajor == 1 && header.versionMinor == 2 &&
-         header.headerSize == sizeof(LasHeader) && header.pointDataFormatID == 3 &&
+  return header.versionMajor == 1 && header.versionMinor == 2 && header.pointDataFormatID == 3 &&
          header.pointDataRecordLength == sizeof(LasPointRecord);
 }
 

@@ -84,8 +84,7 @@ constexpr PointDataFormat kPointFormat3 = 3;
 /// False, with the header unchanged, for a format other than 3.
 bool LasHeaderInit(LasHeader* header, const PointDataFormat& format);
 
-/// Whether `header` declares LAS 1.2 with a header of 227 bytes and records of point format 3 and
-/// 34 bytes.
+/// Whether `header` declares LAS 1.2 with records of point format 3 and 34 bytes.
 bool isLas12Format3(const LasHeader& header);
 
 }  // namespace pontra

@@ -75,6 +75,9 @@ class LasWriter {
   bool openCompressed(const LasHeader& header, const std::string& path, unsigned threads,
                       std::span<const std::string> records = {});
 
+  /// The return byte of every record written.
+  static constexpr std::uint8_t kReturn1Of1 = 0x09;
+
   /// Usual size to give to open(): 32 MiB.
   static constexpr unsigned kBufferSize = 33554432;
 
@@ -134,8 +137,6 @@ class LasWriter {
   const LasHeader& header() const { return header_; }
 
  private:
-  static constexpr std::uint8_t kReturn1Of1 = 0x09;
-
   /// Whether the nearest integer to `steps` fits into 32 bits; false for NaN.
   static bool fitsSteps(double steps) { return steps >= -2147483648.5 && steps < 2147483647.5; }
 

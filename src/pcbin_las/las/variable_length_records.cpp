@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/las/variable_length_records.h"
 
+#include <algorithm>
 #include <cstring>
 #include <limits>
 #include <vector>
@@ -30,20 +31,24 @@ std::string projectedSystemRecord(std::uint16_t epsgCode) {
   return {reinterpret_cast<const char*>(&record), sizeof(record)};
 }
 
-bool variableLengthRecordsFit(ferrun::File& file, const LasHeader& header) {
-  const std::uint64_t end = header.pointDataOffset;
-  std::uint64_t position = sizeof(LasHeader);
-  if (end == position) return true;
+std::uint32_t visitVariableLengthRecords(
+    LasReader& reader,
+    const std::function<bool(const VariableLengthRecordHeader&, std::string_view)>& visit) {
+  const std::int64_t end = reader.header().pointDataOffset;
+  std::int64_t position = std::max<std::int64_t>(reader.header().headerSize, sizeof(LasHeader));
   std::vector<char> content(std::numeric_limits<std::uint16_t>::max());
-  for (std::uint32_t i = 0; i < header.numberOfVLR; ++i) {
+  for (std::uint32_t i = 0; i < reader.header().numberOfVLR; ++i) {
     VariableLengthRecordHeader record;
-    if (file.readData(reinterpret_cast<char*>(&record), sizeof(record)) != sizeof(record))
-      return false;
-    position += sizeof(record) + record.length;
-    if (position > end) return false;
-    if (file.readData(content.data(), record.length) != record.length) return false;
+    const std::int64_t begin = position + std::int64_t{sizeof(record)};
+    if (begin > end ||
+        !reader.readBeforePoints(position, {reinterpret_cast<char*>(&record), sizeof(record)}) ||
+        begin + record.length > end ||
+        !reader.readBeforePoints(begin, {content.data(), record.length}))
+      return i;
+    if (!visit(record, {content.data(), record.length})) return i + 1;
+    position = begin + record.length;
   }
-  return position == end;
+  return reader.header().numberOfVLR;
 }
 
 }  // namespace pontra

@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// The variable-length records between the header and the points of a LAS 1.2 file: makes the one
-// that names the coordinate system, and checks those of a file.
+// The variable-length records between the header and the points of a LAS file: makes the one that
+// names the coordinate system, and reads those of a file.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
+#include <string_view>
 
-#include "pcbin_las/las/las_records.h"
-#include "pcbin_las/platform/file.h"
+#include "pcbin_las/las/las_reader.h"
 
 namespace pontra {
 
@@ -54,11 +55,12 @@ static_assert(sizeof(ProjectedSystemRecord) == 86 &&
 /// the bytes to write between header and points.
 std::string projectedSystemRecord(std::uint16_t epsgCode);
 
-/// Whether the variable-length records that `header` declares fill the space from byte 227 to its
-/// `pointDataOffset` exactly. For a file whose points begin at byte 227 the result is true for
-/// every `numberOfVLR`, because there is no space for a record. `file` must be open for reading, at
-/// byte 227; if the records fit, its position is then the first point record. Reads one record of
-/// at most 64 KiB at a time; prints nothing.
-bool variableLengthRecordsFit(ferrun::File& file, const LasHeader& header);
+/// Reads the variable-length records that the header of `reader` declares and that lie whole
+/// before the points, in order, and passes each to `visit`: its header and the content. Ends when
+/// `visit` returns false. Returns the number of records passed. Call it before the reader's
+/// findPoints(). Reads one record of at most 64 KiB at a time; prints nothing.
+std::uint32_t visitVariableLengthRecords(
+    LasReader& reader,
+    const std::function<bool(const VariableLengthRecordHeader&, std::string_view)>& visit);
 
 }  // namespace pontra

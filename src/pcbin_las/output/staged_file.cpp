@@ -17,6 +17,18 @@ namespace ferrun {
 namespace {
 
 constexpr const char* kClassName = "StagedFile";
+
+/// rename(2) that fails when `to` exists. Where the file system has no such operation, a second
+/// name replaces it, and where that is missing too, a look before rename(2).
+int renameToNew(const char* from, const char* to) {
+  if (renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return 0;
+  if (errno != EINVAL && errno != ENOSYS) return -1;
+  if (link(from, to) == 0) return unlink(from);
+  if (errno == EEXIST || access(to, F_OK) != 0) return errno == EEXIST ? -1 : rename(from, to);
+  errno = EEXIST;
+  return -1;
+}
+
 }  // namespace
 
 bool StagedFile::fail(const char* action, int error, const char* part) {
@@ -113,6 +125,15 @@ bool StagedFile::takeOverMode() const {
 }
 
 bool StagedFile::publish() {
+  return publishBy(::rename);
+}
+
+bool StagedFile::publishNew() {
+  return publishBy(renameToNew);
+}
+
+/// Syncs the temporary file and gives it the target's name.
+bool StagedFile::publishBy(int (*rename)(const char*, const char*)) {
   if (descriptor_ < 0) return false;
   if (retried([&] { return fsync(descriptor_); }) != 0) return fail("synced to disk", errno);
   if (rename(temporary_.c_str(), target_.c_str()) != 0) return fail("replaced", errno);

@@ -43,6 +43,9 @@ class StagedFile {
   /// target is unchanged. A directory that cannot be synced gives only a warning.
   bool publish();
 
+  /// Like publish(), but fails when a file of that name exists.
+  bool publishNew();
+
   /// Removes the temporary file, if there is one.
   void discard();
 
@@ -51,6 +54,7 @@ class StagedFile {
   bool createExclusively();
   bool holdsName() const;
   bool takeOverMode() const;
+  bool publishBy(int (*rename)(const char*, const char*));
   void syncDirectory() const;
   void close();
   bool fail(const char* action, int error, const char* part = "");

@@ -5,8 +5,11 @@
 #include <atomic>
 #include <cerrno>
 #include <climits>
+#include <csignal>
 #include <cstring>
 #include <unistd.h>
+
+#include "pcbin_las/platform/tracer.h"
 
 namespace ferrun {
 namespace {
@@ -22,6 +25,7 @@ struct Slot {
 
 static_assert(std::atomic<bool>::is_always_lock_free);
 std::array<Slot, 8> g_slots;
+Tracer* g_tracer = nullptr;
 
 sigset_t stopSignals() {
   sigset_t set;
@@ -30,27 +34,28 @@ sigset_t stopSignals() {
   return set;
 }
 
-/// Calls async-signal-safe functions only. The signal raised here is delivered when the handler
-/// returns, and ends the process.
+/// The signal has its default action again. Raised here, it is delivered when the handler returns,
+/// and ends the process.
 extern "C" void removeFilesAndEnd(int signal) {
   const int error = errno;
   for (const Slot& slot : g_slots) {
     if (slot.filled) (void)unlink(slot.path.data());
   }
-  (void)std::signal(signal, SIG_DFL);
-  (void)std::raise(signal);
+  if (g_tracer->deliverBeforeEnd(signal)) (void)std::raise(signal);
   errno = error;
 }
 
 }  // namespace
 
 void handleStopSignals() {
+  g_tracer = Singleton<Tracer>::getInstance();
   for (const int signal : kSignals) {
     struct sigaction former {};
     if (sigaction(signal, nullptr, &former) != 0 || former.sa_handler == SIG_IGN) continue;
     struct sigaction action {};
     action.sa_handler = removeFilesAndEnd;
     action.sa_mask = stopSignals();
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
     (void)sigaction(signal, &action, nullptr);  // fails for no signal of the list
   }
 }
@@ -74,15 +79,6 @@ void RemovedOnStop::keep() {
   slot.filled = false;
   slot.used = false;
   slot_ = -1;
-}
-
-StopSignalsBlocked::StopSignalsBlocked() {
-  const sigset_t set = stopSignals();
-  (void)pthread_sigmask(SIG_BLOCK, &set, &former_);  // fails for no set of signals
-}
-
-StopSignalsBlocked::~StopSignalsBlocked() {
-  (void)pthread_sigmask(SIG_SETMASK, &former_, nullptr);
 }
 
 }  // namespace ferrun

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// Removes temporary files when a signal ends the process.
+// Removes temporary files and delivers log lines when a signal ends the process.
 #pragma once
 
-#include <csignal>
 #include <string>
 
 namespace ferrun {
 
 /// From now on SIGINT, SIGTERM and SIGHUP first remove the files of all RemovedOnStop objects and
-/// then end the process as they usually do. A signal that is ignored stays ignored.
+/// deliver the lines that the tracer has gathered, and then end the process as they usually do. A
+/// signal that is ignored stays ignored. For processes with one thread.
 void handleStopSignals();
 
 /// A file that the signals remove while the object lives and keep() was not called.
@@ -28,19 +28,6 @@ class RemovedOnStop {
 
  private:
   int slot_ = -1;
-};
-
-/// Blocks SIGINT, SIGTERM and SIGHUP in this thread during its lifetime. Threads started meanwhile
-/// never receive them.
-class StopSignalsBlocked {
- public:
-  StopSignalsBlocked();
-  StopSignalsBlocked(const StopSignalsBlocked&) = delete;
-  StopSignalsBlocked& operator=(const StopSignalsBlocked&) = delete;
-  ~StopSignalsBlocked();
-
- private:
-  sigset_t former_{};
 };
 
 }  // namespace ferrun

@@ -52,8 +52,8 @@ bool LasInput::acceptHeader() {
                 axis.factor, axis.shift);
     return false;
   }
-  reader_.findPoints(pontra::PointsBegin::kAtOffset);
-  count_ = std::min<std::uint64_t>(header.numberOfPointRecords, reader_.recordsHeld());
+  const std::uint64_t held = reader_.findPoints() ? reader_.recordsHeld() : 0;
+  count_ = std::min<std::uint64_t>(header.numberOfPointRecords, held);
   if (count_ > 0) return true;
   TRACE_ERROR("picture", "las file(%s) has no points!", path_.c_str());
   return false;

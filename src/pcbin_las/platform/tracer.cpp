@@ -4,7 +4,8 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <chrono>
+#include <climits>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -12,16 +13,30 @@
 #include <pthread.h>
 #include <string_view>
 #include <unistd.h>
-#include <utility>
 
 #include "pcbin_las/platform/escape.h"
 
 namespace ferrun {
 namespace {
 
-constexpr std::chrono::milliseconds kGatherTime{20};
-constexpr std::size_t kFull = std::size_t{256} << 10;  // bytes of waiting lines
-constexpr std::size_t kShortLine = 1024;               // bytes; longer lines take memory
+constexpr std::size_t kMostGathered = std::size_t{64} << 10;  // bytes
+constexpr std::size_t kShortLine = 1024;                      // bytes; longer lines take memory
+
+/// Whether this thread is inside a tracer, where a signal handler must not enter it.
+thread_local volatile std::sig_atomic_t t_inside = 0;
+
+/// Whether a signal is ending the process.
+volatile std::sig_atomic_t g_ending = 0;
+
+/// The signal to raise when this thread leaves the tracer; 0 for none.
+thread_local volatile std::sig_atomic_t t_signal = 0;
+
+/// Waits until standard output accepts bytes; at most a second when the process is ending.
+bool waitForOutput() {
+  constexpr int kLastWait = 1000;  // milliseconds
+  pollfd output{STDOUT_FILENO, POLLOUT, 0};
+  return ::poll(&output, 1, g_ending == 0 ? -1 : kLastWait) != 0;
+}
 
 /// Escapes the text of a line, except the colours around a prompt.
 std::string escapeLine(std::string_view line) {
@@ -37,14 +52,16 @@ std::string escapeLine(std::string_view line) {
 
 void STDSink::write(const char* lines, std::size_t size) {
   while (size > 0) {
-    const ssize_t written = ::write(STDOUT_FILENO, lines, size);
+    // Where poll() reports a pipe as writable, it accepts PIPE_BUF bytes.
+    if (g_ending != 0 && !waitForOutput()) return;
+    const std::size_t most = g_ending == 0 ? size : std::min<std::size_t>(size, PIPE_BUF);
+    const ssize_t written = ::write(STDOUT_FILENO, lines, most);
     if (written > 0) {
       lines += written;
       size -= static_cast<std::size_t>(written);
     } else if (written < 0 && errno == EAGAIN) {
-      // Another process made standard output non-blocking: wait until it accepts more.
-      pollfd output{STDOUT_FILENO, POLLOUT, 0};
-      ::poll(&output, 1, -1);
+      // Another process made standard output non-blocking.
+      if (!waitForOutput()) return;
     } else if (written == 0 || errno != EINTR) {
       if (written < 0 && errno == EPIPE) readerGone_ = true;
       return;
@@ -56,7 +73,7 @@ template <>
 Tracer* Singleton<Tracer>::getInstance() {
   static Tracer* const instance = [] {
     auto* const tracer = new Tracer;
-    std::atexit([] { getInstance()->stopThread(); });
+    std::atexit([] { getInstance()->deliverAtExit(); });
     pthread_atfork([] { getInstance()->lockForFork(); },
                    [] { getInstance()->unlockAfterFork(false); },
                    [] { getInstance()->unlockAfterFork(true); });
@@ -65,42 +82,68 @@ Tracer* Singleton<Tracer>::getInstance() {
   return instance;
 }
 
+/// Locks a tracer, unless a sink of it calls: its thread has locked the tracer already.
+class Tracer::Lock {
+ public:
+  explicit Lock(Tracer& tracer)
+      : tracer_(tracer), isSink_(tracer.owner_ == std::this_thread::get_id()) {
+    t_inside = t_inside + 1;
+    if (isSink_) return;
+    tracer_.mutex_.lock();
+    tracer_.owner_ = std::this_thread::get_id();
+  }
+  Lock(const Lock&) = delete;
+  Lock& operator=(const Lock&) = delete;
+  ~Lock() {
+    if (!isSink_) {
+      tracer_.owner_ = std::thread::id();
+      tracer_.mutex_.unlock();
+    }
+    t_inside = t_inside - 1;
+    if (t_inside > 0 || t_signal == 0) return;
+    const int signal = t_signal;
+    t_signal = 0;
+    tracer_.flush();
+    (void)std::raise(signal);
+  }
+
+  bool isSink() const { return isSink_; }
+
+ private:
+  Tracer& tracer_;
+  bool isSink_;
+};
+
 Tracer::~Tracer() {
-  stopThread();
+  deliverAtExit();
 }
 
-/// Delivers every line and ends the thread; later lines are delivered by the printing thread.
-void Tracer::stopThread() noexcept {
-  std::unique_lock lock(mutex_);
-  const bool join = std::exchange(hasThread_, false);
-  lock.unlock();
-  wake_.notify_one();
-  if (join) thread_.join();
-  flush();
-  flush();  // lines that sinks printed during the first
+/// Delivers every line; later lines are not gathered.
+void Tracer::deliverAtExit() noexcept {
+  const Lock lock(*this);
+  exiting_ = true;
+  if (!lock.isSink()) deliver();
 }
 
 void Tracer::setLevel(int threshold) {
-  const std::lock_guard lock(mutex_);
+  const Lock lock(*this);
   threshold_ = threshold;
   if (started_) gate_ = threshold;
 }
 
 void Tracer::addSink(std::shared_ptr<TracerSink> sink) {
-  const std::lock_guard lock(sinkMutex_);
+  const Lock lock(*this);
   sinks_.push_back(std::move(sink));
 }
 
 void Tracer::start() {
-  const std::lock_guard lock(mutex_);
+  const Lock lock(*this);
   if (started_) return;
   started_ = true;
-  hasThread_ = true;
   try {
-    for (std::string* const lines : {&pending_, &lines_}) lines->reserve(kFull + kShortLine);
-    thread_ = std::thread(&Tracer::deliverInTime, this);
-  } catch (const std::exception&) {  // no thread, or no memory: append() delivers
-    hasThread_ = false;
+    for (std::string* const lines : {&pending_, &lines_})
+      lines->reserve(kMostGathered + kShortLine);
+  } catch (const std::exception&) {  // append() tries again
   }
   gate_ = threshold_;
 }
@@ -143,83 +186,64 @@ void Tracer::format(Escape escape, const char* format, std::va_list values) noex
 }
 
 void Tracer::append(std::string_view line) {
-  std::unique_lock lock(mutex_);
+  const Lock lock(*this);
   pending_.reserve(pending_.size() + line.size() + 1);  // appends the whole line or nothing
   pending_.append(line).append(1, '\n');
-  if (pending_.size() >= kFull || !hasThread_) {
-    // The printing thread delivers: that costs less than waking another processor.
-    deliver(lock);
-  } else if (threadIdle_) {
-    threadIdle_ = false;
-    lock.unlock();
-    wake_.notify_one();
-  }
+  const bool gathers = gathering_ > 0 && !exiting_ && pending_.size() < kMostGathered;
+  if (!gathers && !lock.isSink()) deliver();
 }
 
 void Tracer::flush() noexcept {
-  std::unique_lock lock(mutex_);
-  deliver(lock);
+  const Lock lock(*this);
+  if (!lock.isSink()) deliver();
 }
 
-/// Delivers the waiting lines to the sinks, after those being delivered. Unlocks meanwhile.
-void Tracer::deliver(std::unique_lock<std::mutex>& lock) noexcept {
-  if (isDeliverer()) return;
-  delivered_.wait(lock, [this] { return !delivering_; });
-  if (pending_.empty()) return;
-  delivering_ = true;
-  deliverer_ = std::this_thread::get_id();
-  lines_.swap(pending_);
-  lock.unlock();
-  writeToSinks(lines_);
-  lock.lock();
-  lines_.clear();
-  delivering_ = false;
-  delivered_.notify_all();
+void Tracer::gather(bool begin) noexcept {
+  const Lock lock(*this);
+  gathering_ = std::max(gathering_ + (begin ? 1 : -1), 0);
+  if (gathering_ == 0 && !lock.isSink()) deliver();
 }
 
-/// Whether the calling thread is inside deliver(): a sink has called the tracer.
-bool Tracer::isDeliverer() const {
-  return delivering_ && deliverer_ == std::this_thread::get_id();
-}
-
-/// The thread: delivers lines soon after they were printed.
-void Tracer::deliverInTime() noexcept {
-  std::unique_lock lock(mutex_);
-  while (hasThread_) {
-    threadIdle_ = true;
-    wake_.wait(lock, [this] { return !pending_.empty() || !hasThread_; });
-    threadIdle_ = false;
-    wake_.wait_for(lock, kGatherTime, [this] { return !hasThread_; });
-    deliver(lock);
+/// Delivers the waiting lines, and once those that sinks print meanwhile.
+void Tracer::deliver() noexcept {
+  for (int round = 0; round < 2 && !pending_.empty(); ++round) {
+    lines_.swap(pending_);
+    writeToSinks();
+    lines_.clear();
   }
 }
 
-void Tracer::writeToSinks(const std::string& lines) noexcept {
-  const std::lock_guard lock(sinkMutex_);
+void Tracer::writeToSinks() noexcept {
   for (const auto& sink : sinks_) {
     try {
-      sink->write(lines.data(), lines.size());
+      sink->write(lines_.data(), lines_.size());
     } catch (...) {  // the lines are lost for this sink
     }
   }
 }
 
-void Tracer::lockForFork() {
-  std::unique_lock lock(mutex_);
-  if (!isDeliverer()) {
-    delivered_.wait(lock, [this] { return !delivering_; });
-    sinkMutex_.lock();
+bool Tracer::deliverBeforeEnd(int signal) noexcept {
+  g_ending = 1;
+  if (t_inside > 0) {
+    t_signal = signal;
+    return false;
   }
-  (void)lock.release();  // unlockAfterFork() unlocks
+  flush();
+  return true;
+}
+
+void Tracer::lockForFork() {
+  t_inside = t_inside + 1;
+  if (owner_ != std::this_thread::get_id()) mutex_.lock();  // or a sink forks
 }
 
 void Tracer::unlockAfterFork(bool inChild) {
   if (inChild) {
-    hasThread_ = false;  // fork() copies only the calling thread
     pending_.clear();
+    gathering_ = 0;
   }
-  if (!isDeliverer()) sinkMutex_.unlock();
-  mutex_.unlock();
+  if (owner_ != std::this_thread::get_id()) mutex_.unlock();
+  t_inside = t_inside - 1;
 }
 
 }  // namespace ferrun

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdarg>
 #include <cstddef>
 #include <limits>
@@ -29,8 +28,8 @@ class PCBIN_API TracerSink {
   virtual ~TracerSink() = default;
 
   /// Receives `size` bytes: one or more whole lines, each with its line break. Lines that it cannot
-  /// write, or for which it throws, are lost. Called by one thread at a time. It may print lines
-  /// itself; they are delivered later.
+  /// write, or for which it throws, are lost. Called by one thread at a time, which prints. It may
+  /// print lines itself; they are delivered later.
   virtual void write(const char* lines, std::size_t size) = 0;
 };
 
@@ -47,16 +46,15 @@ class PCBIN_API STDSink : public TracerSink {
 };
 
 /// Formats lines and delivers them to its sinks, whole and in the order in which they were printed.
-/// A thread of the tracer delivers them within about 20 ms; a printing thread delivers them itself
-/// when 256 KiB of lines are waiting. Any thread may print, and printing never throws. Lines of up
-/// to 1023 bytes allocate no memory after start(). A longer line, or one with bytes to escape, is
-/// lost when there is no memory.
+/// The printing thread delivers: a line has reached every sink when print() returns, and a sink
+/// that blocks also blocks the threads that print. Any thread may print, and printing never throws.
+/// Lines of up to 1023 bytes allocate no memory after start(). A longer line, or one with bytes to
+/// escape, is lost when there is no memory.
 ///
 /// The library prints to Singleton<Tracer>, which is silent until a program adds a sink and calls
 /// start(). It is never destroyed: at process exit it delivers every line, and from then on each
-/// line goes to the sinks at once, in the printing thread. Its sinks must stay usable until the
-/// process ends. After fork() the child keeps the sinks and delivers its lines at once; only the
-/// parent delivers lines that were waiting.
+/// line goes to the sinks at once. Its sinks must stay usable until the process ends. After fork()
+/// only the parent delivers lines that were gathered.
 class PCBIN_API Tracer {
  public:
   Tracer() = default;
@@ -70,7 +68,7 @@ class PCBIN_API Tracer {
   void setLevel(int threshold);
 
   /// Adds a destination; every later line goes to every sink, in the order in which they were
-  /// added.
+  /// added. Not for use by a sink.
   void addSink(std::shared_ptr<TracerSink> sink);
 
   /// Starts delivery. Lines printed before are lost.
@@ -90,39 +88,51 @@ class PCBIN_API Tracer {
   /// returns at once.
   void flush() noexcept;
 
+  /// Gathers the lines of all threads, up to 64 KiB, while it exists, and delivers them together.
+  class [[nodiscard]] Gathering {
+   public:
+    explicit Gathering(Tracer& tracer) : tracer_(tracer) { tracer_.gather(true); }
+    Gathering(const Gathering&) = delete;
+    Gathering& operator=(const Gathering&) = delete;
+    ~Gathering() { tracer_.gather(false); }
+
+   private:
+    Tracer& tracer_;
+  };
+
+  /// For the handler of a signal that ends a process with one thread: delivers the gathered lines.
+  /// From now on STDSink drops what standard output does not accept within a second. False when the
+  /// thread was interrupted inside a tracer, which then raises the signal itself when it is done.
+  bool deliverBeforeEnd(int signal) noexcept;
+
  private:
   friend class Singleton<Tracer>;
+  class Lock;
 
   enum class Escape { kNo, kYes };
 
   [[gnu::format(printf, 3, 0)]] void format(Escape escape, const char* format,
                                             std::va_list values) noexcept;
   void append(std::string_view line);
-  void deliver(std::unique_lock<std::mutex>& lock) noexcept;
-  bool isDeliverer() const;
-  void deliverInTime() noexcept;
-  void writeToSinks(const std::string& lines) noexcept;
-  void stopThread() noexcept;
+  void gather(bool begin) noexcept;
+  void deliver() noexcept;
+  void writeToSinks() noexcept;
+  void deliverAtExit() noexcept;
   void lockForFork();
   void unlockAfterFork(bool inChild);
 
   static constexpr long long kClosed = std::numeric_limits<long long>::max();
 
   std::atomic<long long> gate_ = kClosed;  ///< the lowest level printed; kClosed before start()
-  std::mutex mutex_;                       ///< guards the members down to sinkMutex_
+  std::atomic<std::thread::id> owner_;     ///< the thread that has locked the mutex
+  std::mutex mutex_;                       ///< guards the members below
   int threshold_ = 1;
   bool started_ = false;
-  std::condition_variable wake_;       ///< the thread waits here
-  std::condition_variable delivered_;  ///< delivering_ has become false
-  std::string pending_;                ///< whole lines that are waiting
-  std::string lines_;                  ///< lines that are being delivered
-  bool delivering_ = false;            ///< lines_ is in use
-  std::thread::id deliverer_;          ///< the thread that uses it
-  bool hasThread_ = false;             ///< the thread runs and has not been told to stop
-  bool threadIdle_ = false;            ///< the thread waits for a first line
-  std::mutex sinkMutex_;               ///< guards sinks_ and the calls of their write()
+  int gathering_ = 0;     ///< Gathering objects that count
+  bool exiting_ = false;  ///< no lines are gathered any more
+  std::string pending_;   ///< whole lines that are waiting
+  std::string lines_;     ///< lines that are being delivered
   std::vector<std::shared_ptr<TracerSink>> sinks_;
-  std::thread thread_;
 };
 
 /// Defined in the library, so that a program and shared libraries that it loads use one tracer.

@@ -66,11 +66,12 @@ void writePoints(ferrun::File& file, const Cloud& cloud, OnFailure onFailure) {
 template <class WriteFrame>
 bool PclBinary::queueTask(std::uint64_t bytes, WriteFrame writeFrame) {
   if (!taskQueue || !isOpen()) return false;
-  reportBacklog(queuedBytes += bytes);
+  queuedBytes += bytes;
   try {
     taskQueue->putTask(
         [this, bytes, writeFrame = std::move(writeFrame)](const std::string&) {
           const std::lock_guard lock(mutex);
+          reportBacklog(queuedBytes);
           writeFrame();
           queuedBytes -= bytes;
         },
@@ -82,7 +83,8 @@ bool PclBinary::queueTask(std::uint64_t bytes, WriteFrame writeFrame) {
   return true;
 }
 
-/// Prints one warning per file when the queued frames take much memory.
+/// Prints one warning per file when the queued frames take much memory. Called by the worker: a
+/// line must not hold up the caller of writePcl().
 void PclBinary::reportBacklog(std::uint64_t bytes) {
   if (bytes <= kBacklogWarning || backlogReported.exchange(true)) return;
   TRACE_MEMBER_WARNING(name.c_str(), "writePcl",
