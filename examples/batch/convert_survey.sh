@@ -60,19 +60,26 @@ is_done() {
     [ "$(record && outputs)" = "$(cat "$directory/convert.done")" ]
 }
 
-# The cause: the first error in the summary; without a summary, the first in the log; or else the last warning.
+# The cause: the first error, or else the last warning; of the summary, or without one of the log.
 cause() {
   local text=
   if [ -f "$directory/summary.json" ]; then
-    text=$(sed -n 's/^ *"first_error": "\(.*\)",\{0,1\}$/\1/p' "$directory/summary.json" | sed 's/\\\(["\\]\)/\1/g')
+    text=$(unquoted 's/^ *"first_error": //p')
+    if [ -z "$text" ]; then text=$(unquoted '/^ *"warnings": \[/,/^ *\]/s/^ *"<W>/&/p' | last_warning); fi
   fi
-  if [ -z "$text" ]; then text=$(grep -a -m 1 '^<E>' "$directory/convert.log"); fi
-  if [ -z "$text" ]; then
-    text=$(grep -a '^<W>' "$directory/convert.log" | grep -v 'not everything was written' | tail -n 1)
-  fi
-  if [ -z "$text" ]; then text=$(grep -a -v '^<I>\|^batch: ' "$directory/convert.log" | tail -n 1); fi
+  if [ -z "$text" ]; then text=$(grep -a -m 1 '^<E>' "$log"); fi
+  if [ -z "$text" ]; then text=$(grep -a '^<W>' "$log" | last_warning); fi
+  if [ -z "$text" ]; then text=$(grep -a -v '^<I>\|^batch: ' "$log" | tail -n 1); fi
   if [ -z "$text" ]; then text='see convert.log'; fi
   printf %s "$text" | sed -E 's/^<[EW]>[^]]*\] //'
+}
+
+unquoted() { # COMMAND: the texts of the summary that this command of sed prints, without quotes
+  sed -n "$1" "$directory/summary.json" | sed -n 's/^ *"\(.*\)",\{0,1\}$/\1/p' | sed 's/\\\(["\]\)/\1/g'
+}
+
+last_warning() {
+  grep -v 'not everything was written' | tail -n 1
 }
 
 [ -d "$directory" ] || finish 3 'refused: there is no such directory'
@@ -102,9 +109,9 @@ status=$?
 exec 2>&4 4>&-
 case $status in
   0)
-    warnings=$(grep -a -c '^<W>' "$log")
+    warnings=$(sed -n 's/^batch: .* warnings=//p' "$log" | tail -n 1)
     printf '%s\n' "$before" "$(outputs)" > "$directory/convert.done"
-    if [ "$warnings" -gt 0 ]; then finish 0 "converted with $warnings warnings, the last one: $(cause)"; fi
+    if [ "${warnings:-0}" != 0 ]; then finish 0 "converted, warnings: $warnings, the last one: $(cause)"; fi
     finish 0 converted
     ;;
   1) finish 1 "incomplete: $(cause)" ;;

@@ -361,6 +361,16 @@ class Survey:
         name = re.sub(r", (area of use|[\d.]+ (to|degrees)) .*", "", line.partition(f"] EPSG:{code}, ")[2])
         return f"EPSG:{code}" + (f", {name}" if name else "")
 
+    def moved(self):
+        """What the poses did, if the summary says it."""
+        if "moved" not in self.summary:
+            return []
+        median, most, turned, tilted = (self.part("moved", key, real) for key in ("median", "max", "turned", "tilted"))
+        if None in (median, most, turned, tilted):
+            return [("Poses", "no point moved")]
+        return [("Poses", f"points moved by {median:.1f} m (median), up to {most:.1f} m; turned up to {turned:.1f}°, "
+                          f"tilted up to {tilted:.1f}°")]
+
     def facts(self):
         facts = []
         s = self.summary
@@ -371,6 +381,7 @@ class Survey:
             if low and high:
                 facts.append(("Extent", f"{high[0] - low[0]:,.0f} m × {high[1] - low[1]:,.0f} m, "
                                         f"heights {low[2]:,.1f} m to {high[2]:,.1f} m"))
+            facts.extend(self.moved())
             facts.append(("System", self.system()))
             facts.append(("Size", f"{os.stat(self.path('map.las')).st_size / 1e6:,.1f} MB"))
         if self.seconds() > 0:

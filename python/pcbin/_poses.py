@@ -31,6 +31,7 @@ NO_POSE = 0xFFFFFFFF  #: sweepid of a record of by_sweep() without a pose
 
 _LARGEST_SWEEP = 16777215
 _FIELDS = 28
+_BLANKS = b" \t\r"
 _INTEGER = re.compile(rb"\s*\+?0*(\d{1,8})(?!\d)")
 _REAL = re.compile(rb"\s*[+-]?(?:0[xX](?:[\da-fA-F]+\.?[\da-fA-F]*|\.[\da-fA-F]+)(?:[pP][+-]?\d+)?"
                    rb"|(?:\d+\.?\d*|\.\d+)(?:[eE][+-]?\d+)?)")
@@ -39,20 +40,27 @@ _REAL = re.compile(rb"\s*[+-]?(?:0[xX](?:[\da-fA-F]+\.?[\da-fA-F]*|\.[\da-fA-F]+
 def read_poses(path: str | os.PathLike[str], skip_bad_lines: bool = False) -> np.ndarray:
     """Reads a pose file into an array POSE (n,): one record per data line, in the file's order.
 
-    Lines that begin with '#' or have another number of fields than 28 are ignored, and so is a byte
-    order mark at the beginning. Text after the number of a field is ignored. A field without a number, a
-    number that is not finite or too large for its type, or a sweep id above 16777215 raises PcbinError; with
-    skip_bad_lines, the line is skipped with a warning, as the converter does. The map's offset is
-    that of the last line: poses["offset"][-1].
+    Reads as strictly as the program does with --batch. Empty lines, lines that begin with '#', one title line
+    before the first data line and a byte order mark at the beginning are ignored. Every other line must have 28
+    fields, each a finite number of its type, followed by nothing but blanks, with a sweep id up to 16777215 and
+    quaternions whose norm is from 0.5 to 2. Another line raises PcbinError; with skip_bad_lines it is skipped
+    with a warning. A file without any pose raises PcbinError. The map's offset is that of the last line:
+    poses["offset"][-1].
     """
     path = os.fspath(path)
     records = []
+    may_be_title = True
     with io.open(path, "rb") as file:
         for number, line in enumerate(file, 1):
             if number == 1:
                 line = line.removeprefix(b"\xef\xbb\xbf")
-            fields = line.removesuffix(b"\n").split(b",")
-            if len(fields) != _FIELDS or fields[0].startswith(b"#"):
+            line = line.removesuffix(b"\n")
+            if line.startswith(b"#") or not line.strip(_BLANKS):
+                continue
+            fields = line.split(b",")
+            is_title = may_be_title and b"\0" not in line and _real(fields[0], "d") is None
+            may_be_title = False
+            if is_title:
                 continue
             try:
                 records.append(_pose(path, number, fields))
@@ -60,6 +68,8 @@ def read_poses(path: str | os.PathLike[str], skip_bad_lines: bool = False) -> np
                 if not skip_bad_lines:
                     raise
                 warnings.warn(str(error), PcbinWarning, stacklevel=2)
+    if not records:
+        raise PcbinError(path, "gives no pose")
     return np.array(records, _FLAT_POSE).view(POSE)
 
 
@@ -92,13 +102,21 @@ def by_sweep(poses: np.ndarray) -> np.ndarray:
 
 def _pose(path, line, fields):
     """The fields of a data line as a tuple for _FLAT_POSE."""
+    if len(fields) != _FIELDS:
+        raise PcbinError(path, f"{len(fields)} fields, not {_FIELDS}", line=line)
     numbers = []
     for column, text in enumerate(fields):
+        pattern = _INTEGER if column == 1 else _REAL
         number = _integer(text) if column == 1 else _real(text, "d" if column < 5 else "f")
-        if number is None:
+        if number is None or text[pattern.match(text).end():].strip(_BLANKS):
             shown = text[:64].decode(errors="replace")
-            raise PcbinError(path, f"not a valid number: {shown!r}", line=line, column=column)
+            wanted = f"a whole number from 0 to {_LARGEST_SWEEP}" if column == 1 else "a valid number"
+            raise PcbinError(path, f"not {wanted}: {shown!r}", line=line, column=column)
         numbers.append(number)
+    for name, column in (("registration", 11), ("optimised", 21)):
+        norm = math.hypot(*numbers[column:column + 4])
+        if not 0.5 <= norm <= 2:
+            raise PcbinError(path, f"the norm of the {name} quaternion is {norm:.4g}, not 1", line=line)
     return numbers[0], numbers[1], numbers[2:5], numbers[5:15], (0, 0, 0), numbers[15:]
 
 

@@ -96,7 +96,9 @@ TEST_F(PoseFile, IsReadForAPersonAndStrictlyForAScript) {
   };
   const auto bad = [](int line, int column, const std::string& field) {
     return "line " + std::to_string(line) + " skipped, column " + std::to_string(column) +
-           " is not a valid number(" + field + ")!";
+           (column == 1 ? " must be a whole number from 0 to 16777215("
+                        : " is not a valid number(") +
+           field + ")!";
   };
   const Reading all = {{0, 1, kNone, kNone, kNone, 5}}, none = {{kNone}};
   const struct {

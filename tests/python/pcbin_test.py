@@ -189,6 +189,7 @@ class PcbinTest(unittest.TestCase):
         self.assertEqual(pcbin.open(self.path).header["frames"], 2)
 
         poses = np.zeros(1, pcbin.POSE)
+        poses["registration"]["rotation"] = poses["optimised"]["rotation"] = [1, 0, 0, 0]
         pcbin.write_poses(self.other, poses)
         self.assertEqual(pcbin.read_poses(self.path).tobytes(), poses.tobytes())
 
@@ -283,8 +284,8 @@ class PcbinTest(unittest.TestCase):
 
     def test_poses_are_those_of_the_converter(self):
         text = "".join((
-            "#" + pose_line(9), "\n", pose_line(0)[:-1] + ",29\n", "a,b\n",
-            pose_line(3, f5="0x1.8p1", f6=" +.5e1x"), pose_line(1, f1=" 1.7", f27="1e-60"),
+            "#" + pose_line(9), "\n", "a,b\n",
+            pose_line(3, f5="0x1.8p1", f6=" +.5e1\t"), pose_line(1, f1=" 01 ", f27="1e-60"),
             pose_line(3, f4="1e300", f27="28 \r")[:-1])).encode()
         self.put(text)
         with pcbin.open(self.other, "w") as writer:
@@ -325,6 +326,13 @@ class PcbinTest(unittest.TestCase):
                     poses = pcbin.read_poses(self.path, skip_bad_lines=True)
                 self.assertEqual((len(caught), poses["sweepid"].tolist()), (1, [1, 3]))
                 self.assertEqual(len(self.convert(self.other, self.path)[1]), 4)
+        for line in pose_line(2)[:-1] + ",29", "a,b", pose_line(2, f1="2.0"), pose_line(2, f27="1x"), \
+                pose_line(2, f11="0.1", f12="0", f13="0", f14="0.1"), pose_line(2, f21="3"):
+            with self.subTest(line=line):
+                self.put((pose_line(1) + line.rstrip("\n") + "\n").encode())
+                self.assertRaisesRegex(pcbin.PcbinError, "line 2", pcbin.read_poses, self.path)
+        self.put(b"# only\n\ntime,id\n")
+        self.assertRaisesRegex(pcbin.PcbinError, "gives no pose", pcbin.read_poses, self.path)
         poses["optimised"]["rotation"][1, 2] = np.nan
         with self.assertRaisesRegex(pcbin.PcbinError, "sweep 3"):
             pcbin.write_poses(self.other, poses)

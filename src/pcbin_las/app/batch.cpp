@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 
 #include "pcbin_las/app/convert.h"
+#include "pcbin_las/export/file_kind.h"
 #include "pcbin_las/export/pcbin_las.h"
 #include "pcbin_las/output/file_links.h"
 #include "pcbin_las/output/staged_file.h"
@@ -66,8 +67,7 @@ bool mustNotPublish(const Conversion& files, const ConversionResult& result) {
   else if (result.writeFailed)
     TRACE_ERROR("batch", "las file(%s) cannot be written!", files.lasPath.c_str());
   else if (result.written == 0)
-    TRACE_ERROR("batch", "no points to write: %llu of %llu points have no pose!",
-                ull{result.noPose}, ull{result.read});
+    TRACE_ERROR("batch", "no points to write: %s!", result.whyNoPoints.c_str());
   else
     return false;
   return true;
@@ -97,12 +97,23 @@ BatchStatus statusOf(const ConversionResult& result) {
   return complete ? kEverythingWritten : kSomethingMissing;
 }
 
+/// Whether the pose file was named as pcbin file and the other way round; prints an error line.
+bool areExchanged(const Conversion& wanted) {
+  if (wanted.pgoPath.empty() || kindOfFile(wanted.pgoPath) != "pcbin" ||
+      kindOfFile(wanted.pcbinPath) == "pcbin")
+    return false;
+  TRACE_ERROR("batch", "-i and -f are exchanged: %s is a pcbin file, %s is not!",
+              wanted.pgoPath.c_str(), wanted.pcbinPath.c_str());
+  return true;
+}
+
 BatchStatus convert(const Conversion& wanted, ConversionResult& result, ProgressBar& bar) {
-  if (!checkInputs(wanted)) return kNothingWritten;
+  if (!checkInputs(wanted) || areExchanged(wanted)) return kNothingWritten;
   ferrun::StagedFile las;
   if (!las.create(wanted.lasPath)) return kNothingWritten;
   Conversion conversion = wanted;
   conversion.lasPath = las.temporaryName();
+  conversion.lasName = wanted.lasPath;
   const bool converted =
       convertSurvey(conversion, Style::kScript, result, progressOf(wanted.pcbinPath, bar));
   bar.erase();

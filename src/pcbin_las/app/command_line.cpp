@@ -24,8 +24,9 @@ bool note(CommandLine& line, int level, const std::string& text) {
 }
 
 bool badNumber(const Option& option, const std::string& text, CommandLine& line) {
-  return note(line, ferrun::kLevelError,
-              StrUtil::format("option %s: bad number(%s)", option.name, text.c_str()));
+  return note(
+      line, ferrun::kLevelError,
+      StrUtil::format("option %s: bad number(%s)", typed(option.name).c_str(), text.c_str()));
 }
 
 bool readValue(const Option&, const Values& values, std::string& text, CommandLine&) {
@@ -56,7 +57,7 @@ bool readOffset(const Option& option, const Values& values, CommandLine& line) {
   std::array<double, 3> offset = {};
   if (values.size() < offset.size())
     return note(line, ferrun::kLevelWarning,
-                StrUtil::format("option offset ignored: it has %zu of 3 values", values.size()));
+                StrUtil::format("option --offset ignored: it has %zu of 3 values", values.size()));
   for (std::size_t axis = 0; axis < offset.size(); ++axis) {
     const std::string& text = values[axis];
     std::size_t end = 0;
@@ -65,7 +66,7 @@ bool readOffset(const Option& option, const Values& values, CommandLine& line) {
     offset[axis] = *value;
     if (end < text.size())
       note(line, ferrun::kLevelWarning,
-           StrUtil::format("option offset: %s is read as %.15g", text.c_str(), *value));
+           StrUtil::format("option --offset: %s is read as %.15g", text.c_str(), *value));
   }
   line.offset = offset;
   return true;
@@ -81,9 +82,9 @@ bool readThreads(const Option& option, const Values& values, CommandLine& line) 
   int threads = 0;
   if (!readValue(option, values, threads, line)) return false;
   if (threads < 1 || threads > static_cast<int>(kMostThreads))
-    return note(
-        line, ferrun::kLevelError,
-        StrUtil::format("option threads: %d is not a number from 1 to %u", threads, kMostThreads));
+    return note(line, ferrun::kLevelError,
+                StrUtil::format("option --threads: %d is not a number from 1 to %u", threads,
+                                kMostThreads));
   line.conversion.threads = static_cast<unsigned>(threads);
   return true;
 }

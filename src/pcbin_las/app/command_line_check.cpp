@@ -66,6 +66,9 @@ Fault wrongValueCount(const Option& option, const Values& values) {
   if (values.size() < needed)
     return StrUtil::format("option %s needs %zu value%s(%s), %zu given", name.c_str(), needed,
                            needed == 1 ? "" : "s", option.values, values.size());
+  if (std::ranges::find(values, "") != values.end())
+    return StrUtil::format("option %s needs %zu value%s(%s), an empty one given", name.c_str(),
+                           needed, needed == 1 ? "" : "s", option.values);
   if (values.size() > words.size())
     return StrUtil::format("option %s: unexpected value(%s)", name.c_str(),
                            ferrun::escapeControls(values[words.size()]).c_str());
@@ -96,7 +99,7 @@ Fault wrongNumber(const Option& option, const Values& values) {
                                                           : ferrun::toInt(text, &end).has_value();
     if (isNumber && end == text.size()) continue;
     const char* const what = isNumber ? "other characters after the number" : "bad number";
-    return StrUtil::format("option %s: %s(%s)", option.name, what,
+    return StrUtil::format("option %s: %s(%s)", typed(option.name).c_str(), what,
                            ferrun::escapeControls(value).c_str());
   }
   return std::nullopt;

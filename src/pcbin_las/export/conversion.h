@@ -26,6 +26,7 @@ struct ConversionResult {
   modeling_app::ReadEnd readEnd = modeling_app::ReadEnd::kEndOfFile;  ///< the worst of all reads
   bool writeFailed = false;
   bool wrongClock = false;            ///< refused: the time stamps are not of the clock
+  std::string whyNoPoints;            ///< the cause when nothing failed and nothing was written
   std::optional<Movement> movement;   ///< of a sample of the points; nothing without poses
   std::array<double, 3> offset = {};  ///< x, y, z as in the LAS header, like low and high
   std::array<double, 3> low = {};
@@ -45,6 +46,7 @@ struct Conversion {
   std::string pcbinPath = "pgo.pcbin";
   std::string pgoPath;              ///< empty for none
   std::string lasPath = "map.las";  ///< created or overwritten
+  std::string lasName;              ///< the LAS file in messages; empty for its path
   PointOptions points;
   std::uint16_t epsg = 0;  ///< code of the coordinate system, 0 for none
   bool compress = false;   ///< write compressed points; see isLazName()

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "pcbin_las/export/map_position.h"
+#include "pcbin_las/export/no_points.h"
 #include "pcbin_las/export/pose_file.h"
 #include "pcbin_las/export/time_stamps.h"
 #include "pcbin_las/export/write_las.h"
@@ -20,6 +21,7 @@
 #include "pcbin_las/las/las_writer.h"
 #include "pcbin_las/las/variable_length_records.h"
 #include "pcbin_las/platform/file.h"
+#include "pcbin_las/platform/str_util.h"
 #include "pcbin_las/platform/trace_macros.h"
 #include "pcbin_las/process/available_cores.h"
 #include "pcbin_las/process/rate.h"
@@ -104,6 +106,7 @@ class Driver {
   void countLeftOut();
   bool mustEnd() const;
   void finish();
+  void warnOfRefused();
   void describeMap();
 
   const Conversion& conversion_;
@@ -112,6 +115,7 @@ class Driver {
   const Progress& progress_;
   std::shared_ptr<modeling_app::PcbReader> reader_ = std::make_shared<modeling_app::PcbReader>();
   norvo::PGOResultMsg poses_;
+  PoseFileReport poseReport_;  ///< in the style of a script
   std::shared_ptr<pontra::LasWriter> writer_ = std::make_shared<pontra::LasWriter>();
   PointSample sample_;
   FrameTally tally_;
@@ -129,15 +133,15 @@ bool Driver::openInputs() {
   result_.framesAnnounced = reader_->announcedFrames();
   result_.pointsAnnounced = reader_->announcedPoints();
   if (style_ == Style::kDialogue) return loadPgoFile(conversion_.pgoPath, poses_);
-  PoseFileReport report;
-  const bool loaded = loadPgoFile(conversion_.pgoPath, poses_, report);
-  result_.poseLinesSkipped = report.skipped;
-  if (loaded) checkPoses(conversion_.pgoPath, report, poses_);
+  const bool loaded = loadPgoFile(conversion_.pgoPath, poses_, poseReport_);
+  result_.poseLinesSkipped = poseReport_.skipped;
+  if (loaded) checkPoses(conversion_.pgoPath, poseReport_, poses_);
   return loaded;
 }
 
 /// Opens the writer with the header for the poses and the options.
 bool Driver::openWriter() {
+  writer_->setShownName(conversion_.lasName);
   pontra::LasHeader header;
   pontra::LasHeaderInit(&header, pontra::kPointFormat3);
   header.xOffset = poses_.offset.x();
@@ -226,8 +230,11 @@ bool Driver::mustEnd() const {
 
 /// Closes both files and completes the result.
 void Driver::finish() {
-  writer_->close();
+  const bool namesCauses =
+      style_ == Style::kScript || conversion_.points.clock || hasOutputOption(conversion_);
+  writer_->close(!namesCauses);
   countLeftOut();
+  if (namesCauses && result_.refused > 0) warnOfRefused();
   const pontra::LasHeader& header = writer_->header();
   result_.written = header.numberOfPointRecords;
   result_.offset = {header.xOffset, header.yOffset, header.zOffset};
@@ -236,7 +243,40 @@ void Driver::finish() {
   reader_->close();
   if (conversion_.points.clock) printTimes(tally_.times);
   checkMapPosition(conversion_.epsg, result_);
-  if (style_ == Style::kScript && result_.written > 0) describeMap();
+  if (style_ == Style::kDialogue) return;
+  if (result_.written > 0)
+    describeMap();
+  else
+    result_.whyNoPoints = whyNoPoints(conversion_, result_, poseReport_, sample_);
+}
+
+/// Names the causes for which points were refused, and the first of these points.
+void Driver::warnOfRefused() {
+  const RefusedPoints& refused = tally_.refused;
+  // The sign of NaN differs between machines.
+  const auto shown = [](float value) {
+    return double{std::isnan(value) ? std::abs(value) : value};
+  };
+  const std::uint64_t beyond = result_.refused - refused.notFinite - refused.outOfRange;
+  std::string causes;
+  const auto add = [&causes](std::uint64_t count, const char* cause) {
+    if (count == 0) return;
+    causes += ferrun::StrUtil::format("%s%llu %s", causes.empty() ? "" : ", ",
+                                      static_cast<unsigned long long>(count), cause);
+  };
+  add(refused.notFinite, "not finite");
+  add(refused.outOfRange, "too far from the offset for the scale factor");
+  add(beyond, "beyond 4294967295 records");
+  const std::string& path = conversion_.lasPath;
+  const char* const name = (conversion_.lasName.empty() ? path : conversion_.lasName).c_str();
+  if (refused.notFinite + refused.outOfRange == 0)
+    TRACE_WARNING("pcbin_las", "las file(%s): points left out: %s!", name, causes.c_str());
+  else
+    TRACE_WARNING("pcbin_las",
+                  "las file(%s): points left out: %s; the first, of sweep %u, is at %.9g %.9g "
+                  "%.9g!",
+                  name, causes.c_str(), refused.firstSweep, shown(refused.first[0]),
+                  shown(refused.first[1]), shown(refused.first[2]));
 }
 
 /// Checks a sample of the points, and prints what the poses did and where the map lies.

@@ -51,8 +51,10 @@ class Loader {
   unsigned lineNumber_ = 0;
   std::vector<std::string> heldWarnings_;  ///< of skipped lines, until a line gives a pose
   bool warnedOfMemory_ = false;
+  std::string firstLine_;
   std::string title_;
   std::string firstSkipped_;
+  std::string firstReason_;  ///< why it was skipped
 };
 
 bool Loader::load() {
@@ -63,7 +65,9 @@ bool Loader::load() {
   }
   const bool read = makeRoom(0) && readLines(file);
   if (read && strict_ && report_.poses == 0) {
-    report_.whyNoPose = whyNoPose(firstSkipped_.empty() ? title_ : firstSkipped_);
+    report_.whyNoPose = whyNoPose(firstLine_, firstSkipped_.empty() ? title_ : firstSkipped_,
+                                  firstReason_.empty() ? "it has no line with 28 numbers"
+                                                       : "every line is damaged, " + firstReason_);
     TRACE_WARNING("pcbin_las", "pgo file(%s) gives no pose: %s!", pgoPath_.c_str(),
                   report_.whyNoPose.c_str());
   }
@@ -80,6 +84,7 @@ bool Loader::readLines(ferrun::File& file) {
   while (file.readLine(&text) > 0) {
     ++lineNumber_;
     if (lineNumber_ == 1 && text.starts_with(kByteOrderMark)) text.erase(0, kByteOrderMark.size());
+    if (lineNumber_ == 1) firstLine_ = text.substr(0, kLongestField);
     if (!readLine(text)) return false;
   }
   if (file.readError() == 0) return true;
@@ -99,8 +104,10 @@ bool Loader::readLine(const std::string& text) {
   PoseLine line;
   if (const auto column = readPoseLine(pieces, strict_, line)) {
     const std::string field = ferrun::escapeControls(pieces[*column].substr(0, kLongestField));
-    skip(text,
-         ferrun::StrUtil::format("column %zu is not a valid number(%s)", *column, field.c_str()));
+    const char* const expected = strict_ && *column == 1
+                                     ? "must be a whole number from 0 to 16777215"
+                                     : "is not a valid number";
+    skip(text, ferrun::StrUtil::format("column %zu %s(%s)", *column, expected, field.c_str()));
     return true;
   }
   if (const std::string reason = damage(line); strict_ && !reason.empty()) {
@@ -164,7 +171,10 @@ bool Loader::isIgnored(const std::string& text, const Fields& pieces) {
 
 /// Prints a warning, if strict after the first line that gives a pose.
 void Loader::skip(const std::string& text, const std::string& reason) {
-  if (report_.skipped == 0) firstSkipped_ = text;
+  if (report_.skipped == 0) {
+    firstSkipped_ = text;
+    firstReason_ = ferrun::StrUtil::format("line %u: %s", lineNumber_, reason.c_str());
+  }
   ++report_.skipped;
   if (report_.skipped > kMostWarnings) return;
   heldWarnings_.push_back(

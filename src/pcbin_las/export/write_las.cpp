@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
+#include <limits>
 #include <span>
 #include <utility>
 
@@ -69,17 +71,54 @@ void refineBlock(std::span<const norvo::PointRGBIST> points, unsigned i,
   }
 }
 
-/// Sets the times of the points.
-void convertTimes(pontra::Clock clock, RefinedBlock& block, WrittenTimes& times) {
+/// Converts the times of a block.
+template <pontra::Clock kClock>
+void convertTimes(RefinedBlock& block, WrittenTimes& times) {
+  constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+  std::size_t missing = 0;
   for (std::size_t k = 0; k < block.count; ++k) {
     const double timeStamp = block.points[k]->timestamp;
-    block.time[k] = 0;
-    if (timeStamp == 0 || !pontra::isTimeOf(clock, timeStamp)) {
-      ++times.missing;
-      continue;
+    const bool valid = timeStamp != 0 && pontra::isTimeOf(kClock, timeStamp);
+    missing += valid ? 0 : 1;
+    block.time[k] = valid ? pontra::toAdjustedGpsTime(kClock, timeStamp) : kNone;
+  }
+  if (missing < block.count) {
+    const auto isTime = [](double time) { return !std::isnan(time); };
+    const std::span<const double> all(block.time.data(), block.count);
+    if (!times.first) times.first = *std::ranges::find_if(all, isTime);
+    times.last = *std::find_if(all.rbegin(), all.rend(), isTime);
+  }
+  times.missing += missing;
+  if (missing > 0)
+    std::replace_if(
+        block.time.begin(), block.time.begin() + block.count,
+        [](double time) { return std::isnan(time); }, 0.0);
+}
+
+void convertTimes(pontra::Clock clock, RefinedBlock& block, WrittenTimes& times) {
+  switch (clock) {
+    case pontra::Clock::kUnix:
+      return convertTimes<pontra::Clock::kUnix>(block, times);
+    case pontra::Clock::kGps:
+      return convertTimes<pontra::Clock::kGps>(block, times);
+    case pontra::Clock::kAdjustedGps:
+      return convertTimes<pontra::Clock::kAdjustedGps>(block, times);
+  }
+}
+
+/// Counts the points of a block that the writer has refused for their coordinates.
+void countRefused(const pontra::LasWriter& writer, const RefinedBlock& block,
+                  RefusedPoints& refused) {
+  for (std::size_t k = 0; k < block.count; ++k) {
+    const std::array<float, 3> place = {block.x[k], block.y[k], block.z[k]};
+    if (writer.fits({place[0], place[1], place[2]})) continue;
+    if (refused.notFinite + refused.outOfRange == 0) {
+      refused.firstSweep = block.points[k]->sweepid;
+      refused.first = place;
     }
-    block.time[k] = times.last = pontra::toAdjustedGpsTime(clock, timeStamp);
-    if (!times.first) times.first = times.last;
+    const bool finite =
+        std::ranges::all_of(place, [](float value) { return std::isfinite(value); });
+    ++(finite ? refused.outOfRange : refused.notFinite);
   }
 }
 
@@ -101,7 +140,7 @@ bool writeFrame(pontra::LasWriter& writer, const modeling_app::PclRGBFrame& fram
     const auto blockPoints = points.subspan(i, std::min(kBlock, points.size() - i));
     refineBlock(blockPoints, static_cast<unsigned>(i), msg, motion, block);
     tally.noPose += blockPoints.size() - block.count;
-    if (hasClock) convertTimes(*options.clock, block, tally.times);
+    if (options.clock) convertTimes(*options.clock, block, tally.times);
     // Copies of the options, so that writing a record cannot change them.
     const auto pointAt = [&block, colourScale, sourceIdBits, hasClock](std::size_t k) {
       const norvo::PointRGBIST& point = *block.points[k];
@@ -116,7 +155,9 @@ bool writeFrame(pontra::LasWriter& writer, const modeling_app::PclRGBFrame& fram
           .gpsTime = hasClock ? block.time[k] : point.timestamp,
           .pointSourceID = static_cast<std::uint16_t>(point.sweepid & sourceIdBits)};
     };
+    const std::uint64_t refusedBefore = writer.refused();
     writer.writePoints(block.count, pointAt);
+    if (writer.refused() > refusedBefore) countRefused(writer, block, tally.refused);
   }
   return true;
 }

@@ -2,6 +2,7 @@
 // Turns frames into LAS points.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -26,10 +27,19 @@ struct WrittenTimes {
   std::uint64_t missing = 0;  ///< points whose time stamp the clock cannot have
 };
 
+/// The points that do not fit the LAS file.
+struct RefusedPoints {
+  std::uint64_t notFinite = 0;   ///< points with a coordinate that is not finite
+  std::uint64_t outOfRange = 0;  ///< points too far from the offset
+  std::uint32_t firstSweep = 0;  ///< the sweep of the first of them
+  std::array<float, 3> first = {};
+};
+
 /// What writeFrame() tells besides the points that it writes.
 struct FrameTally {
   std::uint64_t noPose = 0;  ///< points left out because their sweep has no pose
   WrittenTimes times;        ///< with PointOptions::clock
+  RefusedPoints refused;
 };
 
 /// Refines the points of `frame` by the poses of `msg` and appends those whose sweep has a pose to

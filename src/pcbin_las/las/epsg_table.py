@@ -59,7 +59,7 @@ def metres(code, area):
     if not points:
         return None
     x, y = zip(*points)
-    return [math.floor(min(x)), math.floor(min(y)), math.ceil(max(x)), math.ceil(max(y))]
+    return [round(limit) for limit in (min(x), min(y), max(x), max(y))]
 
 
 def hundredths(west, south, east, north):

@@ -72,6 +72,7 @@ bool LasWriter::openWith(const LasHeader& header, const std::string& path, unsig
     return false;
   }
   if (!openFile()) return false;
+  file_.setShownName(shownName_);
 
   begin(header, path);
   dataStart_ = header.pointDataOffset;
@@ -252,7 +253,7 @@ bool LasWriter::writeHeader() {
   return !headerStale_;
 }
 
-bool LasWriter::close() {
+bool LasWriter::close(bool printsRefused) {
   if (!file_.isOpen()) return false;
   if (used_ > 0) writeOut();
   if (compressed_) {
@@ -268,7 +269,7 @@ bool LasWriter::close() {
   if (file_.writeError() != 0) failed_ = true;
   records_.reset();
   limit_ = 0;
-  if (refused_ + lost_ > 0)
+  if (printsRefused && refused_ + lost_ > 0)
     TRACE_MEMBER_WARNING(
         "LasWriter", "close",
         "file(%s): %llu points not written, %snot finite or too far from the offset for "

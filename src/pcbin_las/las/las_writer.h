@@ -125,7 +125,19 @@ class LasWriter {
   /// the number of points refused for their coordinates or for the count. The last header on disk
   /// describes exactly the whole records on disk, also after a failed write. False when a write has
   /// failed or the writer is not open.
-  bool close();
+  bool close() { return close(true); }
+
+  /// The same; prints the warning only if `printsRefused` is set.
+  bool close(bool printsRefused);
+
+  /// Sets the name of the file in messages, in place of the path that is given to open().
+  void setShownName(const std::string& name) { shownName_ = name; }
+
+  /// Whether the coordinates x, y, z fit into 32 bits of steps.
+  bool fits(const std::array<double, 3>& place) const {
+    return fitsSteps(place[0] / scale_[0]) && fitsSteps(place[1] / scale_[1]) &&
+           fitsSteps(place[2] / scale_[2]);
+  }
 
   /// Points that writePoint() has refused for their coordinates or for the count.
   std::uint64_t refused() const { return refused_; }
@@ -201,6 +213,7 @@ class LasWriter {
 
   ferrun::File file_;
   std::string path_;
+  std::string shownName_;  ///< empty for the path
   LasHeader header_{};
   std::array<double, 3> scale_ = {1, 1, 1};
   std::unique_ptr<LasPointRecord[]> records_;  ///< the write buffer

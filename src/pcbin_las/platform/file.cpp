@@ -107,6 +107,7 @@ bool File::openWith(const std::string& name, bool reading, OpenDescriptor openDe
   readError_ = writeError_ = reportedError_ = 0;
   try {
     name_ = name;
+    shownName_.clear();
     buffer_ = std::make_unique_for_overwrite<char[]>(capacity_);
     descriptor_ = openDescriptor();
   } catch (const std::bad_alloc&) {
@@ -152,7 +153,8 @@ void File::discard() {
 /// Prints why an operation failed, once for each reason: a failing device fails repeatedly.
 void File::report(const char* function, const char* operation, int error) {
   if (std::exchange(reportedError_, error) == error) return;
-  TRACE_MEMBER_ERROR("File", function, "file(%s) %s error: %s!", name_.c_str(), operation,
+  TRACE_MEMBER_ERROR("File", function, "file(%s) %s error: %s!",
+                     (shownName_.empty() ? name_ : shownName_).c_str(), operation,
                      std::strerror(error));
 }
 

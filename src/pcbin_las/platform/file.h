@@ -104,6 +104,9 @@ class PCBIN_API File final : public IODevice {
   /// errno of the write or seek that failed, 0 when none has failed since open() or seek().
   int writeError() const { return writeError_; }
 
+  /// Sets the name of the open file in messages, in place of its own; empty for its own.
+  void setShownName(const std::string& name) { shownName_ = name; }
+
   /// Truncates a file open for writing to `size` bytes; the current position does not change. False
   /// on failure.
   bool truncate(std::int64_t size);
@@ -129,6 +132,7 @@ class PCBIN_API File final : public IODevice {
   static constexpr std::size_t kLargestRead = std::size_t{256} << 10;
 
   std::string name_;
+  std::string shownName_;  ///< in messages; empty for name_
   int descriptor_ = -1;
   bool reading_ = true;
   bool regular_ = false;
