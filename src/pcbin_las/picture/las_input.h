@@ -66,6 +66,7 @@ class LasInput {
 
  private:
   bool acceptHeader();
+  bool findCompressedPoints();
 
   static constexpr std::uint64_t kSampleBlocks = 256;
 

@@ -14,6 +14,10 @@ struct Area {
   double width = 0;  ///< of the square, greater than 0
 };
 
+/// The threads that decode a compressed LAS file, 1 to 64; 0 for as many as cores. main() sets it
+/// before a mode runs.
+inline unsigned g_threads = 0;
+
 /// False when the program was built without libpng: then no picture can be drawn.
 bool isSupported();
 
@@ -26,9 +30,9 @@ bool isSupported();
 /// LAS file, the number of points, a scale bar and the coordinates of the edges.
 ///
 /// The input is a LAS file of point data record format 3 with records of 34 bytes, with or without
-/// variable-length records. At most as many records are drawn as its header declares, fewer when
-/// the file ends before. The file is read once, and some blocks of it twice; memory use is at most
-/// about 60 MB for files of any size.
+/// variable-length records, or a compressed file that LasReader can decode. At most as many records
+/// are drawn as its header declares, fewer when the file ends before. The file is read once, and
+/// some blocks of it twice; memory use is at most about 60 MB for files of any size.
 ///
 /// The picture is written beside `pngPath` under a temporary name (StagedFile) and renamed,
 /// in the place of an existing regular file, when it is complete.
