@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: BSD-3-Clause
-# Converts the survey in one directory: survey.pcbin and pgo.csv become map.las, with its picture in map.png,
-# the counts in summary.json and all messages in convert.log. Prints one line, with the cause when the survey
+# Converts the survey in one directory: survey.pcbin and pgo.csv become map.las, with its pictures in map.png
+# and map_small.png, the counts in summary.json and all messages in convert.log. Prints one line, with the cause when the survey
 # is not complete. Exit status: 0 everything written, 1 something missing, 2 nothing written, 3 refused; 0 also
 # for a survey that is skipped, and for a directory that has nothing to convert.
 #
@@ -106,6 +106,9 @@ set -- "$@" ${PCBIN_LAS_OPTIONS-}
 exec 4>&2 2>&3 # the shell's line about a killed program belongs to the log as well
 "$program" "$@" >&3 3>&- 4>&-
 status=$?
+if [ $status -le 1 ] && [ "$pictures" != no ]; then # a small picture for the page, which can do without
+  "$program" -r "$directory/map.las" --picture "$directory/map_small.png" --picture-size 380 -d 4 > /dev/null 3>&- 4>&-
+fi
 exec 2>&4 4>&-
 case $status in
   0)

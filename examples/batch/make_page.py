@@ -390,10 +390,10 @@ class Survey:
             facts.append(("Date", date_text(self.date())))
         return facts
 
-    def picture(self):
-        """The file that shows map.las as the last conversion has left it, or None."""
-        picture = modified(self.path("map.png"))
-        return "map.png" if self.written() > 0 and picture >= modified(self.path("map.las")) > 0 else None
+    def picture(self, *files):
+        """The first of these files that shows map.las as the last conversion has left it, or None."""
+        drawn = modified(self.path("map.las")) if self.written() > 0 else 0
+        return next((file for file in files if modified(self.path(file)) >= drawn > 0), None)
 
     def link(self, file):
         return "./" + quote(os.fsencode(self.name)) + "/" + file
@@ -404,14 +404,14 @@ class Survey:
     def links(self):
         for file in FILES:
             if os.path.isfile(self.path(file)):
-                earlier = "an earlier " if file == "map.las" and self.written() == 0 else ""
-                yield f'<a href="{self.link(file)}">{earlier}{file}</a>'
+                kind = "unverified " if file == "map.las" and self.written() == 0 else ""
+                yield f'<a href="{self.link(file)}">{kind}{file}</a>'
 
     def card(self, place):
-        name, picture = shown(self.name), self.picture()
-        if picture:
-            image = f'<img loading="lazy" src="{self.link(picture)}" alt="{name} from above">'
-            image = f'<a class="picture" href="{self.link("map.png")}">{image}</a>\n'
+        name, small, large = shown(self.name), self.picture("map_small.png", "map.png"), self.picture("map.png")
+        if large:
+            image = f'<img loading="lazy" src="{self.link(small)}" alt="{name} from above">'
+            image = f'<a class="picture" href="{self.link(large)}">{image}</a>\n'
         else:
             image = '<div class="picture">no picture</div>\n' if self.written() > 0 else ""
         warnings = "".join(f"<li>{shown(warning)}</li>" for warning in self.warnings)

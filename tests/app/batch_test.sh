@@ -90,6 +90,9 @@ cmp -s ./-surveys/-v/map.las './-surveys/b with  blanks/map.las' || fail 'differ
 [ "$(stat -c %s ./-surveys/-v/map.las)" -eq 261 ] || fail 'no point was written'
 all 2 missing
 all 2 -surveys/empty
+mkdir few && cp -r -- ./-surveys/s01 ./-surveys/s02 few
+PCBIN_LAS_OPTIONS='--epsg 1' all 1 few 1 # status 255 does not keep xargs from the others
+has all.log '0 converted, 0 done before, 0 incomplete, 2 refused, 0 failed' 'few/s01: refused: EPSG:1 is out .*'
 PCBIN_LAS=./none ./convert_survey.sh -surveys/s12 > all.log && fail 'a missing program ended with 0'
 has all.log '-surveys/s12: failed: the program cannot be started: .*No such file.*'
 

@@ -1,12 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// The checks of a command line, and the texts that list the options.
-#include <regex>
-#include <set>
-
+// The checks of a command line.
 #include <gmock/gmock.h>
 
 #include "pcbin_las/app/option_table.h"
-#include "support/temp_dir.h"
 
 namespace {
 
@@ -92,23 +88,6 @@ TEST(Options, ThatCannotBeParsedAreExplainedOnATerminalAndWithStrictOptions) {
   for (const auto& c : cases) {
     EXPECT_EQ(refusal(c.words, true), c.reason);
     EXPECT_EQ(refusal(c.words), c.saidToScripts ? c.reason : "unsaid");
-  }
-}
-
-TEST(Options, AreInTheManualPageAndTheCompletion) {
-  const auto words = [](std::string text) {
-    text = std::regex_replace(text, std::regex("\\\\-"), "-");
-    const std::regex word("-[-a-z0-9]+");
-    return std::set<std::string>(std::sregex_token_iterator(text.begin(), text.end(), word),
-                                 std::sregex_token_iterator());
-  };
-  const auto page = words(test::readFile(PCBIN_PACKAGING_DIR "/pcbin_las.1.in"));
-  const auto completion = words(test::readFile(PCBIN_PACKAGING_DIR "/pcbin_las.bash"));
-  for (const cli::Option& option : cli::allOptions()) {
-    const std::string name = option.name;
-    const std::string typed = (name.size() == 1 ? "-" : "--") + name;
-    EXPECT_THAT(page, testing::Contains(typed));
-    EXPECT_THAT(completion, testing::Contains(typed));
   }
 }
 

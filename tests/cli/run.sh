@@ -8,6 +8,7 @@ set -euo pipefail
 update=false
 if [ "$1" = --update ]; then update=true && shift; fi
 session=$(realpath "$1")
+sources=$(dirname "$session")/../..
 shift
 program=${!#}
 directory=$(mktemp -d)

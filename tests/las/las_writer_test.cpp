@@ -162,6 +162,13 @@ TEST(LasWriter, RefusesCoordinatesThatDoNotFitAndReportsTheirNumber) {
 TEST(LasWriter, WritesOneFileAfterAnotherWithAnyBufferSizeAndScaleFactor) {
   const test::TempDir dir;
   LasWriter writer;
+  ASSERT_TRUE(writer.open(headerWithOffset(), dir.path("full.las"), kFourRecords));
+  {
+    const test::FaultyFile full(dir.path("full.las"), {.end = 300});
+    for (const double x : {kNan, 1.0, 2.0, 3.0, 4.0, 5.0}) writer.writePoint(pointAt(x, 0, 0));
+    EXPECT_FALSE(writer.close());
+  }
+  const test::CapturedLines captured;
   for (const unsigned bufferSize : {0U, 33U, kFourRecords}) {
     pontra::LasHeader header = headerWithOffset();
     header.yScaleFactor = -0.002;
@@ -170,6 +177,7 @@ TEST(LasWriter, WritesOneFileAfterAnotherWithAnyBufferSizeAndScaleFactor) {
     EXPECT_TRUE(writer.close());
     expectWholeLas(test::readFile(dir.path("a.las")), 5);
   }
+  EXPECT_TRUE(captured.lines().empty());
 }
 
 TEST(LasWriter, UpdatesTheHeaderOnDiskWithEachBuffer) {

@@ -98,6 +98,18 @@ TEST(PcbReader, ReadsFramesWithoutPointsAndBlocksLargerThanAPiece) {
   }
 }
 
+TEST(PcbReader, ReadsASmallFrameAfterALargeOneThatIsNotUsedAnyMore) {
+  OpenReader coloured(test::pcbHeader(0, 0) +
+                      test::rgbFrame(0, 0, std::vector<test::RgbPoint>(90)) +
+                      test::rgbFrame(1, 0, std::vector<test::RgbPoint>(3)));
+  OpenReader lidar(test::pcbHeader(0, 0) + test::irtFrame(0, 0, std::vector<test::IrtPoint>(90)) +
+                   test::irtFrame(1, 0, std::vector<test::IrtPoint>(3)));
+  for (const std::size_t size : {90U, 3U}) {
+    EXPECT_EQ(coloured.readPclRGB(1).at(0)->cloud->points.size(), size);
+    EXPECT_EQ(lidar.readPcl(1).at(0)->cloud->points.size(), size);
+  }
+}
+
 TEST(PcbReader, ChecksTheFirstNineBytesOfTheFileHeader) {
   const TempDir directory;
   const Bytes file = test::rgbFile(3, 2);

@@ -5,6 +5,7 @@
 #include <cinttypes>
 #include <cstdio>
 
+#include "pcbin_las/app/full_version.h"
 #include "pcbin_las/output/staged_file.h"
 #include "pcbin_las/platform/file.h"
 #include "pcbin_las/platform/trace_macros.h"
@@ -57,7 +58,7 @@ std::string summaryText(const Conversion& conversion, const BatchOutputs& output
   summary["offset"] = result.offset;
   summary["moved"] = movedBy(result.movement);
   summary["seconds"] = outcome.seconds;
-  summary["version"] = PCBIN_LAS_VERSION;
+  summary["version"] = fullVersion();
   summary["first_error"] = textOrNull(outcome.firstError);
   summary["warnings"] = outcome.warnings;
   return summary.dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n";

@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdio>
 
+#include "pcbin_las/app/full_version.h"
 #include "pcbin_las/app/option_table.h"
 #include "pcbin_las/las/epsg.h"
 #include "pcbin_las/platform/number.h"
@@ -366,7 +367,7 @@ void printOptions() {
 }
 
 void printVersion() {
-  std::puts("pcbin_las " PCBIN_LAS_VERSION);
+  std::printf("pcbin_las %s\n", fullVersion());
 }
 
 }  // namespace cli

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstring>
 #include <limits>
+#include <new>
 #include <vector>
 
 #include "pcbin_las/app/las_repair.h"
@@ -38,6 +39,7 @@ class Copy {
   template <class Look>
   bool run(std::int64_t begin, std::int64_t end, std::int64_t recordLength, Look look) {
     from_.seek(begin);
+    if (from_.pos() != begin) return setReason("it cannot be read");
     while (begin < end) {
       const std::int64_t size = std::min(end - begin, kPieceSize / recordLength * recordLength);
       const auto count = static_cast<int>(size);
@@ -117,9 +119,7 @@ bool copyAll(const std::string& path, ferrun::File& file, ferrun::File& copy,
   return false;
 }
 
-}  // namespace
-
-int lossless_repair(const std::string& path) {
+int repair(const std::string& path) {
   const std::string newPath = repairedPath(path);
   ferrun::File file;
   if (!file.open(path, ferrun::File::kRead)) return fail(path, std::strerror(errno));
@@ -151,4 +151,14 @@ int lossless_repair(const std::string& path) {
              static_cast<unsigned long long>(points.count()),
              changes.empty() ? "nothing was wrong" : changes.c_str());
   return keptAll ? kComplete : kIncomplete;
+}
+
+}  // namespace
+
+int lossless_repair(const std::string& path) {
+  try {
+    return repair(path);
+  } catch (const std::bad_alloc&) {
+    return fail(path, "no memory is left");
+  }
 }

@@ -32,17 +32,13 @@ constexpr int kFailure = -1;
 /// Starts the tracer with the sink of the run, and handles signals that end it. With --batch,
 /// warnings and errors always reach the sink, which is returned.
 std::shared_ptr<BatchSink> startTracer(const CommandLine& line) {
-  ferrun::Tracer* const tracer = ferrun::Singleton<ferrun::Tracer>::getInstance();
   std::shared_ptr<BatchSink> batchSink;
   if (line.batch) {
     batchSink = std::make_shared<BatchSink>(line.level);
-    tracer->setLevel(std::min(line.level, ferrun::kLevelWarning));
-    tracer->addSink(batchSink);
+    ferrun::printLinesTo(batchSink, std::min(line.level, ferrun::kLevelWarning));
   } else {
-    tracer->setLevel(line.level);
-    tracer->addSink(std::make_shared<ferrun::STDSink>());
+    ferrun::printLinesToConsole(line.level);
   }
-  tracer->start();
   ferrun::handleStopSignals();
   return batchSink;
 }

@@ -2,6 +2,8 @@
 #include "pcbin_las/las/las_reader.h"
 
 #include <algorithm>
+#include <memory>
+#include <new>
 
 #include "pcbin_las/platform/byte_image.h"
 
@@ -52,11 +54,13 @@ bool LasReader::readBytesBeforePoints(const std::function<bool(std::span<const c
   constexpr std::int64_t kPieceSize = 1 << 20;
   const std::int64_t end = header_.pointDataOffset;
   if (isRegular() && file_.pos() != dataStart_) file_.seek(dataStart_);
-  std::vector<char> piece;
+  if (isRegular() && file_.pos() != dataStart_) return false;
+  const std::unique_ptr<char[]> piece(new (std::nothrow) char[kPieceSize]);
+  if (!piece) return false;
   while (dataStart_ < end) {
     const auto size = static_cast<int>(std::min(end - dataStart_, kPieceSize));
-    piece.resize(static_cast<std::size_t>(size));
-    if (readNext(piece.data(), size) != size || !take(piece)) return false;
+    if (readNext(piece.get(), size) != size || !take({piece.get(), static_cast<std::size_t>(size)}))
+      return false;
     dataStart_ += size;
   }
   return true;

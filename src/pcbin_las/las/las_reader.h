@@ -62,7 +62,8 @@ class LasReader {
 
   /// Passes the bytes between byte 227 and pointDataOffset to `take`, in pieces of at most 1 MiB;
   /// the record after them is then the first one. Takes the place of findPoints(). False when a
-  /// read fails, the file ends before the points, or `take` returns false.
+  /// read fails, the file ends before the points, there is no memory for a piece, or `take` returns
+  /// false.
   bool readBytesBeforePoints(const std::function<bool(std::span<const char>)>& take);
 
   /// Whether the points are compressed: bit 7 of the point format is set, and there is a LASzip
