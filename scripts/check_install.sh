@@ -77,7 +77,7 @@ check_completion() {
   expect_words "e.png" pcbin_las -r b.las --picture ""
   expect_words "--repair --rgb16" pcbin_las --r
   expect_words "--source-id -d" pcbin_las --repair b.las ""
-  expect_words "-s -n -v --picture --zoom -d" pcbin_las -r b.las ""
+  expect_words "-s -n -v --picture --zoom --slice --picture-size --threads -d" pcbin_las -r b.las ""
   expect_words "" pcbin_las --offset 1 -
   expect_words "" pcbin_las -r b.las --zoom 1 -
 }

@@ -6,6 +6,7 @@
 #include <exception>
 #include <sys/stat.h>
 
+#include "pcbin_las/app/comparison.h"
 #include "pcbin_las/app/convert.h"
 #include "pcbin_las/export/file_kind.h"
 #include "pcbin_las/export/pcbin_las.h"
@@ -142,6 +143,11 @@ BatchStatus convertOrExplain(const Conversion& wanted, ConversionResult& result,
   return status;
 }
 
+bool drawPicture(const Conversion& wanted, const BatchOutputs& outputs) {
+  return outputs.compare ? drawComparison(wanted, outputs)
+                         : picture::draw(wanted.lasPath, outputs.picturePath, outputs.picture);
+}
+
 }  // namespace
 
 BatchStatus batch_convert(const Conversion& wanted, const BatchOutputs& namedOutputs,
@@ -152,7 +158,7 @@ BatchStatus batch_convert(const Conversion& wanted, const BatchOutputs& namedOut
   if (!hasNameClash(wanted, outputs))
     outcome.status = convertOrExplain(wanted, outcome.result, sink.progressBar());
   if (outcome.status != kNothingWritten && !outputs.picturePath.empty() &&
-      !picture::draw(wanted.lasPath, outputs.picturePath, outputs.zoom))
+      !drawPicture(wanted, outputs))
     outcome.status = kSomethingMissing;
   ferrun::Tracer* const tracer = ferrun::Singleton<ferrun::Tracer>::getInstance();
   tracer->flush();

@@ -58,7 +58,7 @@ void print(const std::vector<cli::Note>& notes) {
 int viewLas(const CommandLine& line) {
   las_view(line.file, static_cast<unsigned>(line.start), static_cast<unsigned>(line.nums));
   if (line.outputs.picturePath.empty()) return 0;
-  return picture::draw(line.file, line.outputs.picturePath, line.outputs.zoom) ? 0 : 1;
+  return picture::draw(line.file, line.outputs.picturePath, line.outputs.picture) ? 0 : 1;
 }
 
 int runMode(const CommandLine& line, BatchSink* batchSink) {
