@@ -1,27 +1,57 @@
 # SPDX-License-Identifier: BSD-3-Clause
 # The Debian packages that cpack makes from the installed components; scripts/package.sh runs it.
 
-# Adds the licence and the changelog to a package. The changelog is the section of this version in
-# CHANGELOG.md; its date is SOURCE_DATE_EPOCH if set.
+include(GitVersion)
+pcbin_git_version(${PROJECT_SOURCE_DIR} ${PROJECT_VERSION} CPACK_PACKAGE_VERSION)
 set(CPACK_PACKAGE_CONTACT "pcbin_las developers <developers@pcbin-las.invalid>")
-file(READ CHANGELOG.md changes)
-string(REGEX REPLACE ".*\n## ${PROJECT_VERSION}\n+" "\n" changes "${changes}")
-string(REGEX REPLACE "\n## .*" "\n" changes "${changes}")
-string(REGEX REPLACE "\n  " "\n    " changes "${changes}")
-string(REGEX REPLACE "\n- " "\n  * " changes "${changes}")
-string(REGEX REPLACE "\n([^ \n])" "\n  \\1" changes "${changes}")
-file(WRITE ${PROJECT_BINARY_DIR}/packaging/changes "${changes}")
-execute_process(COMMAND fmt -t -w 78 ${PROJECT_BINARY_DIR}/packaging/changes OUTPUT_VARIABLE changes
-                COMMAND_ERROR_IS_FATAL ANY)
-string(REGEX REPLACE "\n([^ \n])" "\n    \\1" changes "${changes}")
-string(STRIP "${changes}" changes)
-string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
 
+# The entry of one release in the changelog of a package, from its section of CHANGELOG.md.
+# NAME is the version of the package, DATE a date as Debian writes it.
+function(pcbin_changelog_entry RELEASE NAME DATE VARIABLE)
+  string(REGEX REPLACE ".*\n## ${RELEASE} [^\n]*\n+" "\n" changes "${pcbin_changelog}")
+  string(REGEX REPLACE "\n## .*" "\n" changes "${changes}")
+  string(REGEX REPLACE "\n  " "\n    " changes "${changes}")
+  string(REGEX REPLACE "\n- " "\n  * " changes "${changes}")
+  string(REGEX REPLACE "\n([^ \n])" "\n  \\1" changes "${changes}")
+  file(WRITE ${PROJECT_BINARY_DIR}/packaging/changes "${changes}")
+  execute_process(COMMAND fmt -t -w 78 ${PROJECT_BINARY_DIR}/packaging/changes OUTPUT_VARIABLE changes
+                  COMMAND_ERROR_IS_FATAL ANY)
+  string(REGEX REPLACE "\n([^ \n])" "\n    \\1" changes "${changes}")
+  string(STRIP "${changes}" changes)
+  string(CONCAT entry "@PACKAGE@ (${NAME}) unstable; urgency=medium\n\n  ${changes}\n\n"
+         " -- ${CPACK_PACKAGE_CONTACT}  ${DATE}\n")
+  set(${VARIABLE} "${entry}" PARENT_SCOPE)
+endfunction()
+
+# The changelog of all releases. Releases have the date of CHANGELOG.md; a state that is no release has that of
+# SOURCE_DATE_EPOCH if set, otherwise now.
+file(READ CHANGELOG.md pcbin_changelog)
+string(REGEX MATCHALL "\n## [0-9.]+ \\([0-9-]+" sections "${pcbin_changelog}")
+set(debian_changelog "")
+foreach(section IN LISTS sections)
+  string(REGEX MATCH "([0-9.]+) .([0-9-]+)" ignored "${section}")
+  set(release ${CMAKE_MATCH_1})
+  set(date ${CMAKE_MATCH_2})
+  set(name ${release})
+  if(release STREQUAL PROJECT_VERSION AND NOT CPACK_PACKAGE_VERSION STREQUAL PROJECT_VERSION)
+    set(name ${CPACK_PACKAGE_VERSION})
+    string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
+  else()
+    execute_process(COMMAND ${CMAKE_COMMAND} -E env LC_ALL=C date -u -d ${date} "+%a, %d %b %Y 00:00:00 +0000"
+                    OUTPUT_VARIABLE date OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+  endif()
+  pcbin_changelog_entry(${release} ${name} "${date}" entry)
+  if(debian_changelog)
+    string(APPEND debian_changelog "\n")
+  endif()
+  string(APPEND debian_changelog "${entry}")
+endforeach()
+
+# Adds the licence and the changelog to a package.
 function(pcbin_add_package_documents COMPONENT PACKAGE)
   set(documents ${PROJECT_BINARY_DIR}/packaging/${PACKAGE})
-  file(WRITE ${documents}/changelog
-    "${PACKAGE} (${PROJECT_VERSION}) unstable; urgency=medium\n\n  ${changes}\n\n"
-    " -- ${CPACK_PACKAGE_CONTACT}  ${date}\n")
+  string(REPLACE "@PACKAGE@" ${PACKAGE} text "${debian_changelog}")
+  file(WRITE ${documents}/changelog "${text}")
   if(GZIP_PROGRAM)
     execute_process(COMMAND ${GZIP_PROGRAM} -9nc ${documents}/changelog
                     OUTPUT_FILE ${documents}/changelog.gz COMMAND_ERROR_IS_FATAL ANY)

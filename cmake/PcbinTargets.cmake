@@ -58,6 +58,10 @@ function(pcbin_add_public_library NAME SHORT_NAME)
       OUTPUT_NAME ${NAME} LINKER_LANGUAGE CXX VERSION ${PROJECT_VERSION}
       SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
     pcbin_set_usage(${public_library} ${ARG_LINKS})
+    # PCBIN_API marks the interface; in a static build it is empty, so that a caller's shared library that
+    # links ours exports nothing of it.
+    target_compile_definitions(${NAME} PRIVATE PCBIN_SHARED)
+    target_compile_definitions(${public_library} INTERFACE PCBIN_SHARED)
   endif()
   add_library(pcbin_las::${SHORT_NAME} ALIAS ${public_library})
   set_target_properties(${public_library} PROPERTIES EXPORT_NAME ${SHORT_NAME})

@@ -13,12 +13,12 @@ _pcbin_las_files() {
 
 # Completes the options that go with the mode chosen so far.
 _pcbin_las_options() {
-  local convert="-i -o -f --offset --batch --summary --gps-time --epsg --rgb16 --source-id --threads --picture --zoom -d"
+  local convert="-i -o -f --offset --batch --summary --gps-time --epsg --rgb16 --source-id --threads --picture --zoom --slice --picture-size --compare -d"
   local options="-b -r --repair $convert -h --help --version --options" word
   for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
     case $word in
       -b) options="-s -n -d" && break ;;
-      -r) options="-s -n -v --picture --zoom --threads -d" && break ;;
+      -r) options="-s -n -v --picture --zoom --slice --picture-size --threads -d" && break ;;
       --repair) options="--source-id --lossless -d" && break ;;
       -i | -o | -f | --offset | --batch | --summary | --gps-time | --epsg | --rgb16) options=$convert ;;
     esac
@@ -29,9 +29,11 @@ _pcbin_las_options() {
 _pcbin_las() {
   local current=${COMP_WORDS[COMP_CWORD]}
   COMPREPLY=()
-  # The three numbers of --offset and --zoom: no completion, although a negative one begins like an option.
+  # The numbers of --offset, --zoom and --slice: no completion, although a negative one begins like an option.
   local first=$((COMP_CWORD > 3 ? COMP_CWORD - 3 : 1))
   [[ " ${COMP_WORDS[*]:first:COMP_CWORD-first} " != *" --"@(offset|zoom)" "* ]] || return 0
+  first=$((COMP_CWORD > 2 ? COMP_CWORD - 2 : 1))
+  [[ " ${COMP_WORDS[*]:first:COMP_CWORD-first} " != *" --slice "* ]] || return 0
   case ${COMP_WORDS[COMP_CWORD - 1]} in
     -b | -i) _pcbin_las_files pcbin ;;
     -r | -o) _pcbin_las_files 'la[sz]' ;;
@@ -41,7 +43,7 @@ _pcbin_las() {
     --picture) _pcbin_las_files png ;;
     -d) mapfile -t COMPREPLY < <(compgen -W "1 2 3 4" -- "$current") ;;
     -v) mapfile -t COMPREPLY < <(compgen -W "0 1" -- "$current") ;;
-    -s | -n | --epsg | --threads) ;;  # numbers
+    -s | -n | --epsg | --threads | --picture-size) ;;  # numbers
     --gps-time)
       _pcbin_las_options
       mapfile -t -O ${#COMPREPLY[@]} COMPREPLY < <(compgen -W "unix gps adjusted" -- "$current")

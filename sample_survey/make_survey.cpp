@@ -104,9 +104,7 @@ int main(int argc, char** argv) {
     std::cerr << kUsage;
     return 2;
   }
-  auto* const tracer = ferrun::Singleton<ferrun::Tracer>::getInstance();
-  tracer->addSink(std::make_shared<ferrun::STDSink>());
-  tracer->start();
+  ferrun::printLinesToConsole();
   std::error_code error;
   std::filesystem::create_directories(argv[1], error);
   if (error || !makeSurvey(argv[1])) {

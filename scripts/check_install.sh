@@ -77,21 +77,21 @@ check_completion() {
   expect_words "e.png" pcbin_las -r b.las --picture ""
   expect_words "--repair --rgb16" pcbin_las --r
   expect_words "--source-id -d" pcbin_las --repair b.las ""
-  expect_words "-s -n -v --picture --zoom -d" pcbin_las -r b.las ""
+  expect_words "-s -n -v --picture --zoom --slice --picture-size --threads -d" pcbin_las -r b.las ""
   expect_words "" pcbin_las --offset 1 -
   expect_words "" pcbin_las -r b.las --zoom 1 -
 }
 
 check_headers() {
   local header
-  local includes=(-isystem /usr/include/eigen3)
-  for header in /usr/include/pcl-*; do includes+=(-isystem "$header"); done
+  local includes
+  read -ra includes <<<"$(PKG_CONFIG_PATH=$prefix/lib/pkgconfig pkg-config --cflags pcbin_las)"
   (
     cd "$prefix/include"
-    for header in pcbin_las/*/*.h; do
+    for header in pcbin_las/*.h pcbin_las/*/*.h; do
       # Twice, for a header that forgets its guard.
       printf '#include "%s"\n#include <%s>\n' "$header" "$header" |
-        c++ -std=c++20 -Wall -Wextra -Wpedantic -Werror -fsyntax-only -I. "${includes[@]}" -x c++ - ||
+        c++ -std=c++20 -Wall -Wextra -Wpedantic -Werror -fsyntax-only "${includes[@]}" -x c++ - ||
         fail "$header does not compile alone"
     done
   )
@@ -105,10 +105,12 @@ configure_caller() {
 
 build_caller() { run_quietly cmake --build "$work/caller" --parallel "$(nproc)" --target "$@"; }
 
+# Runs a caller's program: run_caller PROGRAM [ARGUMENT...]
 run_caller() {
   local lines
-  lines=$("$@" "$work/caller.pcbin") || fail "the caller's program failed: $*"
-  [[ $lines == *"own sink: "*"pcbin open ok, frames: 1, points: 100."* ]] ||
+  if [[ $# -eq 1 ]]; then set -- "$1" "$work/caller.pcbin"; fi
+  lines=$("$@") || fail "the caller's program failed: $*"
+  [[ $lines == *"own sink, level 1: "*"pcbin open ok, frames: 1, points: 100."* ]] ||
     fail "the caller's sink misses the library's lines: $lines"
 }
 
@@ -126,14 +128,14 @@ check_caller() {
   run_caller "$work/caller/caller"
 }
 
+# The flags of the library installed in a prefix.
+pkg_flags() { PKG_CONFIG_PATH=$1/lib/pkgconfig pkg-config --cflags --libs pcbin_las; }
+
 # Compiles a caller by hand with more flags: compile_caller FLAG...
 compile_caller() {
   # shellcheck disable=SC2046 # several words
-  c++ -std=c++20 "$@" tests/install/caller.cpp $(pkg_config --cflags --libs) \
-    "-Wl,-rpath,$prefix/lib" -o "$work/by_hand"
+  c++ -std=c++20 "$@" tests/install/caller.cpp $(pkg_flags "$prefix") "-Wl,-rpath,$prefix/lib" -o "$work/by_hand"
 }
-
-pkg_config() { PKG_CONFIG_PATH=$prefix/lib/pkgconfig pkg-config "$@" pcbin_las; }
 
 # Flags that change what Eigen or the standard library does: the caller is right, or it is stopped with a message
 # that says what to do, which then is right.
@@ -190,6 +192,45 @@ check_pkg_config() {
   expect_refusal "pcbin_las needs C++20" compile_caller -std=c++17 -fsyntax-only
 }
 
+# The header that registers the points with PCL must come before the headers of PCL's algorithms.
+check_registration() {
+  local before
+  for before in point_cloud.h point_types.h; do
+    run_quietly compile_caller -fsyntax-only -include "pcl/$before" -include pcbin_las/storage/pcl_registration.h
+  done
+  for before in filters/voxel_grid.h search/kdtree.h; do
+    expect_refusal "include pcbin_las/storage/pcl_registration.h before" compile_caller -fsyntax-only \
+      -include "pcl/$before" -include pcbin_las/storage/pcl_registration.h
+  done
+}
+
+# Two plugins of one process contain different versions of the static library, here one with a larger class.
+# Neither calls code of the other's version, and neither exports the classes with which it would.
+check_two_versions() {
+  local copy=$work/copy other=$work/other first=$work/first.so second=$work/second.so symbols order
+  mkdir "$copy"
+  cp -r CMakeLists.txt cmake src "$copy"
+  sed -i 's/^ protected:$/&\n  char otherVersion[4096] = {};/' "$copy/src/pcbin_las/storage/pcl_binary.h"
+  run_quietly cmake -S "$copy" -B "$copy/build" "${generator[@]}" -DCMAKE_INSTALL_LIBDIR=lib \
+    -DPCBIN_BUILD_PROGRAM=OFF -DPCBIN_BUILD_TESTS=OFF -DPCBIN_BUILD_EXAMPLES=OFF
+  run_quietly cmake --build "$copy/build" --parallel "$(nproc)"
+  run_quietly cmake --install "$copy/build" --prefix "$other"
+  # shellcheck disable=SC2046 # several words
+  run_quietly c++ -std=c++20 -fPIC -shared -Dmain=run tests/install/caller.cpp $(pkg_flags "$prefix") -o "$first"
+  # shellcheck disable=SC2046
+  run_quietly c++ -std=c++20 -fPIC -shared -Dmain=run tests/install/caller.cpp $(pkg_flags "$other") -o "$second"
+  run_quietly c++ -std=c++20 tests/install/host.cpp -o "$work/host"
+  symbols=$(nm -DC --defined-only "$first")
+  if grep -E ' [TWVu] (modeling_app::P(clBinary|cbReader|cbWriter)|ferrun::(Tracer|Singleton|File|AsyncTaskQueue)\b)' \
+    <<<"$symbols"; then
+    fail "a plugin exports functions of the static library"
+  fi
+  for order in "$first $second" "$second $first"; do
+    # shellcheck disable=SC2086 # two words
+    run_caller "$work/host" "$work/caller.pcbin" $order
+  done
+}
+
 # The shared libraries hide what is not marked as interface: the command-line parser, for one.
 check_exports() {
   local library symbols
@@ -201,21 +242,38 @@ check_exports() {
   done
 }
 
+# The examples: what they write and read, what they say on a full disk and of a damaged file, and their usage.
 check_recorder() {
-  local build=$work/recorder read
-  run_quietly cmake -S examples/recorder -B "$build" -DCMAKE_PREFIX_PATH="$prefix"
+  local build=$work/recorder file=$work/recorder/survey.pcbin program said
+  run_quietly cmake -S examples/recorder -B "$build" "${generator[@]}" -DCMAKE_PREFIX_PATH="$prefix"
   run_quietly cmake --build "$build"
-  "$build/write_pcbin" "$build/survey.pcbin" || fail "write_pcbin failed"
-  read=$("$build/read_pcbin" "$build/survey.pcbin") || fail "read_pcbin failed: $read"
-  [[ $read == *": 25 frames, 50000 points, last point (19.990, 24.000, 0.000) of sweep 24 "* ]] ||
-    fail "read_pcbin does not read what write_pcbin wrote: $read"
-  "$prefix/bin/pcbin_las" -b "$build/survey.pcbin" -n 1 | grep -q 'points\[0\]' ||
-    fail "the program does not read the file of write_pcbin"
-  if [[ -x $build/pcbin_to_pcd ]]; then
-    run_quietly "$build/pcbin_to_pcd" "$build/survey.pcbin" "$build/frame.pcd"
-    [[ $(head -n 11 "$build/frame.pcd") == *"FIELDS x y z rgba intensity timestamp sweepid"*"POINTS 2000"* ]] ||
-      fail "pcbin_to_pcd does not save the frame"
-  fi
+  (($(wc -l <examples/recorder/write_pcbin.cpp) <= 70)) || fail "the recorder has more than 70 lines"
+  expect_lines 0 "survey.pcbin: 25 of 25 frames, 10000 points" "$build/write_pcbin" "$file"
+  expect_lines 0 ": 25 frames, 10000 points, last point (19.975, 24.000, 0.000) of sweep 24 " "$build/read_pcbin" "$file"
+  "$prefix/bin/pcbin_las" -b "$file" -n 1 | grep -q 'points\[0\]' || fail "the program does not read the file"
+  expect_lines 0 "25 frames saved, 0 failed" "$build/pcbin_to_pcd" "$file" "$build/frame"
+  [[ $(head -n 11 "$build/frame_24.pcd") == *"FIELDS x y z rgba intensity timestamp sweepid"*"POINTS 400"* ]] ||
+    fail "pcbin_to_pcd does not save the frames"
+
+  for program in write_pcbin read_pcbin pcbin_to_pcd; do expect_lines 2 "usage: $program FILE" "$build/$program"; done
+  expect_lines 1 "error from the recorder: <E>" "$build/write_pcbin" "$work/none/a"
+  expect_lines 1 "file($work/none/a) not exists!" "$build/read_pcbin" "$work/none/a"
+  # A full disk: files may have 100 KiB.
+  said=$(trap '' XFSZ; ulimit -f 100; expect_lines 1 " 6 of 25 frames, 2400 points: File too large" \
+    "$build/write_pcbin" "$build/full.pcbin") || fail "$said"
+  expect_lines 1 "not all of the 25 announced frames could be read" "$build/read_pcbin" "$build/full.pcbin"
+  head -c 100000 "$file" >"$build/cut.pcbin"
+  expect_lines 1 "cut.pcbin) read error, len: " "$build/read_pcbin" "$build/cut.pcbin"
+  expect_lines 1 "6 frames saved, 0 failed" "$build/pcbin_to_pcd" "$build/cut.pcbin" "$build/cut"
+}
+
+# Runs a program that must end with a status and say a text: expect_lines STATUS TEXT PROGRAM [ARGUMENT...]
+expect_lines() {
+  local status=$1 text=$2 said ended=0
+  shift 2
+  said=$("$@" 2>&1) || ended=$?
+  [[ $ended -eq $status && $said == *"$text"* ]] ||
+    fail "status $ended, expected $status and '$text', of $*: $said"
 }
 
 echo "Building and installing ..."
@@ -230,10 +288,12 @@ check_recorder
 check_caller
 check_pkg_config
 check_flags
+check_registration
 check_own_types
+check_two_versions
 check_fetch_content
 echo "Checking the shared libraries ..."
-install_and_move -DBUILD_SHARED_LIBS=ON
+install_and_move -DBUILD_SHARED_LIBS=ON -DPCBIN_BUILD_PROGRAM=OFF
 check_exports
 check_caller
 check_pkg_config

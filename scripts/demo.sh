@@ -62,12 +62,10 @@ repaired=(demo/*_broken.las)
 show "$tool" -r "${repaired[0]}" | grep -E "$count_and_bounds"
 show "$survey/compare_points" demo/map.las "${repaired[0]}"
 
-heading "Pictures from above: the whole map, and a part of the street without and with the optimised poses"
-draw() { show "$tool" -d 3 -r "$1" --picture "$2" "${@:3}"; }
-part=(--zoom 512024 5403002 40)
-draw demo/map.las demo/map.png
-draw demo/before.las demo/street_before.png "${part[@]}"
-draw demo/map.las demo/street_after.png "${part[@]}"
+heading "Pictures from above: the whole map, and where the optimised poses changed it most"
+show "$tool" -d 3 -r demo/map.las --picture demo/map.png
+show "$tool" -d 3 --batch -i demo/survey.pcbin -f demo/pgo.csv -o demo/map.las \
+  --picture demo/before_after.png --compare
 
 heading "The files"
 du -h --apparent-size demo/* | sed 's/^/  /'

@@ -24,8 +24,8 @@ while IFS=: read -r file included; do
   [[ " $folder ${below[$folder]} " == *" $included "* ]] && continue
   echo "$file includes a header of $included/"
   failures=$((failures + 1))
-done < <(grep -roE '^#include "pcbin_las/[a-z]+' --include='*.h' --include='*.cpp' --include='*.in' . |
-  sed -E 's|^\./||; s|#include "pcbin_las/||')
+done < <(grep -roE '^#include "pcbin_las/[a-z]+/' --include='*.h' --include='*.cpp' --include='*.in' . |
+  sed -E 's|^\./||; s|#include "pcbin_las/||; s|/$||')
 for folder in */; do
   [[ -v below[${folder%/}] ]] || { echo "unknown folder $folder"; failures=$((failures + 1)); }
 done

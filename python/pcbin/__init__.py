@@ -28,7 +28,7 @@ from pcbin._poses import NO_POSE, POSE, by_sweep, read_poses, write_poses
 from pcbin._reader import Frame, Reader
 from pcbin._writer import Writer
 
-__version__ = "0.1.0"
+__version__ = "0.2.0"
 __all__ = ["FRAME_HEADER", "HEADER", "LIDAR_FORMAT", "LIDAR_POINT", "NO_POSE", "POSE", "RGB_FORMAT", "RGB_POINT",
            "Frame", "PcbinError", "PcbinWarning", "Reader", "Writer", "by_sweep", "open", "read_poses",
            "write_poses"]

@@ -10,10 +10,22 @@ package_mirror() {
 }
 
 # Makes a minimal system of a release in a directory: make_system RELEASE DIRECTORY [MIRROR]
+# False, with a line, where it cannot be fetched or mounted, as in many containers.
 make_system() {
   local release=$1 directory=$2 mirror=${3:-$(package_mirror)}
   install_packages debootstrap
-  run_quietly debootstrap --variant=minbase "$release" "$directory" "$mirror"
+  mkdir -p "$directory/proc"
+  # shellcheck disable=SC2154 # log is set by the script that sources this file
+  if ! mount -t proc proc "$directory/proc" >>"$log" 2>&1; then
+    echo "$release was skipped: a new system cannot be mounted here"
+    return 1
+  fi
+  umount "$directory/proc"
+  if ! debootstrap --variant=minbase "$release" "$directory" "$mirror" >>"$log" 2>&1; then
+    echo "$release was skipped: it cannot be fetched from $mirror; $log has the reason"
+    remove_system "$directory"
+    return 1
+  fi
   # No package may start a service; some need /proc.
   printf '#!/bin/sh\nexit 101\n' >"$directory/usr/sbin/policy-rc.d"
   chmod +x "$directory/usr/sbin/policy-rc.d"

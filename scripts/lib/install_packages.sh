@@ -58,9 +58,21 @@ install_packages() {
   done
   if [ ${#missing[@]} -eq 0 ]; then return; fi
   echo "Installing ${missing[*]} (this can take some minutes) ..."
-  run_quietly as_root apt-get update
+  run_quietly update_packages
   run_quietly as_root env DEBIAN_FRONTEND=noninteractive \
-    apt-get install -y --no-install-recommends "${missing[@]}"
+    apt-get -o DPkg::Lock::Timeout=600 install -y --no-install-recommends "${missing[@]}"
+}
+
+# apt-get update, which has no option to wait for another apt-get: tried again for ten minutes.
+update_packages() {
+  local tries output
+  for ((tries = 60; tries > 0; --tries)); do
+    if output=$(as_root env LC_ALL=C apt-get update 2>&1); then return; fi
+    if [[ $output != *"Could not get lock"* ]]; then break; fi
+    sleep 10
+  done
+  echo "$output"
+  return 1
 }
 
 # Installs what cross-builds for 64-bit Arm: the compiler, and the libraries of that architecture that the

@@ -8,16 +8,14 @@
 #include <pcbin_las/storage/pcb_writer.h>
 
 struct OwnSink : ferrun::TracerSink {
-  void write(const char* lines, std::size_t size) override {
-    std::printf("own sink: %.*s", static_cast<int>(size), lines);
+  void writeLines(int level, const char* lines, std::size_t size) override {
+    std::printf("own sink, level %d: %.*s", level, static_cast<int>(size), lines);
   }
 };
 
 int main(int argc, char** argv) {
   if (argc < 2) return 2;
-  auto* const tracer = ferrun::Singleton<ferrun::Tracer>::getInstance();
-  tracer->addSink(std::make_shared<OwnSink>());
-  tracer->start();
+  ferrun::printLinesTo(std::make_shared<OwnSink>());
   {
     modeling_app::PcbWriter writer;
     if (!writer.open(argv[1], 1 << 20)) return 1;

@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// Pictures of LAS files, checked by their pixels.
+// Pictures of maps, checked pixel by pixel against drawings in letters.
 #include "pcbin_las/picture/picture.h"
 
-#include <algorithm>
-#include <array>
 #include <cmath>
 #include <csignal>
 #include <limits>
@@ -23,45 +21,56 @@
 namespace {
 
 using picture::Colour;
-using picture::heightColour;
-using picture::kMargin;
+using picture::MapPoint;
+using picture::Request;
 using test::Bytes;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::SizeIs;
 using testing::StartsWith;
 
-constexpr Colour kRed = {200, 0, 0};
-constexpr Colour kGreen = {0, 201, 1};
-constexpr Colour kBlue = {3, 5, 255};
+/// A picture of 244 pixels of the square from (1000, 2000) to (1060, 2060): a margin of 2 pixels
+/// and 60 by 60 cells of one metre and 4 pixels.
+const Request kSmall = {.zoom = picture::Area{1030, 2030, 60}, .size = 244};
+constexpr int kCells = 60;
+constexpr int kCellPixels = 4;
+constexpr int kMargin = 2;
 
-/// A record at metres above the header's offset (1000, 2000, 30).
-Bytes point(double x, double y, double z, const Colour& colour = {}, std::uint16_t factor = 1) {
-  const auto step = [](double metres) {
-    return static_cast<std::int32_t>(std::lround(metres * 1000));
-  };
-  const auto wide = [&](std::size_t i) { return static_cast<std::uint16_t>(colour[i] * factor); };
-  return test::lasRecord({.x = step(x),
-                          .y = step(y),
-                          .z = step(z),
-                          .red = wide(0),
-                          .green = wide(1),
-                          .blue = wide(2)});
-}
+/// Rows of letters, the northernmost first; row 0 is at y 2059.5, column 0 at x 1000.5.
+using Drawing = std::vector<std::string>;
 
-Bytes las(const std::vector<Bytes>& points) {
+/// A LAS file of points; their coordinates are metres above the offset (1000, 2000, 30).
+Bytes las(const std::vector<MapPoint>& points, int colourFactor = 1) {
   Bytes bytes = test::lasHeader(static_cast<std::uint32_t>(points.size()));
-  for (const Bytes& record : points) bytes += record;
+  for (const auto& [position, colour] : points) {
+    const auto steps = [&position](std::size_t i) {
+      return static_cast<std::int32_t>(std::lround(position[i] * 1000));
+    };
+    const auto wide = [&](std::size_t i) {
+      return static_cast<std::uint16_t>(colour[i] * colourFactor);
+    };
+    bytes += test::lasRecord({.x = steps(0),
+                              .y = steps(1),
+                              .z = steps(2),
+                              .red = wide(0),
+                              .green = wide(1),
+                              .blue = wide(2)});
+  }
   return bytes;
 }
 
-/// A lawn of 60 m by 40 m with a point every 0.2 m.
-std::vector<Bytes> lawn() {
-  std::vector<Bytes> points;
-  points.reserve(60'000);
-  for (int row = 0; row < 200; ++row) {
-    for (int column = 0; column < 300; ++column)
-      points.push_back(point(column * 0.2, row * 0.2, 0, kGreen));
+/// The points of a drawing: for each letter those of the cell, at heights, with their colours.
+std::vector<MapPoint> pointsOf(
+    const Drawing& drawing,
+    const std::map<char, std::vector<std::pair<double, std::array<std::uint16_t, 3>>>>& legend) {
+  std::vector<MapPoint> points;
+  for (std::size_t row = 0; row < drawing.size(); ++row) {
+    for (std::size_t column = 0; column < drawing[row].size(); ++column) {
+      if (drawing[row][column] == '.') continue;
+      for (const auto& [height, colour] : legend.at(drawing[row][column]))
+        points.push_back(
+            {{static_cast<double>(column) + 0.5, kCells - 0.5 - static_cast<double>(row), height},
+             colour});
+    }
   }
   return points;
 }
@@ -70,36 +79,22 @@ struct Image {
   int width = 0;
   int height = 0;
   std::vector<Colour> pixels;
-
-  const Colour& at(int x, int y) const {
-    return pixels.at(static_cast<std::size_t>(y) * static_cast<std::size_t>(width) +
-                     static_cast<std::size_t>(x));
-  }
-  std::ptrdiff_t count(const Colour& colour) const { return std::ranges::count(pixels, colour); }
-  /// The mean position of the pixels of this colour, as parts of width and height.
-  std::array<double, 2> centre(const Colour& colour) const {
-    double x = 0;
-    double y = 0;
-    for (std::size_t i = 0; i < pixels.size(); ++i) {
-      if (pixels[i] != colour) continue;
-      const auto row = i / static_cast<std::size_t>(width);
-      x += static_cast<double>(i % static_cast<std::size_t>(width));
-      y += static_cast<double>(row);
-    }
-    const auto number = static_cast<double>(count(colour));
-    return {x / number / width, y / number / height};
-  }
 };
 
 class Picture : public testing::Test {
  protected:
-  bool draw(const Bytes& contents, const std::optional<picture::Area>& zoom = {}) {
-    return picture::draw(dir_.write("map.las", contents), dir_.path("map.png"), zoom);
+  bool draw(const Bytes& contents, const Request& request = {}) {
+    return picture::draw(dir_.write("map.las", contents), dir_.path("map.png"), request);
   }
 
-  /// The picture of a LAS file of these contents.
-  Image drawn(const Bytes& contents, const std::optional<picture::Area>& zoom = {}) {
-    EXPECT_TRUE(draw(contents, zoom));
+  Image drawn(const Bytes& contents, const Request& request = {}) {
+    EXPECT_TRUE(draw(contents, request));
+    Image result = read();
+    EXPECT_EQ(std::max(result.width, result.height), request.size);
+    return result;
+  }
+
+  Image read() {
     Image result;
     png_image image{};
     image.version = PNG_IMAGE_VERSION;
@@ -109,93 +104,195 @@ class Picture : public testing::Test {
     result.height = static_cast<int>(image.height);
     result.pixels.resize(std::size_t{image.width} * image.height);
     EXPECT_NE(png_image_finish_read(&image, nullptr, result.pixels.data(), 0, nullptr), 0);
-    EXPECT_LE(std::max(result.width, result.height), 1600);
     return result;
   }
 
-  /// The names of all files in the directory.
-  std::vector<std::string> files() const {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(dir_.path()))
-      names.push_back(entry.path().filename());
-    return names;
+  /// Compares each pixel of a picture of kSmall with a drawing; '.' and cells outside are ground.
+  void expectDrawing(const Image& image, const Drawing& drawing, std::map<char, Colour> legend) {
+    legend['.'] = {16, 18, 24};
+    constexpr int kSize = 2 * kMargin + kCells * kCellPixels;
+    ASSERT_EQ(image.width, kSize);
+    ASSERT_EQ(image.height, kSize);
+    for (int y = kMargin; y < kSize - kMargin; ++y) {
+      std::string found;
+      std::string expected;
+      for (int x = kMargin; x < kSize - kMargin; ++x) {
+        const Colour& pixel = image.pixels[static_cast<std::size_t>(y * kSize + x)];
+        const auto isSame = [&pixel](const auto& entry) { return entry.second == pixel; };
+        const auto letter = std::ranges::find_if(legend, isSame);
+        found += letter == legend.end() ? '?' : letter->first;
+        const auto row = static_cast<std::size_t>((y - kMargin) / kCellPixels);
+        const auto column = static_cast<std::size_t>((x - kMargin) / kCellPixels);
+        const bool inside = row < drawing.size() && column < drawing[row].size();
+        expected += inside ? drawing[row][column] : '.';
+      }
+      ASSERT_EQ(found, expected) << "row " << y << ", see " << testing::PrintToString(drawing);
+    }
   }
 
   test::TempDir dir_;
 };
 
-TEST_F(Picture, ShowsTheColoursOfTheHighestPointsWithNorthUp) {
-  const std::vector<Bytes> points = {point(0, 90, 5, kRed), point(0, 90, 4, kBlue),
-                                     point(100, 0, 4, kBlue), point(100, 0, 5, kGreen),
-                                     point(50, 45, -9, kBlue)};
-  const Image image = drawn(las(points));
-  EXPECT_GT(image.count(kRed), 50);
-  EXPECT_GT(image.count(kGreen), 50);
-  EXPECT_EQ(image.count(kBlue), image.count(kRed));
-  EXPECT_LT(image.centre(kRed)[0], 0.05);
-  EXPECT_LT(image.centre(kRed)[1], 0.05);
-  EXPECT_GT(image.centre(kGreen)[0], 0.95);
-  EXPECT_GT(image.centre(kGreen)[1], 0.85);
+using Points = std::vector<std::pair<double, std::array<std::uint16_t, 3>>>;
+const Points kLawn = {{0, {40, 200, 0}}};
+
+/// Points above the lawn and one far below it.
+Points overLawn(Points points) {
+  points.push_back(kLawn[0]);
+  points.emplace_back(-3, std::array<std::uint16_t, 3>{255, 255, 255});
+  return points;
 }
 
-TEST_F(Picture, IsTheSameFromColoursOfEightAndSixteenBits) {
-  std::vector<Bytes> narrow;
-  std::vector<Bytes> wide;
-  for (int i = 0; i < 256; ++i) {
-    const Colour colour = {static_cast<std::uint8_t>(i), 7, static_cast<std::uint8_t>(255 - i)};
-    narrow.push_back(point(i, i % 100, 0, colour));
-    wide.push_back(point(i, i % 100, 0, colour, 257));
+TEST_F(Picture, ShowsMeanColoursOfTheHighestPointsAndShadesBesideObjects) {
+  // B: a roof. P: a pole of two points. S: a single point, which goes. M: points within a small
+  // height. r: a red spot on the ground.
+  const Drawing scene = {
+      "gggggggggggggggggggggggggg", "gggggggggggggggggggggggggg", "gggBBBBBgggggggggggggggggg",
+      "gggBBBBBggggggggggggggSggg", "gggBBBBBggggggPgggggggggMg", "gggBBBBBgggggggggggggggggg",
+      "ggggggggggrggggggggggMMggg", "gggggggggggggggggggggggggg", "gggggggggggggggggggggggggg"};
+  const auto points = pointsOf(scene, {{'g', kLawn},
+                                       {'B', overLawn({{3, {20, 40, 240}}})},
+                                       {'P', overLawn({{5, {250, 200, 0}}, {5.1, {230, 200, 0}}})},
+                                       {'S', overLawn({{9, {255, 0, 0}}})},
+                                       {'M', {{0, {10, 150, 3}}, {-0.1, {70, 249, 0}}}},
+                                       {'r', {{0, {200, 0, 0}}}}});
+  // A cell is darker by 55 % (d) where three of the eight directions, each counted against its
+  // opposite, meet something higher within two cells; by two thirds of this (m) for two, one third
+  // (c) for one. 45 % of 200 is 90, which is made lighter by half of what it lacks to 96.
+  const Drawing expected = {
+      "gccmmdmmccgggggggggggggggg", "gccmdddmccgggggggggggggggg", "gmmBBBBBmmggcgcgcggggggggg",
+      "gmdBBBBBdmgggcccgggggggggg", "gmdBBBBBdmggccPccgggggggMg", "gmmBBBBBmmgggcccgggggggggg",
+      "gccmdddmccrgcgcgcggggMMggg", "gccmmdmmccgggggggggggggggg", "gggggggggggggggggggggggggg"};
+  const std::map<char, Colour> legend = {
+      {'g', {40, 200, 0}}, {'B', {20, 40, 240}}, {'P', {240, 200, 0}}, {'M', {40, 200, 2}},
+      {'r', {200, 0, 0}},  {'d', {21, 93, 3}},   {'m', {25, 127, 0}},  {'c', {33, 163, 0}}};
+  expectDrawing(drawn(las(points), kSmall), expected, legend);
+  expectDrawing(drawn(las(points, 257), kSmall), expected, legend);  // colours of 16 bits
+  std::vector<MapPoint> reversed(points.rbegin(), points.rend());
+  expectDrawing(drawn(las(reversed), kSmall), expected, legend);
+}
+
+TEST_F(Picture, ShowsHeightsWithoutColoursAndLightensNearlyBlackOnes) {
+  const Drawing scene = {"0....5....t....f....s"};
+  std::map<char, Points> legend = {
+      {'0', {{0, {}}}}, {'5', {{5, {}}}}, {'t', {{10, {}}}}, {'f', {{15, {}}}}, {'s', {{20, {}}}}};
+  expectDrawing(drawn(las(pointsOf(scene, legend)), kSmall), scene,
+                {{'0', {46, 64, 120}},
+                 {'5', {42, 134, 148}},
+                 {'t', {110, 176, 98}},
+                 {'f', {232, 200, 92}},
+                 {'s', {245, 240, 225}}});
+  for (auto& [letter, points] : legend) points[0].second = {16, 18, 24};  // as the ground
+  const Colour lighter = {52, 54, 60};                                    // by half of 96 - 24
+  expectDrawing(drawn(las(pointsOf(scene, legend)), kSmall), {"b....b....b....b....b"},
+                {{'b', lighter}});
+}
+
+TEST_F(Picture, FillsHolesButNotOutlinesAndShowsSlices) {
+  Drawing scene = {"llllllllllllllll.....",
+                   "llll.lllllllllll.....oooooooooooooooo",
+                   "llllllllll...lll.....o..............o",
+                   "lRRlllllll...lll.....o..............o",
+                   "lRRlllllll...lll.....o..............o",
+                   "llllllllllllllll.....o..............o",
+                   "lll.lllllllll.ll.....o..............o",
+                   "llllllllllllllll.....o..............o"};
+  Drawing expected = {"llllllllllllllll.....",
+                      "llllllllllllllll.....oooooooooooooooo",
+                      "llllllllllllllll.....o..............o",
+                      "llllllllllllllll.....o..............o",
+                      "llllllllllllllll.....o..............o",
+                      "llllllllllllllll.....o..............o",
+                      "llllllllllllllll.....o..............o",
+                      "llllllllllllllll.....o..............o"};
+  for (Drawing* const drawing : {&scene, &expected}) {  // the south of the outline
+    drawing->resize(14, ".....................o..............o");
+    drawing->push_back(".....................oooooooooooooooo");
   }
-  EXPECT_EQ(drawn(las(narrow)).pixels, drawn(las(wide)).pixels);
+  const Bytes map = las(pointsOf(
+      scene, {{'l', kLawn}, {'R', overLawn({{5, {9, 9, 255}}})}, {'o', {{0.5, {200, 210, 220}}}}}));
+  Request request = kSmall;
+  request.slice = picture::Slice{30, 30.5};
+  expectDrawing(drawn(map, request), expected, {{'l', {40, 200, 0}}, {'o', {200, 210, 220}}});
+
+  const test::CapturedLines captured;
+  request.slice = picture::Slice{36, 37};
+  EXPECT_FALSE(draw(map, request));
+  EXPECT_THAT(captured.lines(),
+              ElementsAre(HasSubstr("has no points from z 36.000 to 37.000, its heights in the "
+                                    "square are 27.000 to 35.000!")));
 }
 
-TEST_F(Picture, ShowsHeightsWhenAllColoursAreZero) {
-  const Image image = drawn(las({point(0, 0, 0), point(20, 0, 5), point(40, 10, 10)}));
-  for (const double part : {0.0, 0.5, 1.0}) EXPECT_GT(image.count(heightColour(part)), 50) << part;
+/// A lawn of 60 m by 40 m with a point every 0.2 m.
+std::vector<MapPoint> lawn() {
+  std::vector<MapPoint> points;
+  for (int i = 0; i < 60'000; ++i)
+    points.push_back({{i % 300 * 0.2, i / 300 * 0.2, 0}, kLawn[0].second});
+  return points;
 }
 
-TEST_F(Picture, DrawsTenPointsAsDotsThatCanBeSeen) {
-  std::vector<Bytes> points;
-  points.reserve(10);
-  for (int i = 0; i < 10; ++i)
-    points.push_back(point(i * i, i % 3 * 20, 0, {static_cast<std::uint8_t>(100 + i), 0, 9}));
-  const Image image = drawn(las(points));
-  for (int i = 0; i < 10; ++i)
-    EXPECT_GT(image.count({static_cast<std::uint8_t>(100 + i), 0, 9}), 50) << i;
+TEST_F(Picture, IsNotShrunkByPointsFarAwayAndClosedForAnyNumberOfPoints) {
+  std::vector<MapPoint> points = lawn();
+  const auto filled = [&](const Bytes& map) {
+    const Image image = drawn(map);
+    return static_cast<double>(std::ranges::count(image.pixels, Colour{40, 200, 0})) /
+           static_cast<double>(image.pixels.size());
+  };
+  const double whole = filled(las(points));
+  EXPECT_GT(whole, 0.8);  // the margins take most of the rest
+  for (const std::size_t share : {2U, 7U, 61U}) {
+    std::vector<MapPoint> fewer;
+    for (std::size_t i = 0; i < points.size(); i += share) fewer.push_back(points[i]);
+    EXPECT_NEAR(filled(las(fewer)), whole, 0.05) << share;
+  }
+  points[777] = {{100'000, -70'000, 900}, {255, 0, 0}};
+  points[9'999] = {{-3'000, 20, 0}, {255, 0, 0}};
+  EXPECT_NEAR(filled(las(points)), whole, 0.01);
 }
 
-TEST_F(Picture, IsNotShrunkByPointsFarAway) {
-  std::vector<Bytes> points = lawn();
-  const std::ptrdiff_t whole = drawn(las(points)).count(kGreen);
-  EXPECT_GT(whole, 1'000'000);
-  points[777] = point(100'000, -70'000, 900, kRed);
-  points[9'999] = point(-3'000, 20, 0, kRed);
-  const Image image = drawn(las(points));
-  EXPECT_GT(image.count(kGreen), whole * 99 / 100);
-  EXPECT_EQ(image.count(kRed), 0);
-}
-
-TEST_F(Picture, DrawsThePartAroundAPlace) {
-  std::vector<Bytes> points = lawn();
-  points.push_back(point(30, 20, 1, kRed));
-  points.push_back(point(36, 20, 1, kBlue));
-  const Image image = drawn(las(points), picture::Area{1030, 2020, 10});
-  EXPECT_EQ(image.count(kBlue), 0);
-  const int middle = (image.width - 2 * kMargin) / 2 + kMargin;
-  EXPECT_EQ(image.at(middle, middle), kRed);
-  EXPECT_GT(image.count(kGreen), 48 * 48 * 50);
+TEST_F(Picture, ComparesWhereThePointsMovedMostAmongDensePlaces) {
+  // Squares of 40 m: 300 points that moved by 1 m, 120 by 5 m, 50 (less than a third) by 20 m.
+  std::vector<picture::MovedPoint> points;
+  const auto add = [&](int number, double x, double distance, Colour colour) {
+    for (int i = 0; i < number; ++i) {
+      const picture::Position after = {x + i % 20, 2001.0 + i / 20, 5};
+      points.push_back(
+          {{after[0] + distance, after[1], 5}, after, {colour[0], colour[1], colour[2]}});
+    }
+  };
+  add(300, 1001, 1, {200, 0, 0});
+  add(120, 3001, 5, {0, 200, 0});
+  add(50, 5001, 20, {0, 0, 200});
+  const auto pass = [&points](const auto& take) {
+    take(std::span<const picture::MovedPoint>(points));
+    return true;
+  };
+  const std::string path = dir_.path("map.png");
+  Request request = {.size = 246};  // two maps of 120 pixels
+  ASSERT_TRUE(picture::drawComparison(pass, "map.las", {}, path, request));
+  const Image image = read();
+  EXPECT_EQ(image.width, 246);
+  EXPECT_EQ(image.height, 124);
+  std::array<int, 2> edges = {999, 999};
+  for (int i = 0; i < image.width * image.height; ++i) {
+    const Colour& pixel = image.pixels[static_cast<std::size_t>(i)];
+    EXPECT_TRUE(pixel[0] < 100 && pixel[2] < 100);
+    const int x = i % image.width;
+    int& edge = edges[x < image.width / 2 ? 0 : 1];
+    if (pixel == Colour{0, 200, 0}) edge = std::min(edge, x);
+  }
+  EXPECT_NEAR(edges[0] - (edges[1] - 122), 15, 2);  // 5 m, with 3 pixels to a metre
 }
 
 TEST_F(Picture, IgnoresBytesBetweenHeaderAndPointsAndAfterThem) {
-  const std::vector<Bytes> points = lawn();
-  const Bytes plain = las(points);
+  const Bytes plain = las(lawn());
   const Image image = drawn(plain);
   Bytes records = plain;
   records.insert(227, Bytes(54 + 33, 'x'));
   test::patch<std::uint32_t>(records, 96, 227 + 54 + 33);
   test::patch<std::uint32_t>(records, 100, 1);
   EXPECT_EQ(drawn(records).pixels, image.pixels);
-  EXPECT_EQ(drawn(plain + point(500, 500, 0, kRed)).pixels, image.pixels);
+  EXPECT_EQ(drawn(plain + las({{{500, 500, 0}, {255, 0, 0}}}).substr(227)).pixels, image.pixels);
   Bytes cut = plain + Bytes(33, 'x');
   test::patch<std::uint32_t>(cut, 107, 0xffffffff);
   EXPECT_EQ(drawn(cut).pixels, image.pixels);
@@ -227,20 +324,17 @@ TEST_F(Picture, RefusesFilesThatCannotBeDrawn) {
     const test::CapturedLines captured;
     EXPECT_FALSE(draw(contents)) << message;
     EXPECT_THAT(captured.lines(), ElementsAre(AllOf(StartsWith("<E>"), HasSubstr(message))));
-    EXPECT_THAT(files(), ElementsAre("map.las")) << message;
   }
   for (const picture::Area zoom : {picture::Area{1030, 2020, 0},
-                                   {1030, 2020, -1},
                                    {1030, std::nan(""), 10},
                                    {kInfinite, 2020, 10},
                                    {-1030, 2020, 10},
                                    {1030, 2020, 1e-320}}) {
     const test::CapturedLines captured;
-    EXPECT_FALSE(draw(good, zoom)) << zoom.x << ' ' << zoom.y << ' ' << zoom.width;
-    EXPECT_THAT(captured.lines(), SizeIs(1));
+    EXPECT_FALSE(draw(good, {.zoom = zoom})) << zoom.x << ' ' << zoom.y << ' ' << zoom.width;
+    EXPECT_EQ(captured.lines().size(), 1U);
   }
-  EXPECT_FALSE(picture::draw(dir_.path("none.las"), dir_.path("map.png"), {}));
-  EXPECT_THAT(files(), ElementsAre("map.las"));
+  EXPECT_THAT(dir_.names(), ElementsAre("map.las"));
 }
 
 TEST_F(Picture, LeavesNothingBehindWhenReadingOrWritingFails) {
@@ -253,7 +347,6 @@ TEST_F(Picture, LeavesNothingBehindWhenReadingOrWritingFails) {
   EXPECT_FALSE(picture::draw(path, path, {}));
   EXPECT_EQ(test::readFile(path), good);
   EXPECT_FALSE(picture::draw(path, dir_.path(), {}));
-  EXPECT_FALSE(picture::draw(path, dir_.path("none/map.png"), {}));
 
   dir_.write("map.png", "old");
   rlimit former{};
@@ -261,38 +354,94 @@ TEST_F(Picture, LeavesNothingBehindWhenReadingOrWritingFails) {
   const auto handler = std::signal(SIGXFSZ, SIG_IGN);
   const rlimit little{1000, former.rlim_max};
   setrlimit(RLIMIT_FSIZE, &little);
-  const bool drawn = picture::draw(path, dir_.path("map.png"), {});
+  const bool isDrawn = picture::draw(path, dir_.path("map.png"), {});
   setrlimit(RLIMIT_FSIZE, &former);
   std::signal(SIGXFSZ, handler);
-  EXPECT_FALSE(drawn);
+  EXPECT_FALSE(isDrawn);
   EXPECT_EQ(test::readFile(dir_.path("map.png")), "old");
-  EXPECT_THAT(files(), SizeIs(2));
+  EXPECT_THAT(dir_.names(), ElementsAre("map.las", "map.png"));
 }
 
 TEST(RobustRange, LeavesOutFewValuesFarAway) {
-  std::vector<double> values(10'000);
-  std::iota(values.begin(), values.end(), 0);
-  const auto range = [&](const std::vector<double>& more) {
-    std::vector<double> all = values;
-    all.insert(all.end(), more.begin(), more.end());
-    const picture::Range found = picture::robustRange(all);
+  const auto range = [](int count, const std::vector<double>& more) {
+    std::vector<double> values(static_cast<std::size_t>(count));
+    std::iota(values.begin(), values.end(), 0);
+    values.insert(values.end(), more.begin(), more.end());
+    const picture::Range found = picture::robustRange(values);
     return std::pair(found.low, found.high);
   };
   const std::pair whole(0.0, 9999.0);
-  EXPECT_EQ(range({}), whole);
-  EXPECT_EQ(range({-1e7, 1e7, 2e7, 3e7}), whole);
-  EXPECT_EQ(range({10400}), std::pair(0.0, 10400.0));
-  EXPECT_EQ(range(std::vector<double>(500, 1e6)), std::pair(0.0, 1e6));  // too many to be stray
-  values.resize(9);
-  EXPECT_EQ(range({1e5}), std::pair(0.0, 1e5));
+  EXPECT_EQ(range(10'000, {}), whole);
+  EXPECT_EQ(range(10'000, {-1e7, 1e7, 2e7, 3e7}), whole);
+  EXPECT_EQ(range(10'000, {10400}), std::pair(0.0, 10400.0));
+  EXPECT_EQ(range(10'000, std::vector<double>(100, 30'000)), whole);  // 1 %
+  EXPECT_EQ(range(10'000, std::vector<double>(500, 30'000)), std::pair(0.0, 30'000.0));
+  EXPECT_EQ(range(10'000, std::vector<double>(500, 1e6)), whole);
+  EXPECT_EQ(range(10, {1e5}), std::pair(0.0, 9.0));
+  EXPECT_EQ(range(10, {-1e5}), std::pair(0.0, 9.0));
+  EXPECT_EQ(range(10, {80}), std::pair(0.0, 80.0));
+  EXPECT_EQ(range(8, {1e5}), std::pair(0.0, 1e5));
 }
 
-TEST(Page, UsesRoundLengthsAndPlainText) {
+TEST(Page, NamesWhatIsLeftOutAndWhy) {
+  picture::MapView view = {.left = 0,
+                           .top = 100,
+                           .pixelSize = 1,
+                           .width = 100,
+                           .height = 100,
+                           .cellSize = 1,
+                           .columns = 116,
+                           .rows = 116};
+  const auto described = [&view](const std::vector<MapPoint>& points, bool zoomed) {
+    picture::MapRaster raster(view, false);
+    raster.add(points);
+    return picture::describeLeftOut(raster, {.zoomed = zoomed});
+  };
+  const MapPoint inside = {{50, 50, 5}, {}};
+  std::vector<MapPoint> points(1'318, {{7000, -3, 5}, {}});
+  points.push_back(inside);
+  EXPECT_EQ(described({inside}, false), "");
+  EXPECT_EQ(described({inside, points[0]}, false), "1 point far away is not shown: x 7000, y -3");
+  points[7].position = {102, 9000, 5};
+  EXPECT_EQ(described(points, false),
+            "1,318 points far away are not shown: x 102 to 7000, y -3 to 9000");
+  EXPECT_EQ(described(points, true), "1,318 points outside the square");
+  view.slice = {1, 2.5};
+  EXPECT_EQ(described({inside, inside, {{0, 0, 0.9}, {}}, {{1, 1, 2.5}, {}}}, false),
+            "only z 1 to 2.5: 2 points above and 1 point below are not shown");
+}
+
+TEST(Page, UsesRoundLengths) {
   EXPECT_DOUBLE_EQ(picture::roundLength(0.0351), 0.02);
   EXPECT_DOUBLE_EQ(picture::roundLength(99), 50);
   EXPECT_DOUBLE_EQ(picture::roundLength(100), 100);
-  EXPECT_DOUBLE_EQ(picture::roundLength(9999), 5000);
-  EXPECT_EQ(picture::printable("a b~\x7f\x1b\xc3\xbc.las"), "a b~???.las");
+}
+
+TEST(Text, HasTheLettersOfLatin1) {
+  const auto rows = [](std::string_view utf8) {
+    picture::Canvas canvas(12, 14, {0, 0, 0});
+    canvas.write(0, 4, picture::toText(utf8), 1, {1, 1, 1});
+    std::string text;
+    for (std::size_t i = 0; i < canvas.pixels().size(); ++i) {
+      text += canvas.pixels()[i][0] == 1 ? '#' : '.';
+      if (i % 12 == 11) text += '\n';
+    }
+    return text;
+  };
+  EXPECT_EQ(rows("\u00c4\u00ef"),
+            "............\n.#.#........\n............\n............\n"
+            ".###...#.#..\n#...#.......\n#...#..##...\n#...#...#...\n"
+            "#####...#...\n#...#...#...\n#...#..###..\n............\n"
+            "............\n............\n");
+  EXPECT_EQ(rows("A\u0308i\u0308"), rows("\u00c4\u00ef"));  // combining marks
+  EXPECT_EQ(rows("\xc4\xef"), rows("\u00c4\u00ef"));        // Latin-1, not UTF-8
+  const picture::Text unknown = picture::toText("?");
+  for (char32_t letter = 0xc0; letter <= 0xff; ++letter) {
+    const std::string utf8 = {static_cast<char>(0xc3), static_cast<char>(letter - 0x40)};
+    EXPECT_NE(picture::toText(utf8), unknown) << utf8;
+  }
+  EXPECT_EQ(picture::toText("\u0416\n\U0001f600").size(), 3U);
+  EXPECT_EQ(picture::toText("\u0416\n"), picture::toText("??"));
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <exception>
 #include <sys/stat.h>
 
+#include "pcbin_las/app/comparison.h"
 #include "pcbin_las/app/convert.h"
 #include "pcbin_las/export/file_kind.h"
 #include "pcbin_las/export/pcbin_las.h"
@@ -163,6 +164,11 @@ BatchStatus convertOrExplain(const Conversion& wanted, const BatchOutputs& outpu
   return status;
 }
 
+bool drawPicture(const Conversion& wanted, const BatchOutputs& outputs) {
+  return outputs.compare ? drawComparison(wanted, outputs)
+                         : picture::draw(wanted.lasPath, outputs.picturePath, outputs.picture);
+}
+
 /// Writes the summaries and draws the picture of a run. The first summary follows the map at once;
 /// one that waits for its picture has at least status 1 and no picture.
 class Reporter {
@@ -177,7 +183,7 @@ class Reporter {
       BatchOutputs withoutPicture = outputs_;
       withoutPicture.picturePath.clear();
       const bool written = writeSummary(withoutPicture, waiting);
-      if (!written || !picture::draw(wanted_.lasPath, outputs_.picturePath, outputs_.zoom))
+      if (!written || !drawPicture(wanted_, outputs_))
         outcome.status = std::max(outcome.status, kSomethingMissing);
       if (!written) return;
     }

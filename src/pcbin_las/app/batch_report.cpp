@@ -5,6 +5,7 @@
 #include <cinttypes>
 #include <cstdio>
 
+#include "pcbin_las/app/full_version.h"
 #include "pcbin_las/app/json_text.h"
 #include "pcbin_las/output/staged_file.h"
 #include "pcbin_las/platform/file.h"
@@ -74,7 +75,7 @@ std::string summaryText(const Conversion& conversion, const BatchOutputs& output
   summary.add("offset", result.offset);
   summary.addJson("moved", movedBy(result.movement));
   summary.add("seconds", outcome.seconds);
-  summary.addText("version", PCBIN_LAS_VERSION);
+  summary.addText("version", fullVersion());
   summary.addTextOrNull("first_error", outcome.firstError);
   summary.add("warnings", outcome.warnings);
   summary.addJson("map", mapText(outcome.map));

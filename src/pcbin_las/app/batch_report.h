@@ -12,9 +12,10 @@
 
 /// What a run with --batch writes besides the LAS file.
 struct BatchOutputs {
-  std::string summaryPath;            ///< empty for none
-  std::string picturePath;            ///< empty for none
-  std::optional<picture::Area> zoom;  ///< the part of the map that the picture shows
+  std::string summaryPath;   ///< empty for none
+  std::string picturePath;   ///< empty for none
+  picture::Request picture;  ///< what the picture shows
+  bool compare = false;      ///< draw the points without and with the optimised poses
 };
 
 /// Exit statuses of a run with --batch.

@@ -4,16 +4,7 @@
 #include <algorithm>
 #include <string_view>
 
-#include "pcbin_las/platform/trace_macros.h"
-
 namespace {
-
-/// The level of a line by its tag. Every line has one: line breaks inside messages are escaped.
-int levelOf(std::string_view line) {
-  if (line.starts_with("<E>")) return ferrun::kLevelError;
-  if (line.starts_with("<W>")) return ferrun::kLevelWarning;
-  return ferrun::kLevelInfo;
-}
 
 /// The origin of a warning, which contains its place in the source; with the text for the notes on
 /// the command line, which are printed by one place.
@@ -24,18 +15,16 @@ std::string_view kindOf(std::string_view line) {
 
 }  // namespace
 
-void BatchSink::write(const char* lines, std::size_t size) {
-  std::string wanted;
-  for (std::string_view rest(lines, size); !rest.empty();) {
+void BatchSink::writeLines(int level, const char* lines, std::size_t size) {
+  std::string_view rest(lines, size);
+  while (level >= ferrun::kLevelWarning && !rest.empty()) {
     const std::string_view line = rest.substr(0, rest.find('\n'));
-    const int level = levelOf(line);
-    if (level >= threshold_) wanted.append(line) += '\n';
-    if (level >= ferrun::kLevelWarning) keep(line, level);
+    keep(line, level);
     rest.remove_prefix(std::min(line.size() + 1, rest.size()));
   }
-  if (wanted.empty()) return;
+  if (level < threshold_) return;
   progressBar_.erase();
-  output_.write(wanted.data(), wanted.size());
+  output_.write(lines, size);
 }
 
 /// Keeps an error line, or a warning of a new kind.

@@ -19,7 +19,7 @@ class BatchSink : public ferrun::TracerSink {
  public:
   explicit BatchSink(int threshold) : threshold_(threshold) {}
 
-  void write(const char* lines, std::size_t size) override;
+  void writeLines(int level, const char* lines, std::size_t size) override;
 
   /// The first error line without its line break; empty when there was none. Does not include lines
   /// that the tracer has not delivered yet.

@@ -4,10 +4,14 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
+#include <cmath>
 #include <cstdio>
 
+#include "pcbin_las/app/full_version.h"
 #include "pcbin_las/app/option_table.h"
 #include "pcbin_las/las/epsg.h"
+#include "pcbin_las/platform/escape.h"
 #include "pcbin_las/platform/number.h"
 #include "pcbin_las/platform/str_util.h"
 #include "pcbin_las/platform/trace_macros.h"
@@ -117,14 +121,28 @@ bool readClock(const Option&, const Values& values, CommandLine& line) {
   return true;
 }
 
-bool readZoom(const Option& option, const Values& values, CommandLine& line) {
-  std::array<double, 3> numbers = {};
+/// Reads the numbers of an option whose values were counted.
+bool readNumbers(const Option& option, const Values& values, std::span<double> numbers,
+                 CommandLine& line) {
   for (std::size_t i = 0; i < numbers.size(); ++i) {
     const auto value = ferrun::toDouble(values[i]);
     if (!value) return badNumber(option, values[i], line);
     numbers[i] = *value;
   }
-  line.outputs.zoom = picture::Area{numbers[0], numbers[1], numbers[2]};
+  return true;
+}
+
+bool readZoom(const Option& option, const Values& values, CommandLine& line) {
+  std::array<double, 3> numbers = {};
+  if (!readNumbers(option, values, numbers, line)) return false;
+  line.outputs.picture.zoom = picture::Area{numbers[0], numbers[1], numbers[2]};
+  return true;
+}
+
+bool readSlice(const Option& option, const Values& values, CommandLine& line) {
+  std::array<double, 2> numbers = {};
+  if (!readNumbers(option, values, numbers, line)) return false;
+  line.outputs.picture.slice = picture::Slice{numbers[0], numbers[1]};
   return true;
 }
 
@@ -135,9 +153,35 @@ bool readSourceId(const Option&, const Values&, CommandLine& line) {
   return true;
 }
 
-Fault hasLibraryOfPicture(const CommandLine&) {
-  if (picture::isSupported()) return std::nullopt;
-  return "--picture is not available: this program was built without libpng";
+Fault checkPicture(const CommandLine& line) {
+  if (!picture::isSupported())
+    return "--picture is not available: this program was built without libpng";
+  std::string name = line.outputs.picturePath;
+  std::ranges::transform(name, name.begin(), [](unsigned char c) { return std::tolower(c); });
+  for (const char* const ending : {".jpg", ".jpeg", ".tif", ".tiff", ".gif", ".bmp", ".webp"}) {
+    if (name.ends_with(ending))
+      return StrUtil::format("option --picture writes PNG files, give the file(%s) the ending .png",
+                             ferrun::escapeControls(line.outputs.picturePath).c_str());
+  }
+  return std::nullopt;
+}
+
+Fault checkSlice(const CommandLine& line) {
+  const auto [low, high] = *line.outputs.picture.slice;
+  if (low < high && std::isfinite(low) && std::isfinite(high)) return std::nullopt;
+  return StrUtil::format("option --slice: low(%.15g) must be below high(%.15g)", low, high);
+}
+
+Fault checkPictureSize(const CommandLine& line) {
+  const int size = line.outputs.picture.size;
+  if (size >= picture::kSmallestSize && size <= picture::kLargestSize) return std::nullopt;
+  return StrUtil::format("option --picture-size: %d is not from %d to %d", size,
+                         picture::kSmallestSize, picture::kLargestSize);
+}
+
+Fault checkCompare(const CommandLine& line) {
+  if (!line.conversion.pgoPath.empty()) return std::nullopt;
+  return "option --compare needs option -f";
 }
 
 Fault keepsAllAnyway(const CommandLine& line) {
@@ -223,7 +267,7 @@ constexpr std::array kOptions = {
            .needs = "batch",
            .help = "with --batch or beside -r: draw the LAS file from above",
            .read = into<&Line::outputs, &BatchOutputs::picturePath>,
-           .check = hasLibraryOfPicture},
+           .check = checkPicture},
     Option{.name = "zoom",
            .values = "x y width",
            .type = kReal,
@@ -232,6 +276,31 @@ constexpr std::array kOptions = {
            .needs = "picture",
            .help = "with --picture: draw the square of this centre and width, in metres",
            .read = readZoom},
+    Option{.name = "slice",
+           .values = "low high",
+           .type = kReal,
+           .modes = kConvert | kViewLas,
+           .strict = true,
+           .needs = "picture",
+           .help = "with --picture: draw only the points between these heights, in metres",
+           .read = readSlice,
+           .check = checkSlice},
+    Option{.name = "picture-size",
+           .values = "pixels",
+           .type = kInteger,
+           .modes = kConvert | kViewLas,
+           .strict = true,
+           .needs = "picture",
+           .help = "with --picture: pixels on the longer side, 200 to 1600 (default 1600)",
+           .read = into<&Line::outputs, &BatchOutputs::picture, &picture::Request::size>,
+           .check = checkPictureSize},
+    Option{.name = "compare",
+           .modes = kConvert,
+           .strict = true,
+           .needs = "picture",
+           .help = "with --picture: draw a part without and with the optimised poses",
+           .read = into<&Line::outputs, &BatchOutputs::compare>,
+           .check = checkCompare},
     Option{.name = "b",
            .values = "pgo.pcbin",
            .modes = kViewPcbin,
@@ -360,7 +429,7 @@ void printOptions() {
 }
 
 void printVersion() {
-  std::puts("pcbin_las " PCBIN_LAS_VERSION);
+  std::printf("pcbin_las %s\n", fullVersion());
 }
 
 }  // namespace cli

@@ -34,17 +34,13 @@ bool g_tracing = false;  ///< the tracer has been started
 /// Starts the tracer with the sink of the run, and handles signals that end it. With --batch,
 /// warnings and errors always reach the sink, which is returned.
 std::shared_ptr<BatchSink> startTracer(const CommandLine& line) {
-  ferrun::Tracer* const tracer = ferrun::Singleton<ferrun::Tracer>::getInstance();
   std::shared_ptr<BatchSink> batchSink;
   if (line.batch) {
     batchSink = std::make_shared<BatchSink>(line.level);
-    tracer->setLevel(std::min(line.level, ferrun::kLevelWarning));
-    tracer->addSink(batchSink);
+    ferrun::printLinesTo(batchSink, std::min(line.level, ferrun::kLevelWarning));
   } else {
-    tracer->setLevel(line.level);
-    tracer->addSink(std::make_shared<ferrun::STDSink>());
+    ferrun::printLinesToConsole(line.level);
   }
-  tracer->start();
   g_tracing = true;
   ferrun::handleStopSignals();
   return batchSink;
@@ -65,11 +61,12 @@ void print(const std::vector<cli::Note>& notes) {
 int viewLas(const CommandLine& line) {
   las_view(line.file, static_cast<unsigned>(line.start), static_cast<unsigned>(line.nums));
   if (line.outputs.picturePath.empty()) return 0;
-  return picture::draw(line.file, line.outputs.picturePath, line.outputs.zoom) ? 0 : 1;
+  return picture::draw(line.file, line.outputs.picturePath, line.outputs.picture) ? 0 : 1;
 }
 
 int runMode(const CommandLine& line, BatchSink* batchSink) {
   g_verbose = line.verbose;
+  picture::g_threads = line.conversion.threads;
   g_useOffset = line.offset.has_value();
   g_offset = line.offset.value_or(g_offset);
   switch (line.mode) {

@@ -4,6 +4,8 @@
 #include <cstring>
 #include <ctime>
 
+#include "pcbin_las/version.h"
+
 namespace pontra {
 
 bool LasHeaderInit(LasHeader* header, const PointDataFormat& format) {

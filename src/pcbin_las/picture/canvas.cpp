@@ -1,48 +1,45 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/picture/canvas.h"
 
+#include <algorithm>
+
 #include "pcbin_las/picture/font.h"
 
 namespace picture {
-
-std::string printable(std::string_view text) {
-  std::string result;
-  for (const char character : text) {
-    const auto byte = static_cast<unsigned char>(character);
-    if (byte >= 0x80 && byte < 0xc0) continue;  // a further byte of a UTF-8 character
-    result += character >= kFirstGlyph && character <= kLastGlyph ? character : '?';
-  }
-  return result;
-}
 
 Canvas::Canvas(int width, int height, const Colour& colour)
     : width_(width),
       height_(height),
       pixels_(static_cast<std::size_t>(width) * static_cast<std::size_t>(height), colour) {}
 
-void Canvas::set(int x, int y, const Colour& colour) {
-  if (x < 0 || x >= width_ || y < 0 || y >= height_) return;
-  pixels_[static_cast<std::size_t>(y) * static_cast<std::size_t>(width_) +
-          static_cast<std::size_t>(x)] = colour;
-}
-
 void Canvas::fill(int x, int y, int width, int height, const Colour& colour) {
-  for (int dy = 0; dy < height; ++dy) {
-    for (int dx = 0; dx < width; ++dx) set(x + dx, y + dy, colour);
-  }
+  const int left = std::clamp(x, 0, width_);
+  const int right = std::clamp(x + width, left, width_);
+  for (int row = std::max(y, 0); row < std::min(y + height, height_); ++row)
+    std::fill_n(pixels_.begin() + std::ptrdiff_t{row} * width_ + left, right - left, colour);
 }
 
-void Canvas::write(int x, int y, std::string_view text, const Colour& colour) {
-  constexpr int kScale = 2;
-  for (const char character : text) {
-    const Glyph& glyph = kGlyphs[static_cast<std::size_t>(character - kFirstGlyph)];
+void Canvas::paste(int x, int y, int width, const std::vector<Colour>& image) {
+  for (auto row = image.begin(); row != image.end(); row += width, ++y)
+    std::copy_n(row, width, pixels_.begin() + std::ptrdiff_t{y} * width_ + x);
+}
+
+void Canvas::write(int x, int y, const Text& text, int dot, const Colour& colour) {
+  const auto draw = [&](const Glyph& glyph, int top) {
     for (int bit = 0; bit < 40; ++bit) {
       const int column = bit / 8;
       const int row = bit % 8;
       if ((glyph[static_cast<std::size_t>(column)] >> row & 1) != 0)
-        fill(x + column * kScale, y + row * kScale, kScale, kScale, colour);
+        fill(x + column * dot, y + (top + row) * dot, dot, dot, colour);
     }
-    x += kCharacterWidth;
+  };
+  for (const auto& [base, name] : text) {
+    const Mark* const mark = markOf(name);
+    const bool above = mark != nullptr && name != ',';
+    if (const Glyph* const glyph = above && base == 'i' ? &kDotlessI : glyphOf(base))
+      draw(*glyph, 0);
+    if (mark != nullptr) draw(mark->glyph, !above ? kTextHeight : base < 'a' ? -4 : -1);
+    x += kCharacterWidth * dot;
   }
 }
 

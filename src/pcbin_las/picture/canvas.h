@@ -4,21 +4,19 @@
 
 #include <array>
 #include <cstdint>
-#include <string>
-#include <string_view>
 #include <vector>
+
+#include "pcbin_las/picture/text.h"
 
 namespace picture {
 
 /// Red, green and blue, each from 0 to 255.
 using Colour = std::array<std::uint8_t, 3>;
 
-/// Width in pixels of one character including the gap after it, and height of a line of text.
-constexpr int kCharacterWidth = 12;
-constexpr int kTextHeight = 14;
-
-/// The text in printable ASCII: control characters and all characters beyond ASCII become '?'.
-std::string printable(std::string_view text);
+/// Width of one character including the gap after it, and height of a line of text, in dots of the
+/// font.
+constexpr int kCharacterWidth = 6;
+constexpr int kTextHeight = 7;
 
 /// An image: pixels in rows from the top left.
 class Canvas {
@@ -29,14 +27,15 @@ class Canvas {
   int height() const { return height_; }
   const std::vector<Colour>& pixels() const { return pixels_; }
 
-  /// Sets a pixel; ignores pixels outside.
-  void set(int x, int y, const Colour& colour);
-
-  /// Fills a rectangle.
+  /// Fills the part of a rectangle that is inside.
   void fill(int x, int y, int width, int height, const Colour& colour);
 
-  /// Writes printable ASCII with its upper left corner at (x, y).
-  void write(int x, int y, std::string_view text, const Colour& colour);
+  /// Copies an image of `width` columns to (x, y); it must fit.
+  void paste(int x, int y, int width, const std::vector<Colour>& image);
+
+  /// Writes text with the upper left corner of a capital letter at (x, y); a dot of the font has
+  /// `dot` by `dot` pixels.
+  void write(int x, int y, const Text& text, int dot, const Colour& colour);
 
  private:
   int width_;

@@ -5,21 +5,20 @@
 #include <cmath>
 #include <cstring>
 
+#include "pcbin_las/picture/picture.h"
 #include "pcbin_las/platform/trace_macros.h"
+#include "pcbin_las/process/available_cores.h"
 
 namespace picture {
 
-namespace {
-constexpr std::uint64_t kBlockRecords = pontra::LasReader::kBlockRecords;
-}
-
 using pontra::LasHeader;
 using pontra::LasPointRecord;
+using pontra::LasReader;
 
 bool LasInput::open(const std::string& path) {
   path_ = path;
   const auto error = reader_.open(path);
-  if (error == pontra::LasReader::OpenError::kNoFile) {
+  if (error == LasReader::OpenError::kNoFile) {
     TRACE_ERROR("picture", "las file(%s) cannot be opened!", path.c_str());
     return false;
   }
@@ -30,11 +29,25 @@ bool LasInput::open(const std::string& path) {
   return acceptHeader();
 }
 
+/// Prepares decoding with g_threads threads; false, with an error line, for points that cannot be
+/// decoded.
+bool LasInput::findCompressedPoints() {
+  constexpr unsigned kMostThreads = 64;
+  const unsigned threads = g_threads != 0 ? g_threads : ferrun::availableCores();
+  const std::string reason = reader_.findCompressedPoints(std::min(threads, kMostThreads));
+  if (reason.empty()) return true;
+  TRACE_ERROR("picture", "las file(%s) cannot be drawn, it has %s!", path_.c_str(), reason.c_str());
+  return false;
+}
+
 /// Whether the header describes a file that can be drawn; prints an error line if not.
 bool LasInput::acceptHeader() {
   const LasHeader& header = reader_.header();
-  if (header.pointDataFormatID != 3 || header.pointDataRecordLength != sizeof(LasPointRecord) ||
-      header.pointDataOffset < sizeof(LasHeader)) {
+  const bool compressed = reader_.isCompressed();
+  if (compressed && !findCompressedPoints()) return false;
+  if (!compressed &&
+      (header.pointDataFormatID != 3 || header.pointDataRecordLength != sizeof(LasPointRecord) ||
+       header.pointDataOffset < sizeof(LasHeader))) {
     TRACE_ERROR("picture",
                 "las file(%s) has point format %d, %d bytes, from offset %u; expected format 3, 34 "
                 "bytes, from 227 or more!",
@@ -46,55 +59,69 @@ bool LasInput::acceptHeader() {
             {header.yScaleFactor, header.yOffset},
             {header.zScaleFactor, header.zOffset}}};
   bounds_ = {{{header.minX, header.maxX}, {header.minY, header.maxY}, {header.minZ, header.maxZ}}};
-  for (const Linear& axis : axes_) {
-    if (std::isfinite(axis.factor) && axis.factor != 0 && std::isfinite(axis.shift)) continue;
+  for (const Axis& axis : axes_) {
+    if (std::isfinite(axis.scale) && axis.scale != 0 && std::isfinite(axis.offset)) continue;
     TRACE_ERROR("picture", "las file(%s) has scale factor %g and offset %g!", path_.c_str(),
-                axis.factor, axis.shift);
+                axis.scale, axis.offset);
     return false;
   }
-  const std::uint64_t held = reader_.findPoints() ? reader_.recordsHeld() : 0;
+  readSystem();
+  const std::uint64_t held = compressed || reader_.findPoints() ? reader_.recordsHeld() : 0;
   count_ = std::min<std::uint64_t>(header.numberOfPointRecords, held);
   if (count_ > 0) return true;
   TRACE_ERROR("picture", "las file(%s) has no points!", path_.c_str());
   return false;
 }
 
-void LasInput::seek(std::uint64_t index) {
-  next_ = index;
-  if (!ok_ || reader_.seek(index)) return;
-  TRACE_ERROR("picture", "las file(%s) read error!", path_.c_str());
-  ok_ = false;
+/// Reads the coordinate system from the first bytes after the header.
+void LasInput::readSystem() {
+  constexpr std::int64_t kMostBytes = 1 << 20;
+  const std::int64_t begin = sizeof(LasHeader);
+  std::string records(
+      static_cast<std::size_t>(std::clamp<std::int64_t>(
+          std::min<std::int64_t>(reader_.header().pointDataOffset, reader_.fileSize()) - begin, 0,
+          kMostBytes)),
+      '\0');
+  if (reader_.readBeforePoints(begin, records)) system_ = pontra::findMapSystem(records);
 }
 
-std::span<const LasPointRecord> LasInput::read() {
-  const std::uint64_t wanted = std::min<std::uint64_t>(kBlockRecords, count_ - next_);
-  if (!ok_) return {};
-  const auto records = reader_.read(wanted);
-  if (records.size() != wanted) {
-    TRACE_ERROR("picture", "las file(%s) read error!", path_.c_str());
-    ok_ = false;
-    return {};
+bool LasInput::passSome(const TakePoints& take) {
+  constexpr std::uint64_t kBlocks = 256;
+  constexpr std::uint64_t kBlockRecords = 1024;
+  if (count_ <= kFewPoints) return pass(take);
+  for (std::uint64_t i = 0; i < kBlocks; ++i) {
+    const std::uint64_t begin = i * (count_ - kBlockRecords) / (kBlocks - 1);
+    if (!passRecords(begin, begin + kBlockRecords, take)) return false;
   }
-  next_ += wanted;
-  return records;
+  return true;
 }
 
-std::vector<Position> LasInput::sample() {
-  const std::uint64_t blockSize = std::min(kBlockRecords, count_);
-  const std::uint64_t blocks =
-      std::min(kSampleBlocks, (count_ + kBlockRecords - 1) / kBlockRecords);
-  const std::uint64_t stride = (blocks * blockSize + kSampleSize - 1) / kSampleSize;
-  std::vector<Position> positions;
-  positions.reserve(kSampleSize);
-  for (std::uint64_t block = 0; block < blocks; ++block) {
-    seek(blocks > 1 ? block * (count_ - blockSize) / (blocks - 1) : 0);
-    const auto records = read();
-    for (std::uint64_t i = 0; i < records.size(); i += stride) {
-      const LasPointRecord record = records[i];
-      positions.push_back({axes_[0](record.x), axes_[1](record.y), axes_[2](record.z)});
+bool LasInput::passRecords(std::uint64_t begin, std::uint64_t end, const TakePoints& take) {
+  constexpr std::size_t kBatch = 256;
+  std::array<MapPoint, kBatch> points;
+  if (!reader_.seek(begin)) {
+    TRACE_ERROR("picture", "las file(%s) read error!", path_.c_str());
+    return false;
+  }
+  while (begin < end) {
+    const auto wanted = std::min<std::uint64_t>(LasReader::kBlockRecords, end - begin);
+    auto records = reader_.read(wanted);
+    if (records.size() != wanted) {
+      TRACE_ERROR("picture", "las file(%s) read error!", path_.c_str());
+      return false;
+    }
+    begin += wanted;
+    while (!records.empty()) {
+      const auto batch = records.first(std::min(kBatch, records.size()));
+      std::ranges::transform(batch, points.begin(), [this](const LasPointRecord& record) {
+        return MapPoint{{axes_[0](record.x), axes_[1](record.y), axes_[2](record.z)},
+                        {record.red, record.green, record.blue}};
+      });
+      take(std::span(points).first(batch.size()));
+      records = records.subspan(batch.size());
     }
   }
-  return positions;
+  return true;
 }
 
 }  // namespace picture

@@ -4,33 +4,13 @@
 
 #include <array>
 #include <cstdint>
-#include <span>
 #include <string>
-#include <vector>
 
 #include "pcbin_las/las/las_reader.h"
+#include "pcbin_las/las/map_system.h"
+#include "pcbin_las/picture/map_point.h"
 
 namespace picture {
-
-/// A linear function.
-struct Linear {
-  double factor = 1;
-  double shift = 0;
-  double operator()(double value) const { return value * factor + shift; }
-};
-
-/// Metres, x to the east, y to the north, z up.
-using Position = std::array<double, 3>;
-
-/// A range of coordinates.
-struct Range {
-  double low = 0;
-  double high = 0;
-  double size() const { return high - low; }
-
-  /// Extends each end to that of `outer` if this is at most 5 % of the size away.
-  void include(const Range& outer);
-};
 
 /// A LAS file of point data record format 3, open for reading.
 class LasInput {
@@ -42,40 +22,45 @@ class LasInput {
   /// The number of whole records in the file, at most the number in the header.
   std::uint64_t count() const { return count_; }
 
-  /// Converts the integers of the records to metres, for axis 0, 1 or 2.
-  Linear axis(std::size_t axis) const { return axes_[axis]; }
+  /// The bounds of x, y and z that the header states. They may be wrong.
+  const std::array<Range, 3>& headerBounds() const { return bounds_; }
 
-  /// The bounds that the header states. They may be wrong.
-  Range headerBounds(std::size_t axis) const { return bounds_[axis]; }
+  /// The coordinate system that the file names.
+  const pontra::MapSystem& system() const { return system_; }
 
-  /// Positions of at most kSampleSize points, evenly distributed over the file; of all points if
-  /// the file has no more.
-  std::vector<Position> sample();
+  /// Passes all points to `take`, in batches. False, with an error line, when a read fails.
+  bool pass(const TakePoints& take) { return passRecords(0, count_, take); }
 
-  /// Sets the position to the record `index`.
-  void seek(std::uint64_t index);
+  /// The same for the first or the second half of the points.
+  bool passHalf(bool second, const TakePoints& take) {
+    return passRecords(second ? count_ / 2 : 0, second ? count_ : count_ / 2, take);
+  }
 
-  /// Reads the next records, as many as fit in one block; none after the last one. The span is
-  /// valid until the next call. A failed read prints an error line and ends the records.
-  std::span<const pontra::LasPointRecord> read();
+  /// Passes points from all parts of the file to `take`: all points of a file with at most
+  /// kFewPoints. False as above.
+  bool passSome(const TakePoints& take);
 
-  /// False once a read has failed.
-  bool ok() const { return ok_; }
-
-  static constexpr std::uint64_t kSampleSize = 1U << 15;
+  static constexpr std::uint64_t kFewPoints = std::uint64_t{1} << 23;
 
  private:
   bool acceptHeader();
+  bool findCompressedPoints();
+  void readSystem();
+  bool passRecords(std::uint64_t begin, std::uint64_t end, const TakePoints& take);
 
-  static constexpr std::uint64_t kSampleBlocks = 256;
+  /// Converts the integers of records to metres.
+  struct Axis {
+    double scale = 1;
+    double offset = 0;
+    double operator()(std::int32_t value) const { return value * scale + offset; }
+  };
 
   std::string path_;
   pontra::LasReader reader_;
-  std::array<Linear, 3> axes_;
+  std::array<Axis, 3> axes_;
   std::array<Range, 3> bounds_;
+  pontra::MapSystem system_;
   std::uint64_t count_ = 0;
-  std::uint64_t next_ = 0;  ///< index of the record that the next read starts with
-  bool ok_ = true;
 };
 
 }  // namespace picture

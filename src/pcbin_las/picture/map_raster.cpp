@@ -7,154 +7,151 @@
 namespace picture {
 namespace {
 
-constexpr int kHeightBit = 48;
-constexpr std::uint64_t kColourMask = (std::uint64_t{1} << kHeightBit) - 1;
-
-/// `outer` after `inner`.
-Linear chain(const Linear& outer, const Linear& inner) {
-  return {outer.factor * inner.factor, outer(inner.shift)};
-}
-
-/// Written so that NaN becomes 1.
-int heightStep(double value) {
-  if (!(value > 1)) return 1;
-  return value < 65535 ? static_cast<int>(value) : 65535;
-}
+constexpr int kLowestUnit = 1 << Layer::kStepBits;  // so that only an empty layer has step 0
+constexpr int kHighestUnit = 65535;
+constexpr int kMostPoints = 256;  // of a layer: more than 256 colours overflow their sum
 
 }  // namespace
 
-Colour heightColour(double part) {
-  static constexpr double kStops[][3] = {
-      {46, 64, 120}, {42, 134, 148}, {110, 176, 98}, {232, 200, 92}, {245, 240, 225}};
-  constexpr int kSteps = static_cast<int>(std::size(kStops)) - 1;
-  const double position = std::clamp(part, 0.0, 1.0) * kSteps;
-  const int stop = std::min(static_cast<int>(position), kSteps - 1);
-  Colour colour{};
+void Layer::halve() {
+  count /= 2;
+  for (std::uint16_t& sum : sums) sum /= 2;
+}
+
+void Layer::add(std::uint16_t pointHeight, const std::array<std::uint8_t, 3>& colour) {
+  if (count == kMostPoints) halve();
+  height = std::max(height, pointHeight);
+  ++count;
   for (std::size_t i = 0; i < colour.size(); ++i)
-    colour[i] = static_cast<std::uint8_t>(
-        std::lround(std::lerp(kStops[stop][i], kStops[stop + 1][i], position - stop)));
-  return colour;
+    sums[i] = static_cast<std::uint16_t>(sums[i] + colour[i]);
 }
 
-MapRaster::MapRaster(const MapView& view, const LasInput& input)
+void Layer::add(const Layer& other) {
+  Layer more = other;
+  while (count + more.count > kMostPoints) {
+    halve();
+    more.halve();
+  }
+  height = std::max(height, more.height);
+  count = static_cast<std::uint16_t>(count + more.count);
+  for (std::size_t i = 0; i < sums.size(); ++i)
+    sums[i] = static_cast<std::uint16_t>(sums[i] + more.sums[i]);
+}
+
+MapRaster::MapRaster(const MapView& view, bool wideColours)
     : view_(view),
-      column_(chain({1 / view.pixelSize, -view.left / view.pixelSize}, input.axis(0))),
-      row_(chain({-1 / view.pixelSize, view.top / view.pixelSize}, input.axis(1))),
-      cells_(static_cast<std::size_t>(view.width) * static_cast<std::size_t>(view.height)) {
-  const double steps = 65534 / std::max(view.heights.size(), 1e-9);
-  height_ = chain({steps, 1 - view.heights.low * steps}, input.axis(2));
+      tops_(static_cast<std::size_t>(view.columns) * static_cast<std::size_t>(view.rows)),
+      belows_(tops_.size()) {
+  constexpr int kUnits = kHighestUnit - kLowestUnit;
+  unit_ = std::max(view.smallHeight / (1 << Layer::kStepBits), view.heights.size() * 1.25 / kUnits);
+  const double middle = (view.heights.low + view.heights.high) / 2;
+  lowest_ = middle - unit_ * (kLowestUnit + kUnits / 2);
+  scale_ = {.x = view.x(),
+            .y = view.y(),
+            .slice = view.slice,
+            .perUnit = 1 / view.cellSize,
+            .lowest = lowest_,
+            .heightPerUnit = 1 / unit_,
+            .columns = view.columns,
+            .colourShift = wideColours ? 8 : 0};
 }
 
-void MapRaster::add(std::span<const pontra::LasPointRecord> records) {
-  for (; records.size() > kBatch; records = records.subspan(kBatch))
-    addBatch(records.first(kBatch));
-  addBatch(records);
+void MapRaster::add(std::span<const MapPoint> points) {
+  for (; points.size() > kBatch; points = points.subspan(kBatch)) addBatch(points.first(kBatch));
+  addBatch(points);
+}
+
+void MapRaster::add(const MapRaster& other) {
+  count_ += other.count_;
+  colourBits_ |= other.colourBits_;
+  leftOut_.outside += other.leftOut_.outside;
+  leftOut_.below += other.leftOut_.below;
+  leftOut_.above += other.leftOut_.above;
+  const auto extend = [](Range& range, const Range& more) {
+    range = {std::min(range.low, more.low), std::max(range.high, more.high)};
+  };
+  extend(heights_, other.heights_);
+  extend(leftOut_.x, other.leftOut_.x);
+  extend(leftOut_.y, other.leftOut_.y);
+  for (std::size_t cell = 0; cell < tops_.size(); ++cell) {
+    for (const Layer& layer : {other.tops_[cell], other.belows_[cell]}) {
+      if (layer.count == 0) break;
+      if (Layer* const own = layerOf(cell, layer.step())) own->add(layer);
+    }
+  }
 }
 
 /// Computes all cell indices before it accesses a cell, so that the memory accesses overlap: this
 /// halves the time for points in random order.
-void MapRaster::addBatch(std::span<const pontra::LasPointRecord> records) {
-  std::array<int, kBatch> indices;
-  std::array<Cell, kBatch> values;
-  std::size_t count = 0;
-  std::uint64_t colourBits = 0;
-  for (const pontra::LasPointRecord& record : records) {
-    const std::uint64_t colour =
-        record.red | std::uint64_t{record.green} << 16 | std::uint64_t{record.blue} << 32;
-    colourBits |= colour;
-    const double column = column_(record.x);
-    const double row = row_(record.y);
-    if (!(column >= 0 && column < view_.width && row >= 0 && row < view_.height)) continue;
-    indices[count] = static_cast<int>(row) * view_.width + static_cast<int>(column);
-    __builtin_prefetch(&cells_[static_cast<std::size_t>(indices[count])], 1);
-    values[count++] = static_cast<Cell>(heightStep(height_(record.z))) << kHeightBit | colour;
-  }
-  for (std::size_t i = 0; i < count; ++i) {
-    Cell& cell = cells_[static_cast<std::size_t>(indices[i])];
-    cell = std::max(cell, values[i]);
-  }
-  count_ += count;
-  colourBits_ |= colourBits;
-}
-
-/// The mean distance in pixels between neighbouring filled cells, in parts of the map that have
-/// any.
-double MapRaster::spacing() const {
-  constexpr std::size_t kTile = 16;  // pixels
-  const auto width = static_cast<std::size_t>(view_.width);
-  const std::size_t tilesAcross = width / kTile + 1;
-  std::vector<bool> tiles(tilesAcross * (static_cast<std::size_t>(view_.height) / kTile + 1));
-  std::size_t filled = 0;
-  for (std::size_t i = 0; i < cells_.size(); ++i) {
-    if (cells_[i] == 0) continue;
-    ++filled;
-    tiles[i / width / kTile * tilesAcross + i % width / kTile] = true;
-  }
-  const auto area = static_cast<double>(std::ranges::count(tiles, true)) * kTile * kTile;
-  return filled > 0 ? std::sqrt(area / static_cast<double>(filled)) : 0;
-}
-
-void MapRaster::growDots() {
-  constexpr int kLargestRadius = 5;  // pixels
-  const int radius = std::min(static_cast<int>(spacing() * 0.57 + 0.4), kLargestRadius);
-  for (int i = 0; i < radius; ++i) growOnce(i % 2 == 1, 1);
-  for (int i = 0; i < radius; ++i) growOnce(true, 5);
-}
-
-/// Each empty cell with at least `filledNeighbours` filled ones among its four or eight neighbours
-/// becomes a copy of the highest.
-void MapRaster::growOnce(bool diagonally, int filledNeighbours) {
-  const auto width = static_cast<std::size_t>(view_.width);
-  const std::array<std::size_t, 8> steps = {
-      1, width, 0 - std::size_t{1}, 0 - width, width + 1, width - 1, 1 - width, 0 - width - 1};
-  const std::vector<Cell> before = cells_;
-  for (std::size_t i = 0; i < cells_.size(); ++i) {
-    if (before[i] != 0) continue;
-    int filled = 0;
-    for (std::size_t k = 0; k < (diagonally ? 8 : 4); ++k) {
-      const std::size_t other = i + steps[k];
-      if (other >= cells_.size() || before[other] == 0) continue;
-      ++filled;
-      cells_[i] = std::max(cells_[i], before[other]);
-    }
-    if (filled < filledNeighbours) cells_[i] = 0;
-  }
-}
-
-/// The colour of a filled cell's height, lit from the north-west.
-Colour MapRaster::shade(std::size_t cell) const {
-  const auto width = static_cast<std::size_t>(view_.width);
-  const auto heightOf = [&](std::size_t other) {
-    return static_cast<double>(
-               (other < cells_.size() && cells_[other] != 0 ? cells_[other] : cells_[cell]) >>
-               kHeightBit) /
-           65535;
+void MapRaster::addBatch(std::span<const MapPoint> points) {
+  struct Entry {
+    std::uint32_t cell;
+    std::uint16_t height;
+    std::array<std::uint8_t, 3> colour;
   };
-  const double metres = heightOf(cell + width + 1) - heightOf(cell - width - 1);
-  const double slope = metres * view_.heights.size() / (2.83 * view_.pixelSize);
-  const double light = 1 + 0.4 * slope / std::sqrt(1 + slope * slope);
-  Colour colour = heightColour(heightOf(cell));
-  for (std::uint8_t& channel : colour)
-    channel = static_cast<std::uint8_t>(std::min(channel * light, 255.0));
-  return colour;
+  std::array<Entry, kBatch> entries;
+  std::size_t size = 0;
+  const Scale scale = scale_;  // copies, so that no store can change them
+  Range heights = heights_;
+  unsigned colourBits = colourBits_;
+  for (const MapPoint& point : points) {
+    const auto [red, green, blue] = point.colour;
+    colourBits |= static_cast<unsigned>(red | green | blue);
+    const auto [x, y, z] = point.position;
+    if (!(scale.x.contains(x) && scale.y.contains(y) && scale.slice.contains(z))) {
+      if (!leaveOut(point.position)) continue;
+    } else {
+      ++count_;
+      heights = {std::min(heights.low, z), std::max(heights.high, z)};
+    }
+    const auto column = static_cast<int>((x - scale.x.low) * scale.perUnit + MapView::kBorder);
+    const auto row = static_cast<int>((scale.y.high - y) * scale.perUnit + MapView::kBorder);
+    const double height = (z - scale.lowest) * scale.heightPerUnit;
+    Entry& entry = entries[size++];
+    entry.cell = static_cast<std::uint32_t>(row * scale.columns + column);
+    __builtin_prefetch(&tops_[entry.cell], 1);
+    entry.height = static_cast<std::uint16_t>(
+        std::min(std::max(height, double{kLowestUnit}), double{kHighestUnit}));
+    entry.colour = {static_cast<std::uint8_t>(red >> scale.colourShift),
+                    static_cast<std::uint8_t>(green >> scale.colourShift),
+                    static_cast<std::uint8_t>(blue >> scale.colourShift)};
+  }
+  for (const auto& [cell, height, colour] : std::span(entries).first(size)) {
+    if (Layer* const layer = layerOf(cell, height >> Layer::kStepBits)) layer->add(height, colour);
+  }
+  heights_ = heights;
+  colourBits_ = colourBits;
 }
 
-std::vector<Colour> MapRaster::colours(const Colour& ground) const {
-  const bool wide = (colourBits_ & 0xff00ff00ff00) != 0;  // colours of 16 bits
-  std::vector<Colour> pixels(cells_.size(), ground);
-  for (std::size_t i = 0; i < cells_.size(); ++i) {
-    if (cells_[i] == 0) continue;
-    if (showsHeights()) {
-      pixels[i] = shade(i);
-      continue;
-    }
-    const Cell colour = cells_[i] & kColourMask;
-    for (std::size_t channel = 0; channel < 3; ++channel) {
-      const std::uint64_t value = colour >> (16 * channel) & 0xffff;
-      pixels[i][channel] = static_cast<std::uint8_t>(wide ? (value + 128) / 257 : value);
-    }
+/// The layer of a step that is not that of the top layer; null when it is below both layers.
+Layer* MapRaster::otherLayer(std::size_t cell, int step) {
+  Layer& top = tops_[cell];
+  Layer& below = belows_[cell];
+  if (step > top.step()) {
+    if (top.count > 0) below = top;
+    top = {};
+    return &top;
   }
-  return pixels;
+  if (step < below.step()) return nullptr;
+  if (step > below.step()) below = {};
+  return &below;
+}
+
+/// Counts a point outside the view or its slice. True when it belongs to a cell of the border.
+bool MapRaster::leaveOut(const Position& position) {
+  const auto [x, y, z] = position;
+  const bool inSlice = view_.slice.contains(z);
+  if (scale_.x.contains(x) && scale_.y.contains(y)) {
+    ++(z < view_.slice.low ? leftOut_.below : leftOut_.above);
+    return false;
+  }
+  ++leftOut_.outside;
+  leftOut_.x.include(x);
+  leftOut_.y.include(y);
+  const double border = MapView::kBorder * view_.cellSize * 0.999;
+  return inSlice &&
+         std::abs(x - (scale_.x.low + scale_.x.high) / 2) < scale_.x.size() / 2 + border &&
+         std::abs(y - (scale_.y.low + scale_.y.high) / 2) < scale_.y.size() / 2 + border;
 }
 
 }  // namespace picture

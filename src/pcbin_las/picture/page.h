@@ -1,27 +1,57 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// The complete picture: a framed map, and the text in its margin.
+// The complete picture: framed maps, and the text in the margin.
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 
 #include "pcbin_las/picture/canvas.h"
 #include "pcbin_las/picture/map_raster.h"
-#include "pcbin_las/picture/map_view.h"
+#include "pcbin_las/picture/picture.h"
 
 namespace picture {
 
-constexpr int kLargestPage = 1600;  ///< pixels, in width and in height
-constexpr int kMargin = 14;         ///< pixels left and right of the map, and above it
-constexpr int kFooter = 100;        ///< pixels below the map
-constexpr int kLargestMapWidth = kLargestPage - 2 * kMargin;
-constexpr int kLargestMapHeight = kLargestPage - kMargin - kFooter;
+/// Sizes in pixels. Pages below kSmallestWithText have no text.
+struct PageLayout {
+  /// A page of `request`, with `panels` maps side by side.
+  PageLayout(const Request& request, int panels);
+
+  Frame map;   ///< for each map
+  int margin;  ///< around the maps
+  int dot;     ///< of the font; 0 for a page without text
+  int line;    ///< from one line of text to the next
+  int lines;   ///< of text
+
+  static constexpr int kSmallestWithText = 400;
+};
+
+/// A map of the page.
+struct Panel {
+  const MapRaster* raster;
+  std::vector<Colour> pixels;  ///< of the raster's view
+  std::string title;           ///< empty for none
+};
+
+/// What the margin says besides.
+struct Caption {
+  std::string name = {};    ///< of the file
+  std::uint64_t total = 0;  ///< points in the file
+  pontra::MapSystem system = {};
+  bool showsHeights = false;  ///< the colours are those of the height scale
+  bool zoomed = false;        ///< the view is a square that was asked for
+};
 
 /// The largest of 1, 2 and 5 times a power of ten that is at most `length`, which is above 0.
 double roundLength(double length);
 
-/// Draws the page. `name` is that of the file, `total` the number of its points.
-Canvas drawPage(const MapRaster& raster, const MapView& view, const std::string& name,
-                std::uint64_t total);
+/// Which points the picture leaves out, and why; empty when it shows all.
+std::string describeLeftOut(const MapRaster& raster, const Caption& caption);
+
+/// Draws the page of one or two maps with views of the same size.
+Canvas drawPage(const PageLayout& layout, std::span<const Panel> panels, const Caption& caption);
+
+/// The colour of a map where it has no points.
+constexpr Colour kGround = {16, 18, 24};
 
 }  // namespace picture

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/picture/picture.h"
 
-#include <cmath>
+#include <csignal>
 #include <new>
+#include <system_error>
+#include <thread>
 
-#include "pcbin_las/picture/page.h"
+#include "pcbin_las/picture/las_input.h"
+#include "pcbin_las/picture/map_drawing.h"
 #include "pcbin_las/picture/png_file.h"
 #include "pcbin_las/platform/trace_macros.h"
 #include "pcbin_las/process/file_path.h"
@@ -12,34 +15,83 @@
 namespace picture {
 namespace {
 
-bool isSquare(const Area& area) {
-  return std::isfinite(area.x) && std::isfinite(area.y) && std::isfinite(area.width) &&
-         area.width > 0;
+constexpr unsigned kLargestNarrowColour = 255;
+
+/// Starts a thread that handles no signals; one that is not joinable when that fails.
+std::jthread startThread(const std::function<void()>& run) {
+  sigset_t all;
+  sigset_t former;
+  sigfillset(&all);
+  pthread_sigmask(SIG_BLOCK, &all, &former);
+  std::jthread thread;
+  try {
+    thread = std::jthread(run);
+  } catch (const std::system_error&) {
+    // The caller does the work.
+  }
+  pthread_sigmask(SIG_SETMASK, &former, nullptr);
+  return thread;
 }
 
-bool drawWhole(const std::string& lasPath, const std::string& pngPath,
-               const std::optional<Area>& zoom) {
+/// Collects the points of the file in cells; the second half of many points in another thread.
+bool collectOnce(const std::string& lasPath, LasInput& input, MapRaster& raster) {
+  constexpr std::uint64_t kMany = 1'000'000;  // that take longer than a thread and a second raster
+  const auto addTo = [](MapRaster& target) {
+    return [&target](std::span<const MapPoint> points) { target.add(points); };
+  };
+  if (input.count() < kMany) return input.pass(addTo(raster));
+  MapRaster other = raster;
+  LasInput otherInput;
+  bool read = false;
+  const auto collectOther = [&] {
+    try {
+      read = otherInput.open(lasPath) && otherInput.count() == input.count() &&
+             otherInput.passHalf(true, addTo(other));
+    } catch (const std::bad_alloc&) {
+      read = false;
+    }
+  };
+  {
+    const std::jthread thread = startThread(collectOther);  // ends with this block
+    if (!thread.joinable()) collectOther();
+    if (!input.passHalf(false, addTo(raster))) return false;
+  }
+  raster.add(other);
+  return read;
+}
+
+/// Collects the points in cells, again when the first colour of 16 bits appears in points that were
+/// not in the sample.
+bool collect(const std::string& lasPath, LasInput& input, MapRaster& raster, bool wideColours) {
+  if (!collectOnce(lasPath, input, raster)) return false;
+  if (wideColours || raster.colourBits() <= kLargestNarrowColour) return true;
+  raster = MapRaster(raster.view(), true);
+  return collectOnce(lasPath, input, raster);
+}
+
+bool drawFile(const std::string& lasPath, const std::string& pngPath, const Request& request) {
   LasInput input;
   if (!input.open(lasPath)) return false;
-  const std::vector<Position> positions = input.sample();
-  if (!input.ok()) return false;
-  const MapView view = chooseView(input, positions, zoom, kLargestMapWidth, kLargestMapHeight);
-  if (view.width == 0) {
-    TRACE_ERROR("picture", "las file(%s) has coordinates that cannot be drawn!", lasPath.c_str());
-    return false;
-  }
-  MapRaster raster(view, input);
-  input.seek(0);
-  for (auto records = input.read(); !records.empty(); records = input.read()) raster.add(records);
-  if (!input.ok()) return false;
-  if (raster.count() == 0) {
-    TRACE_ERROR("picture", "las file(%s) has no points from x %.3f to %.3f, y %.3f to %.3f!",
-                lasPath.c_str(), view.left, view.right(), view.bottom(), view.top);
-    return false;
-  }
-  raster.growDots();
-  const std::string name = ferrun::FilePath(lasPath).baseName();
-  return writePng(drawPage(raster, view, name, input.count()), pngPath);
+  const bool partial = request.zoom || request.slice;
+  MapSample sample(request.zoom, request.slice);
+  const auto add = [&sample](std::span<const MapPoint> points) { sample.add(points); };
+  if (!(partial ? input.pass(add) : input.passSome(add))) return false;
+
+  const PageLayout layout(request, 1);
+  const auto view =
+      makeView(sample, partial ? sample.points() : input.count(),
+               partial ? sample.bounds() : input.headerBounds(), request, layout, lasPath);
+  if (!view) return false;
+  const bool wideColours = sample.colourBits() > kLargestNarrowColour;
+  MapRaster raster(*view, wideColours);
+  if (!collect(lasPath, input, raster, wideColours)) return false;
+  const Caption caption = {.name = ferrun::FilePath(lasPath).baseName(),
+                           .total = input.count(),
+                           .system = input.system(),
+                           .showsHeights = raster.colourBits() == 0,
+                           .zoomed = request.zoom.has_value()};
+  const Panel panels[] = {{&raster, drawMap(raster), ""}};
+  return writePng(drawPage(layout, panels, caption), pngPath);
 }
 
 }  // namespace
@@ -48,22 +100,12 @@ bool isSupported() {
   return true;
 }
 
-bool draw(const std::string& lasPath, const std::string& pngPath, const std::optional<Area>& zoom) {
-  if (zoom && !isSquare(*zoom)) {
-    TRACE_ERROR("picture", "cannot draw a square of %g m around x %g, y %g!", zoom->width, zoom->x,
-                zoom->y);
-    return false;
-  }
+bool draw(const std::string& lasPath, const std::string& pngPath, const Request& request) {
   if (ferrun::File::isSameFile(lasPath, pngPath)) {
     TRACE_ERROR("picture", "picture(%s) would replace its input!", pngPath.c_str());
     return false;
   }
-  try {
-    return drawWhole(lasPath, pngPath, zoom);
-  } catch (const std::bad_alloc&) {
-    TRACE_ERROR("picture", "picture(%s): out of memory!", pngPath.c_str());
-    return false;
-  }
+  return guarded(pngPath, request, [&] { return drawFile(lasPath, pngPath, request); });
 }
 
 }  // namespace picture

@@ -9,10 +9,23 @@ bool isSupported() {
   return false;
 }
 
-bool draw(const std::string& /*lasPath*/, const std::string& pngPath,
-          const std::optional<Area>& /*zoom*/) {
+namespace {
+
+bool refuse(const std::string& pngPath) {
   TRACE_ERROR("picture", "picture(%s) cannot be drawn: built without libpng!", pngPath.c_str());
   return false;
+}
+
+}  // namespace
+
+bool draw(const std::string& /*lasPath*/, const std::string& pngPath, const Request& /*request*/) {
+  return refuse(pngPath);
+}
+
+bool drawComparison(const PassMovedPoints& /*pass*/, const std::string& /*name*/,
+                    const pontra::MapSystem& /*system*/, const std::string& pngPath,
+                    const Request& /*request*/) {
+  return refuse(pngPath);
 }
 
 }  // namespace picture

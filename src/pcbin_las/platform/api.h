@@ -6,5 +6,10 @@
 #error "pcbin_las needs C++20: compile with -std=c++20 or link the CMake target pcbin_las::storage"
 #endif
 
-/// Marks what the shared libraries export; everything else in them is hidden.
+/// Marks what the shared libraries export; everything else in them is hidden. The static libraries
+/// export nothing: two plugins of one process may contain different versions.
+#ifdef PCBIN_SHARED
 #define PCBIN_API [[gnu::visibility("default")]]
+#else
+#define PCBIN_API
+#endif

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "pcbin_las/platform/api.h"
+
 namespace ferrun {
 
 /// The number of bytes of the printable character that `text` begins with, which must not be empty;
@@ -16,9 +18,9 @@ std::size_t printableLength(std::string_view text);
 /// `text` with each byte of these kinds written as "\xNN" (two upper-case hexadecimal digits):
 /// bytes 0 to 31 and 127, the UTF-8 control characters C2 80 to C2 9F, and bytes that are not valid
 /// UTF-8. Everything else is unchanged, including backslashes.
-std::string escapeControls(std::string_view text);
+PCBIN_API std::string escapeControls(std::string_view text);
 
 /// Whether escapeControls() would change `text`.
-bool hasControls(std::string_view text);
+PCBIN_API bool hasControls(std::string_view text);
 
 }  // namespace ferrun

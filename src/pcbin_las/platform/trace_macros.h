@@ -12,15 +12,6 @@
 #include "pcbin_las/platform/date_time.h"
 #include "pcbin_las/platform/tracer.h"
 
-namespace ferrun {
-
-/// Levels of log lines; the tracer drops those below its threshold.
-constexpr int kLevelInfo = 1;  ///< results, progress and prompts
-constexpr int kLevelWarning = 2;
-constexpr int kLevelError = 3;
-
-}  // namespace ferrun
-
 #define FERRUN_PRINT(level, ...)                                                           \
   do {                                                                                     \
     ferrun::Tracer* const ferrunTracer = ferrun::Singleton<ferrun::Tracer>::getInstance(); \

@@ -20,6 +20,7 @@ namespace ferrun {
 namespace {
 
 constexpr std::size_t kMostGathered = std::size_t{64} << 10;  // bytes
+constexpr std::size_t kMostRuns = 256;                        // of lines of one level
 constexpr std::size_t kShortLine = 1024;                      // bytes; longer lines take memory
 
 /// Whether this thread is inside a tracer, where a signal handler must not enter it.
@@ -49,6 +50,16 @@ std::string escapeLine(std::string_view line) {
 }
 
 }  // namespace
+
+void TracerSink::writeLines(int level, const char* lines, std::size_t size) {
+  (void)level;
+  write(lines, size);
+}
+
+void TracerSink::write(const char* lines, std::size_t size) {
+  (void)lines;
+  (void)size;
+}
 
 bool STDSink::writeAll(const char* lines, std::size_t size) {
   while (size > 0) {
@@ -142,8 +153,10 @@ void Tracer::start() {
   if (started_) return;
   started_ = true;
   try {
-    for (std::string* const lines : {&pending_, &lines_})
-      lines->reserve(kMostGathered + kShortLine);
+    for (Lines* const lines : {&pending_, &lines_}) {
+      lines->text.reserve(kMostGathered + kShortLine);
+      lines->runs.reserve(kMostRuns);
+    }
   } catch (const std::exception&) {  // append() tries again
   }
   gate_ = threshold_;
@@ -153,7 +166,7 @@ void Tracer::print(int level, const char* format, ...) noexcept {
   if (!enabled(level)) return;
   std::va_list values;
   va_start(values, format);
-  this->format(Escape::kNo, format, values);
+  this->format(level, Escape::kNo, format, values);
   va_end(values);
 }
 
@@ -161,11 +174,11 @@ void Tracer::printEscaped(int level, const char* format, ...) noexcept {
   if (!enabled(level)) return;
   std::va_list values;
   va_start(values, format);
-  this->format(Escape::kYes, format, values);
+  this->format(level, Escape::kYes, format, values);
   va_end(values);
 }
 
-void Tracer::format(Escape escape, const char* format, std::va_list values) noexcept {
+void Tracer::format(int level, Escape escape, const char* format, std::va_list values) noexcept {
   std::array<char, kShortLine> text;
   std::va_list again;
   va_copy(again, values);
@@ -180,17 +193,21 @@ void Tracer::format(Escape escape, const char* format, std::va_list values) noex
       line = longText;
     }
     if (escape == Escape::kYes && hasControls(line)) line = longText = escapeLine(line);
-    if (length >= 0) append(line);
+    if (length >= 0) append(level, line);
   } catch (const std::exception&) {  // no memory: the line is lost
   }
   va_end(again);
 }
 
-void Tracer::append(std::string_view line) {
+void Tracer::append(int level, std::string_view line) {
   const Lock lock(*this);
-  pending_.reserve(pending_.size() + line.size() + 1);  // appends the whole line or nothing
-  pending_.append(line).append(1, '\n');
-  const bool gathers = gathering_ > 0 && !exiting_ && pending_.size() < kMostGathered;
+  auto& [text, runs] = pending_;
+  text.reserve(text.size() + line.size() + 1);  // appends the whole line or nothing
+  if (runs.empty() || runs.back().level != level) runs.push_back({level, 0});
+  text.append(line).append(1, '\n');
+  runs.back().end = text.size();
+  const bool gathers =
+      gathering_ > 0 && !exiting_ && text.size() < kMostGathered && runs.size() < kMostRuns;
   if (!gathers && !lock.isSink()) deliver();
 }
 
@@ -207,18 +224,23 @@ void Tracer::gather(bool begin) noexcept {
 
 /// Delivers the waiting lines, and once those that sinks print meanwhile.
 void Tracer::deliver() noexcept {
-  for (int round = 0; round < 2 && !pending_.empty(); ++round) {
-    lines_.swap(pending_);
+  for (int round = 0; round < 2 && !pending_.text.empty(); ++round) {
+    std::swap(lines_, pending_);
     writeToSinks();
-    lines_.clear();
+    lines_.text.clear();
+    lines_.runs.clear();
   }
 }
 
 void Tracer::writeToSinks() noexcept {
   for (const auto& sink : sinks_) {
-    try {
-      sink->write(lines_.data(), lines_.size());
-    } catch (...) {  // the lines are lost for this sink
+    std::size_t begin = 0;
+    for (const auto& [level, end] : lines_.runs) {
+      try {
+        sink->writeLines(level, lines_.text.data() + begin, end - begin);
+      } catch (...) {  // the lines are lost for this sink
+      }
+      begin = end;
     }
   }
 }
@@ -240,11 +262,23 @@ void Tracer::lockForFork() {
 
 void Tracer::unlockAfterFork(bool inChild) {
   if (inChild) {
-    pending_.clear();
+    pending_.text.clear();
+    pending_.runs.clear();
     gathering_ = 0;
   }
   if (owner_ != std::this_thread::get_id()) mutex_.unlock();
   t_inside = t_inside - 1;
+}
+
+void printLinesTo(std::shared_ptr<TracerSink> sink, int level) {
+  Tracer* const tracer = Singleton<Tracer>::getInstance();
+  tracer->setLevel(level);
+  tracer->addSink(std::move(sink));
+  tracer->start();
+}
+
+void printLinesToConsole(int level) {
+  printLinesTo(std::make_shared<STDSink>(), level);
 }
 
 }  // namespace ferrun

@@ -22,15 +22,24 @@
 
 namespace ferrun {
 
-/// A destination of log lines.
+/// Levels of log lines; the tracer drops those below its threshold.
+constexpr int kLevelInfo = 1;  ///< results, progress and prompts
+constexpr int kLevelWarning = 2;
+constexpr int kLevelError = 3;
+
+/// A destination of log lines. A derived class overrides one of the functions. Lines that it cannot
+/// write, or for which it throws, are lost. Called by one thread at a time, which prints. It may
+/// print lines itself; they are delivered later.
 class PCBIN_API TracerSink {
  public:
   virtual ~TracerSink() = default;
 
-  /// Receives `size` bytes: one or more whole lines, each with its line break. Lines that it cannot
-  /// write, or for which it throws, are lost. Called by one thread at a time, which prints. It may
-  /// print lines itself; they are delivered later.
-  virtual void write(const char* lines, std::size_t size) = 0;
+  /// Receives `size` bytes: one or more whole lines of one level, each with its line break. Passes
+  /// them to write() unless overridden.
+  virtual void writeLines(int level, const char* lines, std::size_t size);
+
+  /// Receives lines of any level. Does nothing unless overridden.
+  virtual void write(const char* lines, std::size_t size);
 };
 
 /// Writes lines to standard output.
@@ -114,15 +123,25 @@ class PCBIN_API Tracer {
 
   enum class Escape { kNo, kYes };
 
-  [[gnu::format(printf, 3, 0)]] void format(Escape escape, const char* format,
+  [[gnu::format(printf, 4, 0)]] void format(int level, Escape escape, const char* format,
                                             std::va_list values) noexcept;
-  void append(std::string_view line);
+  void append(int level, std::string_view line);
   void gather(bool begin) noexcept;
   void deliver() noexcept;
   void writeToSinks() noexcept;
   void deliverAtExit() noexcept;
   void lockForFork();
   void unlockAfterFork(bool inChild);
+
+  /// Whole lines, in runs of equal level.
+  struct Lines {
+    struct Run {
+      int level;
+      std::size_t end;  ///< offset in `text`
+    };
+    std::string text;
+    std::vector<Run> runs;
+  };
 
   static constexpr long long kClosed = std::numeric_limits<long long>::max();
 
@@ -133,13 +152,20 @@ class PCBIN_API Tracer {
   bool started_ = false;
   int gathering_ = 0;     ///< Gathering objects that count
   bool exiting_ = false;  ///< no lines are gathered any more
-  std::string pending_;   ///< whole lines that are waiting
-  std::string lines_;     ///< lines that are being delivered
+  Lines pending_;         ///< that are waiting
+  Lines lines_;           ///< that are being delivered
   std::vector<std::shared_ptr<TracerSink>> sinks_;
 };
 
 /// Defined in the library, so that a program and shared libraries that it loads use one tracer.
 template <>
 PCBIN_API Tracer* Singleton<Tracer>::getInstance();
+
+/// Starts the tracer of the library with a sink: it receives the lines of `level` and above, of all
+/// threads, until the process ends. Throws std::bad_alloc.
+PCBIN_API void printLinesTo(std::shared_ptr<TracerSink> sink, int level = kLevelInfo);
+
+/// The same, to standard output.
+PCBIN_API void printLinesToConsole(int level = kLevelInfo);
 
 }  // namespace ferrun

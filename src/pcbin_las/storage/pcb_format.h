@@ -70,9 +70,9 @@ constexpr std::uint64_t kLargestIrtBlock = 4294967295;
 constexpr std::uint64_t kLargestRgbBlock = 4294963200;
 
 /// The header of a file without frames.
-PcbHeader emptyPcbHeader();
+PCBIN_API PcbHeader emptyPcbHeader();
 
 /// Whether the checked fields are right: marker, version, headerSize, the five letters of magic.
-bool isPcbHeader(const PcbHeader& header);
+PCBIN_API bool isPcbHeader(const PcbHeader& header);
 
 }  // namespace modeling_app

@@ -10,6 +10,8 @@
 
 namespace modeling_app {
 
+PcbReader::PcbReader() = default;
+
 PcbReader::~PcbReader() {
   PcbReader::close();
 }

@@ -12,6 +12,7 @@ namespace modeling_app {
 /// Opens a pcbin file, checks its header and reads its frames through readPclRGB() and readPcl().
 class PCBIN_API PcbReader : public PclBinary {
  public:
+  PcbReader();
   ~PcbReader() override;
 
   /// Opens the file at `path`, positioned at its first frame. False, with an error line, when there

@@ -10,6 +10,27 @@
 
 namespace modeling_app {
 
+// Nothing of this class is inline: a caller's code must not depend on the layout of another version
+// of the library in the same process.
+PclBinary::PclBinary() = default;
+PclBinary::~PclBinary() = default;
+
+bool PclBinary::isOpen() const {
+  return file && file->isOpen() && header;
+}
+
+ReadEnd PclBinary::lastReadEnd() const {
+  return readEnd;
+}
+
+std::uint64_t PclBinary::announcedFrames() const {
+  return isOpen() ? frames.load() : 0;
+}
+
+std::uint64_t PclBinary::announcedPoints() const {
+  return isOpen() ? points.load() : 0;
+}
+
 unsigned PclBinary::totalFrames() const {
   return isOpen() ? static_cast<unsigned>(frames) : 0;
 }

@@ -54,10 +54,10 @@ class PCBIN_API PclBinary {
   static constexpr std::uint32_t kBufferSize = 4194304;  ///< bytes; usual argument of open()
   static constexpr unsigned kBatchFrames = 10;           ///< usual argument of readPclRGB()
 
-  PclBinary() = default;
+  PclBinary();
   PclBinary(const PclBinary&) = delete;
   PclBinary& operator=(const PclBinary&) = delete;
-  virtual ~PclBinary() = default;
+  virtual ~PclBinary();
 
   /// Opens the file at `path`; `newBufferSize` is the size of a writer's buffer in bytes. True when
   /// frames can be read or written. If a file is already open, it stays open and the result is
@@ -102,7 +102,7 @@ class PCBIN_API PclBinary {
 
   /// Why the last call of readPcl() or readPclRGB() returned, or damage or a read error that an
   /// earlier call has found: it is enough to ask after the loop. The next open() resets it.
-  ReadEnd lastReadEnd() const { return readEnd; }
+  ReadEnd lastReadEnd() const;
 
   /// The last error line since open() was called, without its tag, time and origin: why open() or a
   /// read call failed, for example "file(map.pcbin) not exists!". Empty when there was none. Waits
@@ -115,11 +115,11 @@ class PCBIN_API PclBinary {
   unsigned totalPoints() const;
 
   /// The counts of the header in full; 0 when no file is open.
-  std::uint64_t announcedFrames() const { return isOpen() ? frames.load() : 0; }
-  std::uint64_t announcedPoints() const { return isOpen() ? points.load() : 0; }
+  std::uint64_t announcedFrames() const;
+  std::uint64_t announcedPoints() const;
 
  protected:
-  bool isOpen() const { return file && file->isOpen() && header; }
+  bool isOpen() const;
   void setCounts(std::uint64_t newFrames, std::uint64_t newPoints);
   void forgetFrames();
   [[gnu::format(printf, 2, 3)]] void rememberError(const char* format, ...) noexcept;
