@@ -121,7 +121,7 @@ bool LasReader::seek(std::uint64_t index) {
   const auto bytes = static_cast<std::int64_t>(index * sizeof(LasPointRecord));
   if (bytes > fileSize() - dataStart_) return false;
   if (file_.pos() != dataStart_ + bytes) file_.seek(dataStart_ + bytes);
-  return true;
+  return file_.pos() == dataStart_ + bytes;
 }
 
 std::span<const LasPointRecord> LasReader::readCompressed(std::size_t most) {

@@ -99,7 +99,10 @@ bool LasInput::passSome(const TakePoints& take) {
 bool LasInput::passRecords(std::uint64_t begin, std::uint64_t end, const TakePoints& take) {
   constexpr std::size_t kBatch = 256;
   std::array<MapPoint, kBatch> points;
-  reader_.seek(begin);
+  if (!reader_.seek(begin)) {
+    TRACE_ERROR("picture", "las file(%s) read error!", path_.c_str());
+    return false;
+  }
   while (begin < end) {
     const auto wanted = std::min<std::uint64_t>(LasReader::kBlockRecords, end - begin);
     auto records = reader_.read(wanted);
