@@ -29,7 +29,7 @@ overwrite() {
 }
 
 heading "Building"
-install_packages g++ cmake ninja-build libpcl-dev nlohmann-json3-dev libpng-dev
+install_packages g++ cmake ninja-build libpcl-dev libpng-dev
 mapfile -t generator < <(generator_options)
 run_quietly cmake --preset release "${generator[@]}" -B build/demo -DPCBIN_BUILD_TESTS=OFF
 run_quietly cmake --build build/demo --parallel "$(nproc)" --target demo_programs

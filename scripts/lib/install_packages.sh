@@ -4,7 +4,7 @@
 
 # The packages needed to build the program and its tests.
 # shellcheck disable=SC2034 # the scripts that source this file use them
-build_packages=(g++ cmake ninja-build libpcl-dev libeigen3-dev libpng-dev nlohmann-json3-dev
+build_packages=(g++ cmake ninja-build libpcl-dev libeigen3-dev libpng-dev
   python3-pyproj)
 # shellcheck disable=SC2034
 test_packages=(libgtest-dev libgmock-dev python3-numpy)

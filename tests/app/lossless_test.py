@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 # Repairs a damaged file of each LAS version and point format with --lossless; the result must be the file before the
 # damage, byte for byte. The fields are those of the ASPRS LAS standards. Usage: lossless_test.py PROGRAM...
 import glob

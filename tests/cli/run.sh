@@ -8,6 +8,7 @@ set -euo pipefail
 update=false
 if [ "$1" = --update ]; then update=true && shift; fi
 session=$(realpath "$1")
+# shellcheck disable=SC2034 # the sessions use it
 sources=$(dirname "$session")/../..
 shift
 program=${!#}

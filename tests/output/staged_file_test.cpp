@@ -4,6 +4,7 @@
 
 #include <csignal>
 #include <fcntl.h>
+#include <grp.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -63,6 +64,54 @@ TEST_F(StagedFileTest, ReplacesItsTargetOnlyWhenPublished) {
   dir_.write("ordinary", "");
   EXPECT_EQ(mode("new.las"), mode("ordinary"));
   EXPECT_THAT(captured_.lines(), IsEmpty());
+}
+
+TEST_F(StagedFileTest, ReplacesItsTargetOnlyWithTheFileThatItCreated) {
+  dir_.write("map.las", "before");
+  dir_.write("other", "kept");
+  dir_.write("summary", "old");
+  symlink("summary", dir_.path("link").c_str());
+  const auto removeSummary = [this] { return ferrun::removeOutput(dir_.path("link")); };
+  for (const bool replaced : {true, false}) {
+    StagedFile file;
+    ASSERT_TRUE(file.create(dir_.path("map.las")));
+    ASSERT_EQ(write(file.descriptor(), "after", 5), 5);
+    std::filesystem::rename(file.temporaryName(), dir_.path("moved"));
+    if (replaced) symlink("other", file.temporaryName().c_str());
+    EXPECT_FALSE(file.publish(removeSummary));
+  }
+  EXPECT_EQ(test::readFile(dir_.path("map.las")), "before");
+  EXPECT_EQ(test::readFile(dir_.path("other")), "kept");
+  EXPECT_EQ(test::readFile(dir_.path("link")), "old") << "removed only right before the rename";
+  EXPECT_THAT(captured_.lines(),
+              testing::Contains(testing::HasSubstr("another program has moved or")).Times(2));
+  StagedFile file;
+  ASSERT_TRUE(file.create(dir_.path("map.las")));
+  EXPECT_FALSE(file.publish([] { return false; }));
+  EXPECT_EQ(test::readFile(dir_.path("map.las")), "before");
+  ASSERT_TRUE(file.create(dir_.path("map.las")));
+  EXPECT_TRUE(file.publish(removeSummary));
+  EXPECT_FALSE(std::filesystem::exists(dir_.path("summary")));
+  EXPECT_TRUE(std::filesystem::is_symlink(dir_.path("link")));
+}
+
+TEST_F(StagedFileTest, GivesAnotherGroupOnlyTheRightsOfOthers) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can make a file of another group";
+  chmod(dir_.path().c_str(), 0777);
+  for (const auto& [before, after] : {std::pair<mode_t, mode_t>{0642, 0602}, {0664, 0644}}) {
+    const std::string path = dir_.write("map.las", "before");
+    ASSERT_EQ(chown(path.c_str(), 65534, 12345), 0);
+    ASSERT_EQ(chmod(path.c_str(), before), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+      if (setgroups(0, nullptr) != 0 || setgid(65534) != 0 || setuid(65534) != 0) _exit(2);
+      _exit(put("map.las", "after") ? 0 : 1);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(mode("map.las"), after);
+  }
 }
 
 TEST_F(StagedFileTest, FollowsLinks) {

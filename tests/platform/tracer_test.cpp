@@ -2,6 +2,7 @@
 #include "pcbin_las/platform/tracer.h"
 
 #include <cerrno>
+#include <csignal>
 #include <fcntl.h>
 #include <sstream>
 #include <unistd.h>
@@ -86,6 +87,16 @@ TEST(STDSink, WritesEveryByteWhenStandardOutputIsBusyOrInterrupted) {
     ferrun::STDSink().write("one\ntwo\n", 8);
     dup2(standardOutput, STDOUT_FILENO);
   }
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  close(ends[0]);
+  std::signal(SIGPIPE, SIG_IGN);
+  dup2(ends[1], STDOUT_FILENO);
+  const bool accepted = ferrun::STDSink::writeAll("lost", 4);
+  dup2(standardOutput, STDOUT_FILENO);
+  std::signal(SIGPIPE, SIG_DFL);
+  EXPECT_FALSE(accepted) << "nobody reads the pipe";
+  close(ends[1]);
   close(file);
   close(standardOutput);
   EXPECT_EQ(test::readFile(path), "one\ntwo\none\ntwo\n");

@@ -108,26 +108,47 @@ bool areExchanged(const Conversion& wanted) {
   return true;
 }
 
-BatchStatus convert(const Conversion& wanted, ConversionResult& result, ProgressBar& bar) {
+/// Removes what describes the old map. A run that is stopped leaves no summary and no picture
+/// beside a map that they do not describe.
+bool removeOldReports(const BatchOutputs& outputs) {
+  return (outputs.summaryPath.empty() || ferrun::removeOutput(outputs.summaryPath)) &&
+         (outputs.picturePath.empty() || ferrun::removeOutput(outputs.picturePath));
+}
+
+/// What identifies the LAS file that is open with `descriptor`.
+MapFile mapFile(int descriptor, const ConversionResult& result) {
+  struct stat status {};
+  if (fstat(descriptor, &status) != 0) return {};
+  return {static_cast<std::uint64_t>(status.st_size), result.written, status.st_mtim};
+}
+
+BatchStatus convert(const Conversion& wanted, const BatchOutputs& outputs, BatchOutcome& outcome,
+                    ProgressBar& bar) {
+  ConversionResult& result = outcome.result;
   if (!checkInputs(wanted) || areExchanged(wanted)) return kNothingWritten;
   ferrun::StagedFile las;
   if (!las.create(wanted.lasPath)) return kNothingWritten;
   Conversion conversion = wanted;
   conversion.lasPath = las.temporaryName();
+  conversion.lasDescriptor = las.descriptor();
   conversion.lasName = wanted.lasPath;
   const bool converted =
       convertSurvey(conversion, Style::kScript, result, progressOf(wanted.pcbinPath, bar));
   bar.erase();
   if (!converted || mustNotPublish(wanted, result)) return kNothingWritten;
   const BatchStatus status = statusOf(result);
-  return las.publish() ? status : kNothingWritten;
+  const MapFile map = mapFile(las.descriptor(), result);
+  if (!las.publish([&outputs] { return removeOldReports(outputs); })) return kNothingWritten;
+  outcome.map = map;
+  return status;
 }
 
 /// The same, with a line for the outcome and for exceptions of the standard library.
-BatchStatus convertOrExplain(const Conversion& wanted, ConversionResult& result, ProgressBar& bar) {
+BatchStatus convertOrExplain(const Conversion& wanted, const BatchOutputs& outputs,
+                             BatchOutcome& outcome, ProgressBar& bar) {
   BatchStatus status = kNothingWritten;
   try {
-    status = convert(wanted, result, bar);
+    status = convert(wanted, outputs, outcome, bar);
   } catch (const std::exception& error) {
     bar.erase();
     TRACE_ERROR("batch", "stopped by an error: %s!", error.what());
@@ -138,7 +159,7 @@ BatchStatus convertOrExplain(const Conversion& wanted, ConversionResult& result,
     TRACE_WARNING("main", "pcbin to las done, but not everything was written!");
   } else {
     TRACE_ERROR("main", "pcbin to las failed!");
-    result.written = 0;
+    outcome.result.written = 0;
   }
   return status;
 }
@@ -148,27 +169,57 @@ bool drawPicture(const Conversion& wanted, const BatchOutputs& outputs) {
                          : picture::draw(wanted.lasPath, outputs.picturePath, outputs.picture);
 }
 
+/// Writes the summaries and draws the picture of a run. The first summary follows the map at once;
+/// one that waits for its picture has at least status 1 and no picture.
+class Reporter {
+ public:
+  Reporter(const Conversion& wanted, const BatchOutputs& outputs, BatchSink& sink)
+      : wanted_(wanted), outputs_(outputs), sink_(sink) {}
+
+  void report(BatchOutcome& outcome) {
+    if (outcome.status != kNothingWritten && !outputs_.picturePath.empty()) {
+      BatchOutcome waiting = outcome;
+      waiting.status = std::max(outcome.status, kSomethingMissing);
+      BatchOutputs withoutPicture = outputs_;
+      withoutPicture.picturePath.clear();
+      const bool written = writeSummary(withoutPicture, waiting);
+      if (!written || !drawPicture(wanted_, outputs_))
+        outcome.status = std::max(outcome.status, kSomethingMissing);
+      if (!written) return;
+    }
+    if (!writeSummary(outputs_, outcome))
+      outcome.status = std::max(outcome.status, kSomethingMissing);
+  }
+
+ private:
+  bool writeSummary(const BatchOutputs& outputs, BatchOutcome& outcome) {
+    if (outputs.summaryPath.empty()) return true;
+    ferrun::Singleton<ferrun::Tracer>::getInstance()->flush();
+    outcome.firstError = sink_.firstError();
+    outcome.warnings = sink_.warnings();
+    outcome.seconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
+    return ::writeSummary(wanted_, outputs, outcome);
+  }
+
+  const Conversion& wanted_;
+  const BatchOutputs& outputs_;
+  BatchSink& sink_;
+  std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+};
+
 }  // namespace
 
 BatchStatus batch_convert(const Conversion& wanted, const BatchOutputs& namedOutputs,
                           BatchSink& sink) {
-  const auto start = std::chrono::steady_clock::now();
   BatchOutputs outputs = namedOutputs;
   BatchOutcome outcome;
+  Reporter reporter(wanted, outputs, sink);
   if (!hasNameClash(wanted, outputs))
-    outcome.status = convertOrExplain(wanted, outcome.result, sink.progressBar());
-  if (outcome.status != kNothingWritten && !outputs.picturePath.empty() &&
-      !drawPicture(wanted, outputs))
-    outcome.status = kSomethingMissing;
-  ferrun::Tracer* const tracer = ferrun::Singleton<ferrun::Tracer>::getInstance();
-  tracer->flush();
-  outcome.firstError = sink.firstError();
-  outcome.warnings = sink.warnings();
-  outcome.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  if (!outputs.summaryPath.empty() && !writeSummary(wanted, outputs, outcome))
-    outcome.status = std::max(outcome.status, kSomethingMissing);
-  tracer->flush();
+    outcome.status = convertOrExplain(wanted, outputs, outcome, sink.progressBar());
+  reporter.report(outcome);
+  ferrun::Singleton<ferrun::Tracer>::getInstance()->flush();
   outcome.warningCount = sink.warningCount();
-  printLastLine(outcome);
+  if (!printLastLine(outcome)) outcome.status = std::max(outcome.status, kSomethingMissing);
   return outcome.status;
 }

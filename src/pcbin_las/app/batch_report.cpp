@@ -6,65 +6,81 @@
 #include <cstdio>
 
 #include "pcbin_las/app/full_version.h"
+#include "pcbin_las/app/json_text.h"
 #include "pcbin_las/output/staged_file.h"
 #include "pcbin_las/platform/file.h"
+#include "pcbin_las/platform/str_util.h"
 #include "pcbin_las/platform/trace_macros.h"
 #include "pcbin_las/platform/tracer.h"
 
-#ifdef PCBIN_HAS_JSON
-#include <nlohmann/json.hpp>
-#endif
-
 namespace {
 
-#ifdef PCBIN_HAS_JSON
+using cli::JsonObject;
 
-using nlohmann::ordered_json;
-
-/// The text, or null when it is empty.
-ordered_json textOrNull(const std::string& text) {
-  return text.empty() ? ordered_json(nullptr) : ordered_json(text);
+std::string foundAndDeclared(std::uint64_t found, std::uint64_t declared) {
+  JsonObject object(2);
+  object.add("found", found);
+  object.add("announced", declared);
+  return object.text();
 }
 
-ordered_json movedBy(const std::optional<Movement>& movement) {
-  if (!movement) return nullptr;
-  return {{"median", movement->median},
-          {"max", movement->most},
-          {"turned", movement->turned},
-          {"tilted", movement->tilted}};
+std::string boundsText(const ConversionResult& result) {
+  if (result.written == 0) return "null";
+  JsonObject object(2);
+  object.add("min", result.low);
+  object.add("max", result.high);
+  return object.text();
 }
 
-/// The outcome as JSON text. Bytes that are not UTF-8 become U+FFFD, numbers that are not finite
-/// null.
+std::string movedBy(const std::optional<Movement>& movement) {
+  if (!movement) return "null";
+  JsonObject object(2);
+  object.add("median", movement->median);
+  object.add("max", movement->most);
+  object.add("turned", movement->turned);
+  object.add("tilted", movement->tilted);
+  return object.text();
+}
+
+std::string mapText(const std::optional<MapFile>& map) {
+  if (!map) return "null";
+  JsonObject object(2);
+  object.add("bytes", map->bytes);
+  object.add("records", map->records);
+  object.addJson("modified",
+                 ferrun::StrUtil::format("%lld.%09ld", static_cast<long long>(map->modified.tv_sec),
+                                         map->modified.tv_nsec));
+  return object.text();
+}
+
+/// The outcome as JSON text.
 std::string summaryText(const Conversion& conversion, const BatchOutputs& outputs,
                         const BatchOutcome& outcome) {
   const ConversionResult& result = outcome.result;
-  ordered_json summary;
-  summary["status"] = static_cast<int>(outcome.status);
-  summary["input"] = conversion.pcbinPath;
-  summary["poses"] = textOrNull(conversion.pgoPath);
-  summary["output"] = conversion.lasPath;
-  summary["picture"] = textOrNull(outputs.picturePath);
-  summary["epsg"] = conversion.epsg == 0 ? ordered_json(nullptr) : ordered_json(conversion.epsg);
-  summary["read"] = result.read;
-  summary["written"] = result.written;
-  summary["no_pose"] = result.noPose;
-  summary["refused"] = result.refused;
-  summary["pose_lines_skipped"] = result.poseLinesSkipped;
-  summary["frames"] = {{"found", result.framesFound}, {"announced", result.framesAnnounced}};
-  summary["points"] = {{"found", result.read}, {"announced", result.pointsAnnounced}};
-  summary["bounds"] = nullptr;
-  if (result.written > 0) summary["bounds"] = {{"min", result.low}, {"max", result.high}};
-  summary["offset"] = result.offset;
-  summary["moved"] = movedBy(result.movement);
-  summary["seconds"] = outcome.seconds;
-  summary["version"] = fullVersion();
-  summary["first_error"] = textOrNull(outcome.firstError);
-  summary["warnings"] = outcome.warnings;
-  return summary.dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n";
+  JsonObject summary;
+  summary.add("status", static_cast<std::uint64_t>(outcome.status));
+  summary.addText("input", conversion.pcbinPath);
+  summary.addTextOrNull("poses", conversion.pgoPath);
+  summary.addText("output", conversion.lasPath);
+  summary.addTextOrNull("picture", outputs.picturePath);
+  summary.addJson("epsg", conversion.epsg == 0 ? "null" : std::to_string(conversion.epsg));
+  summary.add("read", result.read);
+  summary.add("written", result.written);
+  summary.add("no_pose", result.noPose);
+  summary.add("refused", result.refused);
+  summary.add("pose_lines_skipped", result.poseLinesSkipped);
+  summary.addJson("frames", foundAndDeclared(result.framesFound, result.framesAnnounced));
+  summary.addJson("points", foundAndDeclared(result.read, result.pointsAnnounced));
+  summary.addJson("bounds", boundsText(result));
+  summary.add("offset", result.offset);
+  summary.addJson("moved", movedBy(result.movement));
+  summary.add("seconds", outcome.seconds);
+  summary.addText("version", fullVersion());
+  summary.addTextOrNull("first_error", outcome.firstError);
+  summary.add("warnings", outcome.warnings);
+  summary.addJson("map", mapText(outcome.map));
+  return summary.text() + "\n";
 }
-
-#endif
 
 /// Replaces a file atomically.
 bool writeWhole(const std::string& path, const std::string& text) {
@@ -72,7 +88,7 @@ bool writeWhole(const std::string& path, const std::string& text) {
   if (!staged.create(path)) return false;
   ferrun::File file;
   file.setWMBuffer(0);  // so that a failed write is reported at once
-  if (!file.open(staged.temporaryName(), ferrun::File::kWrite)) return false;
+  if (!file.openDescriptor(staged.temporaryName(), staged.descriptor())) return false;
   const auto size = static_cast<int>(text.size());
   const bool written = file.writeData(text.data(), size) == size;
   file.close();
@@ -81,28 +97,18 @@ bool writeWhole(const std::string& path, const std::string& text) {
 
 }  // namespace
 
-bool hasSummary() {
-#ifdef PCBIN_HAS_JSON
-  return true;
-#else
-  return false;
-#endif
-}
-
-bool writeSummary([[maybe_unused]] const Conversion& conversion, const BatchOutputs& outputs,
-                  [[maybe_unused]] const BatchOutcome& outcome) {
-#ifdef PCBIN_HAS_JSON
+bool writeSummary(const Conversion& conversion, const BatchOutputs& outputs,
+                  const BatchOutcome& outcome) {
   try {
     if (writeWhole(outputs.summaryPath, summaryText(conversion, outputs, outcome))) return true;
   } catch (const std::exception&) {
     // No memory: reported below.
   }
-#endif
   TRACE_ERROR("batch", "summary file(%s) not written!", outputs.summaryPath.c_str());
   return false;
 }
 
-void printLastLine(const BatchOutcome& outcome) {
+bool printLastLine(const BatchOutcome& outcome) {
   const ConversionResult& r = outcome.result;
   std::array<char, 512> line;  // works without free memory
   const int size = std::snprintf(
@@ -112,5 +118,5 @@ void printLastLine(const BatchOutcome& outcome) {
       " warnings=%" PRIu64 "\n",
       static_cast<int>(outcome.status), r.read, r.written, r.noPose, r.refused, r.poseLinesSkipped,
       r.framesFound, r.framesAnnounced, r.read, r.pointsAnnounced, outcome.warningCount);
-  if (size > 0) ferrun::STDSink().write(line.data(), static_cast<std::size_t>(size));
+  return size > 0 && ferrun::STDSink::writeAll(line.data(), static_cast<std::size_t>(size));
 }

@@ -2,6 +2,8 @@
 // The report of a run with --batch.
 #pragma once
 
+#include <ctime>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,26 +26,31 @@ enum BatchStatus : int {
   kNothingWritten = 2,     ///< the LAS file is unchanged
 };
 
+/// The LAS file of a run, by which a summary names the file that it describes.
+struct MapFile {
+  std::uint64_t bytes = 0;
+  std::uint64_t records = 0;
+  timespec modified = {};  ///< time of the last modification
+};
+
 /// The outcome of a run with --batch.
 struct BatchOutcome {
   BatchStatus status = kNothingWritten;
-  ConversionResult result;  ///< `written` and the bounds are 0 when no LAS file was written
-  double seconds = 0;       ///< duration of the run
-  std::string firstError;   ///< the first error line; empty for none
+  std::optional<MapFile> map;  ///< none when no LAS file was written
+  ConversionResult result;     ///< `written` and the bounds are 0 when no LAS file was written
+  double seconds = 0;          ///< duration of the run
+  std::string firstError;      ///< the first error line; empty for none
   std::uint64_t warningCount = 0;
   std::vector<std::string> warnings;  ///< the first warning lines
 };
-
-/// Whether this build can write summaries.
-bool hasSummary();
 
 /// Writes the outcome as a JSON file, which is replaced atomically. False, with an error line, on
 /// failure.
 bool writeSummary(const Conversion& conversion, const BatchOutputs& outputs,
                   const BatchOutcome& outcome);
 
-/// Writes the last line of the run to standard output:
+/// Writes the last line of the run to standard output; false when that does not accept all of it:
 ///
 ///   batch: status=0 read=… written=… no_pose=… refused=… pose_lines_skipped=…
 ///   frames=FOUND/ANNOUNCED points=FOUND/ANNOUNCED warnings=…
-void printLastLine(const BatchOutcome& outcome);
+bool printLastLine(const BatchOutcome& outcome);

@@ -153,11 +153,6 @@ bool readSourceId(const Option&, const Values&, CommandLine& line) {
   return true;
 }
 
-Fault hasLibraryOfSummary(const CommandLine&) {
-  if (hasSummary()) return std::nullopt;
-  return "--summary is not available: this program was built without nlohmann-json";
-}
-
 Fault checkPicture(const CommandLine& line) {
   if (!picture::isSupported())
     return "--picture is not available: this program was built without libpng";
@@ -231,8 +226,7 @@ constexpr std::array kOptions = {
            .strict = true,
            .needs = "batch",
            .help = "with --batch: write status and counts as JSON",
-           .read = into<&Line::outputs, &BatchOutputs::summaryPath>,
-           .check = hasLibraryOfSummary},
+           .read = into<&Line::outputs, &BatchOutputs::summaryPath>},
     Option{.name = "gps-time",
            .values = "[unix|gps|adjusted]",
            .type = kWord,

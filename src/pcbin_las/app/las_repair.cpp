@@ -19,8 +19,8 @@ using pontra::LasHeader;
 using pontra::LasPointRecord;
 using pontra::LasReader;
 
-/// Whether the file can be repaired; prints a line if not.
-bool isSupported(const LasReader& reader) {
+/// Whether the file can be repaired, apart from compression; prints a line if not.
+bool hasSupportedForm(const LasReader& reader) {
   const LasHeader& header = reader.header();
   const bool pointsAreThere =
       header.pointDataOffset == sizeof(LasHeader) ||
@@ -36,6 +36,15 @@ bool isSupported(const LasReader& reader) {
     return false;
   }
   return true;
+}
+
+/// The same, with a second line for a compressed file.
+bool isSupported(LasReader& reader) {
+  const bool supported = hasSupportedForm(reader);
+  if (!supported && reader.isCompressed())
+    TRACE_WARNING("las_repair",
+                  "the file is compressed (LAZ): decompress it with another program to repair it!");
+  return supported;
 }
 
 /// The header of the copy, without counts and bounds.

@@ -56,6 +56,14 @@ void printRecord(std::uint32_t index, const LasPointRecord& record) {
   TRACE_INFO("las_view", "pointSourceID: %d", record.pointSourceID);
 }
 
+/// Prepares reading compressed points; false, with an error line, when they cannot be read.
+bool findCompressedPoints(pontra::LasReader& reader) {
+  const std::string reason = reader.findCompressedPoints();
+  if (!reason.empty())
+    TRACE_ERROR("las_view", "the points cannot be read, the file has %s!", reason.c_str());
+  return reason.empty();
+}
+
 /// The text of a field that is filled with zeros.
 template <std::size_t kSize>
 std::string fieldText(const char (&field)[kSize]) {
@@ -101,7 +109,8 @@ void warnOfOtherRecords(const LasHeader& header) {
 
 /// Prints the records in [start, end); false when the file ends before.
 bool printRecords(pontra::LasReader& reader, std::uint32_t start, std::uint32_t end) {
-  bool isAsPrinted = pontra::isLas12Format3(reader.header()) && reader.findPoints();
+  bool isAsPrinted =
+      reader.isCompressed() || (pontra::isLas12Format3(reader.header()) && reader.findPoints());
   if (!reader.seek(start)) return false;
   const ferrun::Tracer::Gathering gathering(*ferrun::Singleton<ferrun::Tracer>::getInstance());
   for (std::uint32_t i = start; i < end; ++i) {
@@ -127,6 +136,7 @@ void las_view(const std::string& path, unsigned start, unsigned nums) {
   }
   printHeader(reader.header(), reader.fileSize());
   if (g_verbose > 0) printVariableLengthRecords(reader);
+  if (reader.isCompressed() && !findCompressedPoints(reader)) return;
   const std::uint32_t announced = reader.header().numberOfPointRecords;
   const std::uint32_t end = std::min<std::uint32_t>(start + nums, announced);
   if (start < end && !printRecords(reader, start, end))

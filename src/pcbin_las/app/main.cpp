@@ -29,6 +29,8 @@ using ferrun::ArgOption;
 
 constexpr int kFailure = -1;
 
+bool g_tracing = false;  ///< the tracer has been started
+
 /// Starts the tracer with the sink of the run, and handles signals that end it. With --batch,
 /// warnings and errors always reach the sink, which is returned.
 std::shared_ptr<BatchSink> startTracer(const CommandLine& line) {
@@ -39,6 +41,7 @@ std::shared_ptr<BatchSink> startTracer(const CommandLine& line) {
   } else {
     ferrun::printLinesToConsole(line.level);
   }
+  g_tracing = true;
   ferrun::handleStopSignals();
   return batchSink;
 }
@@ -63,6 +66,7 @@ int viewLas(const CommandLine& line) {
 
 int runMode(const CommandLine& line, BatchSink* batchSink) {
   g_verbose = line.verbose;
+  picture::g_threads = line.conversion.threads;
   g_useOffset = line.offset.has_value();
   g_offset = line.offset.value_or(g_offset);
   switch (line.mode) {
@@ -84,6 +88,10 @@ int runMode(const CommandLine& line, BatchSink* batchSink) {
 
 /// Prints the exception that ended the run; needs no memory if there is none.
 void reportException(const std::exception& error) {
+  if (!g_tracing) {
+    std::fprintf(stderr, "pcbin_las: stopped by an error: %s\n", error.what());
+    return;
+  }
   try {
     TRACE_ERROR("main", "stopped by an error: %s!", error.what());
   } catch (const std::bad_alloc&) {

@@ -46,6 +46,7 @@ struct Conversion {
   std::string pcbinPath = "pgo.pcbin";
   std::string pgoPath;              ///< empty for none
   std::string lasPath = "map.las";  ///< created or overwritten
+  int lasDescriptor = -1;           ///< open for the file at lasPath; -1: it is opened by its name
   std::string lasName;              ///< the LAS file in messages; empty for its path
   PointOptions points;
   std::uint16_t epsg = 0;  ///< code of the coordinate system, 0 for none

@@ -151,6 +151,7 @@ bool Driver::openWriter() {
   std::vector<std::string> records;
   if (conversion_.epsg != 0) records.push_back(pontra::projectedSystemRecord(conversion_.epsg));
   const std::string& path = conversion_.lasPath;
+  writer_->useDescriptor(conversion_.lasDescriptor);
   if (conversion_.compress ? writer_->openCompressed(header, path, threadsOf(conversion_), records)
                            : writer_->open(header, path, pontra::LasWriter::kBufferSize, records))
     return true;

@@ -2,42 +2,34 @@
 // Compresses chunks of point records in several threads.
 #pragma once
 
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <memory>
-#include <mutex>
-#include <optional>
-#include <thread>
 #include <vector>
 
 #include "pcbin_las/las/las_records.h"
+#include "pcbin_las/las/ordered_jobs.h"
 #include "pcbin_las/las/step_bounds.h"
-#include "pcbin_las/laz/chunk_encoder.h"
 
 namespace pontra {
 
 /// Compresses chunks and returns them in the order in which they were added. The thread that owns
-/// the pipeline compresses too: with one thread there is no other. Needs for each thread about 3
-/// MiB. All member functions are for the owner's thread.
+/// the pipeline compresses too. Needs for each thread about 3 MiB. For use by one thread.
 class ChunkPipeline {
  public:
   using Records = std::unique_ptr<LasPointRecord[]>;  ///< laz::kChunkPoints records
 
-  /// A compressed chunk.
+  /// A chunk on its way through the pipeline.
   struct Chunk {
+    Records records;  ///< not in a chunk that pop() returns
     std::uint32_t points = 0;
     StepBounds bounds;
-    std::vector<std::uint8_t> bytes;  ///< empty when there was no memory for them
+    std::vector<std::uint8_t> bytes;  ///< compressed; empty when there was no memory for them
   };
 
-  /// Starts `threads` - 1 threads, or as many as the system permits; 1 to 64. Throws
+  /// Compresses with `threads` threads, or as many as the system permits; 1 to 64. Throws
   /// std::bad_alloc.
   explicit ChunkPipeline(unsigned threads);
-  ~ChunkPipeline();
-  ChunkPipeline(const ChunkPipeline&) = delete;
-  ChunkPipeline& operator=(const ChunkPipeline&) = delete;
 
   /// An empty buffer. Null when none is free: pop() and work() then help. Throws std::bad_alloc.
   Records takeBuffer();
@@ -45,42 +37,23 @@ class ChunkPipeline {
   /// Adds the chunk of the first `points` records of a buffer, at least one. Throws std::bad_alloc.
   void push(Records records, std::uint32_t points, const StepBounds& bounds);
 
-  /// The next chunk, if it is compressed.
-  std::optional<Chunk> pop();
+  /// The next chunk, if it is compressed; otherwise null.
+  std::unique_ptr<Chunk> pop();
 
   /// Whether all chunks added have been returned by pop().
-  bool isEmpty();
+  bool isEmpty() { return jobs_.size() == 0; }
 
   /// Compresses a chunk in this thread, or waits until another thread has compressed one.
-  void work();
+  void work() { jobs_.work(); }
 
  private:
-  /// A chunk on its way through the pipeline.
-  struct Job {
-    Records records;  ///< null once it is compressed
-    Chunk chunk;
-    bool taken = false;  ///< by the thread that compresses it
-    bool done = false;
-  };
+  void reclaim(Chunk& chunk);
 
-  void run();
-  Job* takeJob();
-  void compress(Job& job, laz::ChunkEncoder& encoder, std::vector<std::uint8_t>& scratch);
-
-  const unsigned threads_;
-  laz::ChunkEncoder encoder_;          ///< of the owner's thread
-  std::vector<std::uint8_t> scratch_;  ///< likewise
-  unsigned buffers_ = 0;               ///< allocated ones
-
-  std::mutex mutex_;  ///< guards the members below
-  std::condition_variable added_;
-  std::condition_variable done_;
-  std::deque<std::unique_ptr<Job>> jobs_;  ///< in the order of the file
-  std::vector<Records> free_;
-  std::uint64_t compressed_ = 0;  ///< jobs done so far
-  bool stopping_ = false;
-
-  std::vector<std::thread> workers_;
+  const std::size_t mostBuffers_;
+  const std::size_t mostChunks_;
+  std::size_t buffers_ = 0;    ///< allocated ones
+  std::vector<Records> free_;  ///< those that wait for points
+  OrderedJobs<Chunk> jobs_;
 };
 
 }  // namespace pontra

@@ -66,7 +66,23 @@ bool LasReader::readBytesBeforePoints(const std::function<bool(std::span<const c
   return true;
 }
 
+bool LasReader::isCompressed() {
+  if (compressed_) return true;
+  auto compressed = std::make_unique<CompressedReader>(file_);
+  if (compressed->isCompressed(header_)) compressed_ = std::move(compressed);
+  if (file_.isRegular() && file_.pos() != dataStart_) file_.seek(dataStart_);
+  return compressed_ != nullptr;
+}
+
+std::string LasReader::findCompressedPoints(unsigned threads) {
+  std::string reason = compressed_->open();
+  compressed_->useThreads(threads);
+  decompresses_ = reason.empty();
+  return reason;
+}
+
 std::uint64_t LasReader::recordsHeld() const {
+  if (decompresses_) return compressed_->count();
   if (!isRegular()) return 0;
   const std::int64_t bytes = std::max<std::int64_t>(fileSize() - dataStart_, 0);
   return static_cast<std::uint64_t>(bytes) / sizeof(LasPointRecord);
@@ -95,16 +111,28 @@ bool LasReader::skip(std::uint64_t bytes) {
 }
 
 bool LasReader::seek(std::uint64_t index) {
+  if (decompresses_) {
+    compressed_->seek(index);
+    return index < compressed_->count();
+  }
   const std::uint64_t from = next_;
   next_ = index;
   if (!isRegular()) return index >= from && skip((index - from) * sizeof(LasPointRecord));
   const auto bytes = static_cast<std::int64_t>(index * sizeof(LasPointRecord));
   if (bytes > fileSize() - dataStart_) return false;
   if (file_.pos() != dataStart_ + bytes) file_.seek(dataStart_ + bytes);
-  return true;
+  return file_.pos() == dataStart_ + bytes;
+}
+
+std::span<const LasPointRecord> LasReader::readCompressed(std::size_t most) {
+  const auto records = compressed_->read(most);
+  end_ = compressed_->damaged() ? End::kDamaged : End::kEndOfFile;
+  if (records.size() == most) end_ = End::kNone;
+  return records;
 }
 
 std::span<const LasPointRecord> LasReader::read(std::size_t most) {
+  if (decompresses_) return readCompressed(most);
   if (block_.size() < most || block_.empty()) block_.resize(std::max<std::size_t>(most, 1));
   const auto size = static_cast<int>(most * sizeof(LasPointRecord));
   const int errorBefore = file_.readError();

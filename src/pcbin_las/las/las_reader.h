@@ -4,11 +4,13 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
+#include "pcbin_las/las/compressed_reader.h"
 #include "pcbin_las/las/las_records.h"
 #include "pcbin_las/platform/file.h"
 
@@ -31,6 +33,7 @@ class LasReader {
     kEndOfFile,      ///< the file ends after the last record returned
     kPartialRecord,  ///< the file ends within the next record
     kReadError,      ///< the read of the next record failed
+    kDamaged,        ///< the next record is in a chunk of compressed points that is damaged
   };
 
   /// Opens the file at `path` and reads its header. The result is empty on success; kNoFile when
@@ -63,6 +66,17 @@ class LasReader {
   /// false.
   bool readBytesBeforePoints(const std::function<bool(std::span<const char>)>& take);
 
+  /// Whether the points are compressed: bit 7 of the point format is set, and there is a LASzip
+  /// record. Call it before the functions below; false for a pipe.
+  bool isCompressed();
+
+  /// Takes the place of findPoints() when isCompressed() has returned true, for formats 0 to 3:
+  /// recordsHeld(), seek() and read() then serve their records, and fields that the format lacks
+  /// are 0. read() decodes with `threads` threads, 1 to 64. The result is empty on success;
+  /// otherwise what the file has that cannot be read, as the end of a sentence. May throw
+  /// std::bad_alloc.
+  std::string findCompressedPoints(unsigned threads = 1);
+
   /// The number of whole records between the beginning of the points and the end of a regular file;
   /// 0 for any other file.
   std::uint64_t recordsHeld() const;
@@ -82,6 +96,7 @@ class LasReader {
   static constexpr std::size_t kBlockRecords = std::size_t{1} << 13;
 
  private:
+  std::span<const LasPointRecord> readCompressed(std::size_t most);
   bool skip(std::uint64_t bytes);
   int readNext(char* destination, int count);
 
@@ -92,6 +107,8 @@ class LasReader {
   std::int64_t dataStart_ = sizeof(LasHeader);  ///< offset of the first record
   std::uint64_t next_ = 0;                      ///< index of the next record
   End end_ = End::kNone;
+  std::unique_ptr<CompressedReader> compressed_;  ///< null for points that are not compressed
+  bool decompresses_ = false;                     ///< records come from compressed_
   std::vector<LasPointRecord> block_;
 };
 

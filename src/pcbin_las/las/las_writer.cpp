@@ -49,8 +49,7 @@ bool LasWriter::open(const LasHeader& header, const std::string& path, unsigned 
       return file.writeData(record.data(), size) == size;
     });
   };
-  return openWith(complete, path, bufferSize, writeRecords,
-                  [&] { return file_.open(path, ferrun::File::kWrite); });
+  return openWith(complete, path, bufferSize, writeRecords, [&] { return openFile(path); });
 }
 
 bool LasWriter::openOwn(const LasHeader& header, const std::string& path, const std::string& input,
@@ -85,6 +84,11 @@ bool LasWriter::openWith(const LasHeader& header, const std::string& path, unsig
   return true;
 }
 
+bool LasWriter::openFile(const std::string& path) {
+  return descriptor_ < 0 ? file_.open(path, ferrun::File::kWrite)
+                         : file_.openDescriptor(path, descriptor_);
+}
+
 /// Prints an error line and returns true when the writer is open.
 bool LasWriter::refuseSecondOpen(const std::string& path) {
   if (!file_.isOpen()) return false;
@@ -103,6 +107,8 @@ void LasWriter::begin(const LasHeader& header, const std::string& path) {
   bufferBounds_ = writtenBounds_ = {};
   expected_ = reserved_ = refused_ = lost_ = 0;
   failed_ = headerStale_ = false;
+  headerOnDisk_ = header;
+  headerOnDisk_.numberOfPointRecords = 0;
 }
 
 bool LasWriter::openCompressed(const LasHeader& header, const std::string& path, unsigned threads,
@@ -110,7 +116,7 @@ bool LasWriter::openCompressed(const LasHeader& header, const std::string& path,
   if (refuseSecondOpen(path)) return false;
   file_.setWMBuffer(0);
   begin(header, path);
-  if (!file_.open(path, ferrun::File::kWrite)) return false;
+  if (!openFile(path)) return false;
   bool started = false;
   if (!file_.isRegular()) {
     TRACE_MEMBER_ERROR("LasWriter", "openCompressed",
@@ -249,9 +255,21 @@ bool LasWriter::writeHeader() {
   if (failed_) file_.truncate(end);  // drops the part of a record that reached the disk
   file_.seek(0);
   headerStale_ = ferrun::writeImage(file_, header_) != sizeof(LasHeader);
+  if (!headerStale_) headerOnDisk_ = header_;
   file_.seek(end);
   headerDue_ = headerEvery_;
   return !headerStale_;
+}
+
+/// Writes the header at the end. If that fails repeatedly, the points that the header on disk does
+/// not count are lost.
+void LasWriter::writeLastHeader() {
+  constexpr int kMostTries = 3;
+  for (int i = 0; i < kMostTries; ++i) {
+    if (writeHeader()) return;
+  }
+  lost_ += written_ - headerOnDisk_.numberOfPointRecords;
+  header_ = headerOnDisk_;
 }
 
 bool LasWriter::close(bool printsRefused) {
@@ -264,7 +282,7 @@ bool LasWriter::close(bool printsRefused) {
     compressed_.reset();
     headerDue_ = headerEvery_;
   }
-  if (headerDue_ < headerEvery_ || headerStale_) writeHeader();
+  if (headerDue_ < headerEvery_ || headerStale_) writeLastHeader();
   if (reserved_ > written_) file_.truncate(endOf(written_));
   file_.close();
   if (file_.writeError() != 0) failed_ = true;

@@ -57,6 +57,10 @@ class LasWriter {
   bool open(const LasHeader& header, const std::string& path, unsigned bufferSize,
             std::span<const std::string> records = {});
 
+  /// The next open() or openCompressed() writes to the file that `descriptor` is open for, instead
+  /// of opening its path by name; -1: it opens the path.
+  void useDescriptor(int descriptor) { descriptor_ = descriptor; }
+
   /// Writes the bytes between the header and pointDataOffset at the current position of the file;
   /// false when it cannot.
   using WriteBytesBeforePoints = std::function<bool(ferrun::File&)>;
@@ -200,6 +204,8 @@ class LasWriter {
   template <class OpenFile>
   bool openWith(const LasHeader& header, const std::string& path, unsigned bufferSize,
                 const WriteBytesBeforePoints& writeBytes, OpenFile openFile);
+  bool openFile(const std::string& path);
+  void writeLastHeader();
   bool refuseSecondOpen(const std::string& path);
   void begin(const LasHeader& header, const std::string& path);
   bool startCompression(unsigned threads, std::span<const std::string> records);
@@ -215,6 +221,8 @@ class LasWriter {
   std::string path_;
   std::string shownName_;  ///< empty for the path
   LasHeader header_{};
+  LasHeader headerOnDisk_{};  ///< the last one that was written
+  int descriptor_ = -1;       ///< of useDescriptor()
   std::array<double, 3> scale_ = {1, 1, 1};
   std::unique_ptr<LasPointRecord[]> records_;  ///< the write buffer
   std::size_t capacity_ = 0;                   ///< records that the buffer holds

@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
+#include <utility>
 
 #include "pcbin_las/output/file_links.h"
 #include "pcbin_las/output/part_file_names.h"
@@ -17,6 +18,23 @@ namespace ferrun {
 namespace {
 
 constexpr const char* kClassName = "StagedFile";
+constexpr int kMostTries = 100;
+
+bool isSameFile(const struct stat& a, const struct stat& b) {
+  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+/// Syncs a directory; one warning in the whole run tells that it cannot.
+void syncDirectory(const std::string& directory) {
+  static bool s_warned = false;
+  const int descriptor = retried(
+      [&] { return ::open((directory + "/").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
+  const bool synced = descriptor >= 0 && retried([&] { return fsync(descriptor); }) == 0;
+  if (!synced && !std::exchange(s_warned, true))
+    TRACE_MEMBER_WARNING(kClassName, "publish", "directory(%s) cannot be synced to disk: %s!",
+                         directory.c_str(), std::strerror(errno));
+  if (descriptor >= 0) ::close(descriptor);
+}
 
 /// rename(2) that fails when `to` exists. Where the file system has no such operation, a second
 /// name replaces it, and where that is missing too, a look before rename(2).
@@ -49,7 +67,11 @@ bool StagedFile::create(const std::string& target) {
 bool StagedFile::checkTarget(const std::string& name) {
   target_ = name;
   if (name.empty()) return fail("written", ENOENT);
-  exists_ = stat(name.c_str(), &targetStatus_) == 0;
+  std::string path;
+  for (int i = 0; !resolve(name, path); ++i) {
+    if (i == kMostTries) return fail("written", ENOENT);  // a link to a file without a name
+  }
+  if (path.empty()) return fail("written", errno);
   if (name.ends_with('/') || (exists_ && S_ISDIR(targetStatus_.st_mode)))
     return fail("written", EISDIR);
   if (exists_ && !S_ISREG(targetStatus_.st_mode)) {
@@ -57,25 +79,38 @@ bool StagedFile::checkTarget(const std::string& name) {
                        "file(%s) cannot be written: it is not a regular file!", name.c_str());
     return false;
   }
-  std::string path = followLinks(name);
-  if (path.empty()) return fail("written", errno);
-  struct stat status {};
-  const bool leadsThere =
-      !exists_ || (stat(path.c_str(), &status) == 0 && status.st_dev == targetStatus_.st_dev &&
-                   status.st_ino == targetStatus_.st_ino);
-  if (!leadsThere) return fail("written", ENOENT);  // a link to a file without a name
   if (exists_ && faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0)
     return fail("written", errno);
   target_ = std::move(path);
   directory_ = FilePath(target_).dirName();
   prefix_ = partFilePrefix(directory_, FilePath(target_).baseName());
-  return true;
+  return !exists_ || mayReplace() || fail("replaced", EPERM);
+}
+
+/// Resolves the links of `name`: sets `path`, which is empty, with errno set, on failure. False
+/// when it is another file than the one that stat() finds, which happens while another process
+/// replaces it.
+bool StagedFile::resolve(const std::string& name, std::string& path) {
+  exists_ = stat(name.c_str(), &targetStatus_) == 0;
+  path = followLinks(name);
+  struct stat status {};
+  return path.empty() || !exists_ ||
+         (stat(path.c_str(), &status) == 0 && isSameFile(status, targetStatus_));
+}
+
+/// Whether rename(2) may replace the target: in a sticky directory only its owner, the owner of the
+/// directory and root may.
+bool StagedFile::mayReplace() const {
+  struct stat directory {};
+  if (stat((directory_ + "/").c_str(), &directory) != 0 || (directory.st_mode & S_ISVTX) == 0)
+    return true;
+  const uid_t user = geteuid();
+  return user == 0 || user == targetStatus_.st_uid || user == directory.st_uid;
 }
 
 /// Creates and locks the temporary file. If another run that removes leftovers was faster than the
 /// lock, tries another name.
 bool StagedFile::createExclusively() {
-  constexpr int kMostTries = 100;
   for (int i = 0; i < kMostTries; ++i) {
     const std::string name = newPartFileName(prefix_);
     if (name.empty()) return fail("written", errno);
@@ -107,53 +142,69 @@ bool StagedFile::createExclusively() {
 bool StagedFile::holdsName() const {
   struct stat own {};
   struct stat named {};
-  return fstat(descriptor_, &own) == 0 && stat(temporary_.c_str(), &named) == 0 &&
-         own.st_dev == named.st_dev && own.st_ino == named.st_ino;
+  return fstat(descriptor_, &own) == 0 && lstat(temporary_.c_str(), &named) == 0 &&
+         isSameFile(own, named);
 }
 
-/// Copies the target's mode to the temporary file, and its owner where permitted. False, with errno
-/// set, when the mode cannot be set.
+/// Copies the target's mode to the temporary file, and its owner and group where permitted. False,
+/// with errno set, when the mode cannot be set.
 bool StagedFile::takeOverMode() const {
   struct stat own {};
   if (fstat(descriptor_, &own) != 0) return false;
+  constexpr auto kKeep = static_cast<uid_t>(-1);
+  const auto change = [&](uid_t user, gid_t group) {
+    return fchown(descriptor_, user, group) == 0 || errno == EPERM || errno == EINVAL;
+  };
   const bool sameOwner = own.st_uid == targetStatus_.st_uid && own.st_gid == targetStatus_.st_gid;
-  if (!sameOwner && fchown(descriptor_, targetStatus_.st_uid, targetStatus_.st_gid) != 0 &&
-      errno != EPERM && errno != EINVAL)
-    return false;
-  const mode_t mode = targetStatus_.st_mode & 07777;
+  if (!sameOwner && !change(targetStatus_.st_uid, targetStatus_.st_gid)) return false;
+  if (fstat(descriptor_, &own) != 0) return false;
+  if (own.st_gid != targetStatus_.st_gid && !change(kKeep, targetStatus_.st_gid)) return false;
+  if (fstat(descriptor_, &own) != 0) return false;
+  mode_t mode = targetStatus_.st_mode & 07777;
+  if (own.st_gid != targetStatus_.st_gid) {
+    // The rights of a group are not for another one: it gets no more than all others have.
+    mode &= ~mode_t{S_ISGID | S_IRWXG} | ((mode & S_IRWXO) << 3);
+    TRACE_MEMBER_WARNING(kClassName, "create",
+                         "the group of file(%s) cannot be kept, its mode becomes %04o!",
+                         target_.c_str(), static_cast<unsigned>(mode));
+  }
   return (own.st_mode & 07777) == mode || fchmod(descriptor_, mode) == 0;
 }
 
-bool StagedFile::publish() {
-  return publishBy(::rename);
+bool StagedFile::publish(const std::function<bool()>& beforeRename) {
+  return publishBy(::rename, beforeRename);
 }
 
 bool StagedFile::publishNew() {
-  return publishBy(renameToNew);
+  return publishBy(renameToNew, {});
 }
 
 /// Syncs the temporary file and gives it the target's name.
-bool StagedFile::publishBy(int (*rename)(const char*, const char*)) {
+bool StagedFile::publishBy(int (*rename)(const char*, const char*),
+                           const std::function<bool()>& beforeRename) {
   if (descriptor_ < 0) return false;
   if (retried([&] { return fsync(descriptor_); }) != 0) return fail("synced to disk", errno);
+  if (!holdsName()) {
+    TRACE_MEMBER_ERROR(kClassName, "publish",
+                       "file(%s) cannot be replaced: another program has moved or replaced its "
+                       "temporary file!",
+                       target_.c_str());
+    close();
+    return false;
+  }
+  if (beforeRename && !beforeRename()) {
+    discard();
+    return false;
+  }
   if (rename(temporary_.c_str(), target_.c_str()) != 0) return fail("replaced", errno);
   close();
-  syncDirectory();
+  syncDirectory(directory_);
   return true;
-}
-
-void StagedFile::syncDirectory() const {
-  const int descriptor = retried(
-      [&] { return ::open((directory_ + "/").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
-  if (descriptor < 0 || retried([&] { return fsync(descriptor); }) != 0)
-    TRACE_MEMBER_WARNING(kClassName, "publish", "directory(%s) cannot be synced to disk: %s!",
-                         directory_.c_str(), std::strerror(errno));
-  if (descriptor >= 0) ::close(descriptor);
 }
 
 void StagedFile::discard() {
   if (descriptor_ < 0) return;
-  if (unlink(temporary_.c_str()) != 0 && errno != ENOENT)
+  if (holdsName() && unlink(temporary_.c_str()) != 0)
     TRACE_MEMBER_WARNING(kClassName, "discard", "file(%s) cannot be removed: %s!",
                          temporary_.c_str(), std::strerror(errno));
   close();
@@ -165,6 +216,19 @@ void StagedFile::close() {
   ::close(descriptor_);  // its data are synced or discarded
   descriptor_ = -1;
   temporary_.clear();
+}
+
+bool removeOutput(const std::string& name) {
+  const std::string path = followLinks(name);
+  struct stat status {};
+  if (path.empty() || lstat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return true;
+  if (unlink(path.c_str()) != 0 && errno != ENOENT) {
+    TRACE_ERROR("removeOutput", "old file(%s) cannot be removed: %s!", path.c_str(),
+                std::strerror(errno));
+    return false;
+  }
+  syncDirectory(FilePath(path).dirName());
+  return true;
 }
 
 }  // namespace ferrun

@@ -3,6 +3,7 @@
 // to the complete new one.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <sys/stat.h>
 
@@ -30,18 +31,25 @@ class StagedFile {
 
   /// Creates the temporary file for `target`. If that is a symbolic link, the file that it refers
   /// to is the target. The temporary file has the target's mode and, where permitted, its owner and
-  /// group; without a target, those of any new file. False, with an error line and no file left,
-  /// when the target exists but is not a regular file or may not be written, or when the file
+  /// group; without a target, those of any new file. A group that cannot be kept gives a warning,
+  /// and the new group gets at most the rights of others. False, with an error line and no file
+  /// left, when the target exists but is not a regular file or may not be written, or when the file
   /// cannot be created. A warning names leftovers that cannot be locked or removed.
   bool create(const std::string& target);
 
-  /// The name of the temporary file, for opening and writing it; empty when there is none.
+  /// Open for reading and writing the temporary file; -1 when there is none. Write through it, or a
+  /// duplicate of it: the name may come to lead to another file.
+  int descriptor() const { return descriptor_; }
+
+  /// The name of the temporary file, for messages; empty when there is none.
   const std::string& temporaryName() const { return temporary_; }
 
-  /// Syncs the temporary file, renames it to the target, and syncs the directory. False, with an
-  /// error line, when the target could not be replaced; the temporary file is then removed and the
-  /// target is unchanged. A directory that cannot be synced gives only a warning.
-  bool publish();
+  /// Syncs the temporary file, renames it to the target, and syncs the directory. `beforeRename` is
+  /// called when all else has succeeded; if it returns false, nothing is renamed. False, with an
+  /// error line, when the target could not be replaced: a step fails, or the temporary name leads
+  /// to another file, which is left alone. The target is then unchanged and no temporary file
+  /// remains. The first directory that cannot be synced gives a warning.
+  bool publish(const std::function<bool()>& beforeRename = {});
 
   /// Like publish(), but fails when a file of that name exists.
   bool publishNew();
@@ -52,10 +60,12 @@ class StagedFile {
  private:
   bool checkTarget(const std::string& name);
   bool createExclusively();
+  bool resolve(const std::string& name, std::string& path);
+  bool mayReplace() const;
   bool holdsName() const;
   bool takeOverMode() const;
-  bool publishBy(int (*rename)(const char*, const char*));
-  void syncDirectory() const;
+  bool publishBy(int (*rename)(const char*, const char*),
+                 const std::function<bool()>& beforeRename);
   void close();
   bool fail(const char* action, int error, const char* part = "");
 
@@ -68,5 +78,9 @@ class StagedFile {
   struct stat targetStatus_ {};
   RemovedOnStop onStop_;
 };
+
+/// Removes the regular file that `name` leads to, and syncs its directory; links stay. True,
+/// without doing anything, when it leads to no regular file. False, with an error line, on failure.
+bool removeOutput(const std::string& name);
 
 }  // namespace ferrun

@@ -5,7 +5,9 @@
 #include <cmath>
 #include <cstring>
 
+#include "pcbin_las/picture/picture.h"
 #include "pcbin_las/platform/trace_macros.h"
+#include "pcbin_las/process/available_cores.h"
 
 namespace picture {
 
@@ -27,11 +29,25 @@ bool LasInput::open(const std::string& path) {
   return acceptHeader();
 }
 
+/// Prepares decoding with g_threads threads; false, with an error line, for points that cannot be
+/// decoded.
+bool LasInput::findCompressedPoints() {
+  constexpr unsigned kMostThreads = 64;
+  const unsigned threads = g_threads != 0 ? g_threads : ferrun::availableCores();
+  const std::string reason = reader_.findCompressedPoints(std::min(threads, kMostThreads));
+  if (reason.empty()) return true;
+  TRACE_ERROR("picture", "las file(%s) cannot be drawn, it has %s!", path_.c_str(), reason.c_str());
+  return false;
+}
+
 /// Whether the header describes a file that can be drawn; prints an error line if not.
 bool LasInput::acceptHeader() {
   const LasHeader& header = reader_.header();
-  if (header.pointDataFormatID != 3 || header.pointDataRecordLength != sizeof(LasPointRecord) ||
-      header.pointDataOffset < sizeof(LasHeader)) {
+  const bool compressed = reader_.isCompressed();
+  if (compressed && !findCompressedPoints()) return false;
+  if (!compressed &&
+      (header.pointDataFormatID != 3 || header.pointDataRecordLength != sizeof(LasPointRecord) ||
+       header.pointDataOffset < sizeof(LasHeader))) {
     TRACE_ERROR("picture",
                 "las file(%s) has point format %d, %d bytes, from offset %u; expected format 3, 34 "
                 "bytes, from 227 or more!",
@@ -50,7 +66,7 @@ bool LasInput::acceptHeader() {
     return false;
   }
   readSystem();
-  const std::uint64_t held = reader_.findPoints() ? reader_.recordsHeld() : 0;
+  const std::uint64_t held = compressed || reader_.findPoints() ? reader_.recordsHeld() : 0;
   count_ = std::min<std::uint64_t>(header.numberOfPointRecords, held);
   if (count_ > 0) return true;
   TRACE_ERROR("picture", "las file(%s) has no points!", path_.c_str());
@@ -83,7 +99,10 @@ bool LasInput::passSome(const TakePoints& take) {
 bool LasInput::passRecords(std::uint64_t begin, std::uint64_t end, const TakePoints& take) {
   constexpr std::size_t kBatch = 256;
   std::array<MapPoint, kBatch> points;
-  reader_.seek(begin);
+  if (!reader_.seek(begin)) {
+    TRACE_ERROR("picture", "las file(%s) read error!", path_.c_str());
+    return false;
+  }
   while (begin < end) {
     const auto wanted = std::min<std::uint64_t>(LasReader::kBlockRecords, end - begin);
     auto records = reader_.read(wanted);

@@ -44,6 +44,7 @@ class LasInput {
 
  private:
   bool acceptHeader();
+  bool findCompressedPoints();
   void readSystem();
   bool passRecords(std::uint64_t begin, std::uint64_t end, const TakePoints& take);
 

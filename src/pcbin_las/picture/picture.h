@@ -47,6 +47,10 @@ struct MovedPoint {
 using PassMovedPoints =
     std::function<bool(const std::function<void(std::span<const MovedPoint>)>& take)>;
 
+/// The threads that decode a compressed LAS file, 1 to 64; 0 for as many as cores. main() sets it
+/// before a mode runs.
+inline unsigned g_threads = 0;
+
 /// False when the program was built without libpng: then no picture can be drawn.
 bool isSupported();
 
@@ -61,9 +65,10 @@ bool isSupported();
 /// the coordinates of the edges and the coordinate system.
 ///
 /// The input is a LAS file of point data record format 3 with records of 34 bytes, with or without
-/// variable-length records. At most as many records are drawn as its header announces, fewer when
-/// the file ends before. The file is read twice, one of more than 8 million points once if the
-/// whole map is drawn; memory use is at most about 100 MB for files of any size.
+/// variable-length records, or compressed points that pontra::LasReader can decode. At most as many
+/// records are drawn as its header announces, fewer when the file ends before. The file is read
+/// twice, one of more than 8 million points once if the whole map is drawn; memory use is at most
+/// about 100 MB for files of any size.
 ///
 /// The picture is written beside `pngPath` under a temporary name (StagedFile) and takes its name,
 /// in the place of an existing regular file, when it is complete.

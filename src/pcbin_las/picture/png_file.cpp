@@ -4,6 +4,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <png.h>
 
@@ -34,8 +36,10 @@ std::string encode(const Canvas& canvas, std::FILE* stream) {
 bool writePng(const Canvas& canvas, const std::string& path) {
   ferrun::StagedFile staged;
   if (!staged.create(path)) return false;
-  std::FILE* const stream = std::fopen(staged.temporaryName().c_str(), "wb");
+  const int copy = ::fcntl(staged.descriptor(), F_DUPFD_CLOEXEC, 0);
+  std::FILE* const stream = copy < 0 ? nullptr : ::fdopen(copy, "wb");
   const std::string reason = stream == nullptr ? std::strerror(errno) : encode(canvas, stream);
+  if (copy >= 0 && stream == nullptr) ::close(copy);
   if (reason.empty()) return staged.publish();
   TRACE_ERROR("picture", "picture(%s) cannot be written: %s!", path.c_str(), reason.c_str());
   return false;

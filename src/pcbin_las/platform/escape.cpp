@@ -6,10 +6,6 @@
 #include <cstdint>
 
 namespace ferrun {
-namespace {
-
-/// The number of bytes of the printable character that `text` begins with; 0 for a control
-/// character and for invalid UTF-8 (RFC 3629: no overlong form, no surrogate, at most U+10FFFF).
 std::size_t printableLength(std::string_view text) {
   const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
   if (byte(0) < 0x80) return byte(0) >= 0x20 && byte(0) != 0x7F ? 1 : 0;
@@ -24,8 +20,6 @@ std::size_t printableLength(std::string_view text) {
   const bool surrogate = character >= 0xD800 && character <= 0xDFFF;
   return character >= kSmallest[length] && character <= 0x10FFFF && !surrogate ? length : 0;
 }
-
-}  // namespace
 
 bool hasControls(std::string_view text) {
   const auto plain = [](char c) { return c >= 0x20 && c < 0x7F; };

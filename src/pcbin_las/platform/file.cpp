@@ -90,6 +90,13 @@ bool File::openOwn(const std::string& name, const std::string& input) {
   return openWith(name, false, [&] { return openOwnFile(name, input, created_); });
 }
 
+bool File::openDescriptor(const std::string& name, int descriptor) {
+  return openWith(name, false, [descriptor] {
+    const int copy = ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
+    return copy < 0 || ::lseek(copy, 0, SEEK_SET) == 0 ? copy : refuse(copy, errno);
+  });
+}
+
 /// Prepares the buffer and opens the file with `openDescriptor`.
 template <class OpenDescriptor>
 bool File::openWith(const std::string& name, bool reading, OpenDescriptor openDescriptor) {

@@ -50,6 +50,10 @@ class PCBIN_API File final : public IODevice {
   /// that is not the file `input`. False, with an error line, otherwise.
   bool openOwn(const std::string& name, const std::string& input);
 
+  /// Writes from the start of the file that `descriptor` is open for, which stays open; `name` is
+  /// for messages. False, with an error line, when that fails.
+  bool openDescriptor(const std::string& name, int descriptor);
+
   void close() override;
 
   /// Closes the file, and removes it if openOwn() created it.

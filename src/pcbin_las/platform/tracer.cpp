@@ -61,10 +61,10 @@ void TracerSink::write(const char* lines, std::size_t size) {
   (void)size;
 }
 
-void STDSink::write(const char* lines, std::size_t size) {
+bool STDSink::writeAll(const char* lines, std::size_t size) {
   while (size > 0) {
     // Where poll() reports a pipe as writable, it accepts PIPE_BUF bytes.
-    if (g_ending != 0 && !waitForOutput()) return;
+    if (g_ending != 0 && !waitForOutput()) return false;
     const std::size_t most = g_ending == 0 ? size : std::min<std::size_t>(size, PIPE_BUF);
     const ssize_t written = ::write(STDOUT_FILENO, lines, most);
     if (written > 0) {
@@ -72,12 +72,13 @@ void STDSink::write(const char* lines, std::size_t size) {
       size -= static_cast<std::size_t>(written);
     } else if (written < 0 && errno == EAGAIN) {
       // Another process made standard output non-blocking.
-      if (!waitForOutput()) return;
+      if (!waitForOutput()) return false;
     } else if (written == 0 || errno != EINTR) {
       if (written < 0 && errno == EPIPE) readerGone_ = true;
-      return;
+      return false;
     }
   }
+  return true;
 }
 
 template <>

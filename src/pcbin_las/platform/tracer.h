@@ -45,7 +45,10 @@ class PCBIN_API TracerSink {
 /// Writes lines to standard output.
 class PCBIN_API STDSink : public TracerSink {
  public:
-  void write(const char* lines, std::size_t size) override;
+  void write(const char* lines, std::size_t size) override { writeAll(lines, size); }
+
+  /// Writes `size` bytes; false when standard output does not accept all of them.
+  static bool writeAll(const char* lines, std::size_t size);
 
   /// Whether a write failed because standard output is a pipe or socket without a reader.
   static bool readerIsGone() { return readerGone_.load(std::memory_order_relaxed); }

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace ferrun {
 namespace {
@@ -20,8 +21,8 @@ std::optional<std::uint64_t> readNumber(const fs::path& path) {
 }
 
 /// MemAvailable of /proc/meminfo in bytes.
-std::uint64_t availableInSystem() {
-  std::ifstream info("/proc/meminfo");
+std::uint64_t availableInSystem(const fs::path& root) {
+  std::ifstream info(root / "proc/meminfo");
   std::string key;
   for (std::uint64_t kilobytes = 0; info >> key >> kilobytes; info.ignore(64, '\n')) {
     if (key == "MemAvailable:") return kilobytes * 1024;
@@ -29,29 +30,46 @@ std::uint64_t availableInSystem() {
   return UINT64_MAX;
 }
 
-/// The bytes left by the limits of the process's control group and its parent groups.
-std::uint64_t availableInControlGroups() {
-  std::ifstream groups("/proc/self/cgroup");
-  std::string line;
-  while (std::getline(groups, line) && !line.starts_with("0::/")) {
-  }
-  if (!line.starts_with("0::/")) return UINT64_MAX;
-  const fs::path root = "/sys/fs/cgroup";
+/// The bytes left by the limits of the group `path` below `mount` and its parent groups.
+std::uint64_t availableInGroup(const fs::path& mount, const std::string& path,
+                               const char* limitName, const char* usedName) {
   std::uint64_t available = UINT64_MAX;
-  for (fs::path group = root / line.substr(4); group != root.parent_path();
-       group = group.parent_path()) {
-    const auto limit = readNumber(group / "memory.max");
-    const auto used = readNumber(group / "memory.current");
+  for (fs::path group = mount / path; group != mount.parent_path(); group = group.parent_path()) {
+    const auto limit = readNumber(group / limitName);
+    const auto used = readNumber(group / usedName);
     if (limit && used) available = std::min(available, *limit - std::min(*used, *limit));
     if (group == group.parent_path()) break;
   }
   return available;
 }
 
+/// The bytes left by the limits of the process's control groups, of version 1 and of version 2.
+std::uint64_t availableInControlGroups(const fs::path& root) {
+  constexpr std::string_view kVersion2 = "0::/";
+  constexpr std::string_view kMemory = ":memory:/";
+  const fs::path mount = root / "sys/fs/cgroup";
+  std::ifstream groups(root / "proc/self/cgroup");
+  std::uint64_t available = UINT64_MAX;
+  for (std::string line; std::getline(groups, line);) {
+    if (line.starts_with(kVersion2))
+      available = std::min(available, availableInGroup(mount, line.substr(kVersion2.size()),
+                                                       "memory.max", "memory.current"));
+    else if (const auto at = line.find(kMemory); at != line.npos)
+      available =
+          std::min(available, availableInGroup(mount / "memory", line.substr(at + kMemory.size()),
+                                               "memory.limit_in_bytes", "memory.usage_in_bytes"));
+  }
+  return available;
+}
+
 }  // namespace
 
+std::uint64_t availableMemory(const std::string& root) {
+  return std::min(availableInSystem(root), availableInControlGroups(root));
+}
+
 std::uint64_t availableMemory() {
-  return std::min(availableInSystem(), availableInControlGroups());
+  return availableMemory("/");
 }
 
 }  // namespace ferrun

@@ -10,8 +10,8 @@
 
 namespace modeling_app {
 
-// Nothing of this class is inline: a caller's code must not depend on the layout of another version of
-// the library in the same process.
+// Nothing of this class is inline: a caller's code must not depend on the layout of another version
+// of the library in the same process.
 PclBinary::PclBinary() = default;
 PclBinary::~PclBinary() = default;
 
