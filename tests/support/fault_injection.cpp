@@ -212,6 +212,8 @@ PCBIN_WRAP(int, fallocate, (int file, int mode, off_t offset, off_t size),
 PCBIN_WRAP(int, fsync, (int file), (file), kSync, EIO, -1)
 PCBIN_WRAP(int, fdatasync, (int file), (file), kSync, EIO, -1)
 PCBIN_WRAP(int, rename, (const char* from, const char* to), (from, to), kRename, EIO, -1)
+PCBIN_WRAP(int, renameat2, (int in, const char* from, int at, const char* to, unsigned flags),
+           (in, from, at, to, flags), kRename, EIO, -1)
 
 #define PCBIN_WRAP_ALLOCATION(Result, function, parameters, arguments, failure)            \
   Result __real_##function parameters;                                                     \

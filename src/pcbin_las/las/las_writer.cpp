@@ -70,10 +70,10 @@ bool LasWriter::openWith(const LasHeader& header, const std::string& path, unsig
                        path.c_str(), bufferSize);
     return false;
   }
+  begin(header, path);
   if (!openFile()) return false;
   file_.setShownName(shownName_);
 
-  begin(header, path);
   dataStart_ = header.pointDataOffset;
   if (dataStart_ > std::int64_t{sizeof(LasHeader)}) file_.seek(sizeof(LasHeader));
   if ((dataStart_ > std::int64_t{sizeof(LasHeader)} && !writeBytes(file_)) || !writeHeader()) {
@@ -97,7 +97,8 @@ bool LasWriter::refuseSecondOpen(const std::string& path) {
   return true;
 }
 
-/// Sets the members for a new file.
+/// Sets the members for a new file. Throws std::bad_alloc, so that it comes before the file is
+/// opened: the destructor would write a header there.
 void LasWriter::begin(const LasHeader& header, const std::string& path) {
   path_ = path;
   header_ = header;
@@ -114,8 +115,8 @@ bool LasWriter::openCompressed(const LasHeader& header, const std::string& path,
                                std::span<const std::string> records) {
   if (refuseSecondOpen(path)) return false;
   file_.setWMBuffer(0);
-  if (!openFile(path)) return false;
   begin(header, path);
+  if (!openFile(path)) return false;
   bool started = false;
   if (!file_.isRegular()) {
     TRACE_MEMBER_ERROR("LasWriter", "openCompressed",

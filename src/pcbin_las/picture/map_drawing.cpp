@@ -17,11 +17,13 @@ void reportNoPoints(const MapSample& sample, const Request& request, const std::
                 "las file(%s) has no points from z %.3f to %.3f, its heights%s are %.3f to %.3f!",
                 name.c_str(), request.slice->low, request.slice->high,
                 request.zoom ? " in the square" : "", heights.low, heights.high);
-  } else if (request.zoom) {
+  } else if (const auto& [x, y] = sample.extent(); request.zoom && x.size() >= 0 && y.size() >= 0) {
     const double half = request.zoom->width / 2;
-    TRACE_ERROR("picture", "las file(%s) has no points from x %.3f to %.3f, y %.3f to %.3f!",
+    TRACE_ERROR("picture",
+                "las file(%s) has no points from x %.3f to %.3f, y %.3f to %.3f, the map is from x "
+                "%.3f to %.3f, y %.3f to %.3f!",
                 name.c_str(), request.zoom->x - half, request.zoom->x + half,
-                request.zoom->y - half, request.zoom->y + half);
+                request.zoom->y - half, request.zoom->y + half, x.low, x.high, y.low, y.high);
   } else {
     TRACE_ERROR("picture", "las file(%s) has no points!", name.c_str());
   }

@@ -135,6 +135,8 @@ void MapSample::add(std::span<const MapPoint> points) {
   for (const MapPoint& point : points) {
     for (const std::uint16_t channel : point.colour) colourBits_ |= channel;
     const auto [x, y, z] = point.position;
+    extent_[0].include(x);
+    extent_[1].include(y);
     if (!x_.contains(x) || !y_.contains(y)) continue;
     for (std::size_t axis = 0; axis < 3; ++axis) bounds_[axis].include(point.position[axis]);
     if (!z_.contains(z) || points_++ % every_ != 0) continue;

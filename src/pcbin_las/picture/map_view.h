@@ -51,6 +51,9 @@ class MapSample {
   /// The bounds of the points in the square, of all heights.
   const std::array<Range, 3>& bounds() const { return bounds_; }
 
+  /// The ranges of x and y of all points.
+  const std::array<Range, 2>& extent() const { return extent_; }
+
   /// Bitwise or of the colours of all points.
   unsigned colourBits() const { return colourBits_; }
 
@@ -63,6 +66,7 @@ class MapSample {
   std::uint64_t points_ = 0;
   std::uint64_t every_ = 1;  ///< of so many points, one position is kept
   std::array<Range, 3> bounds_ = {kNoValues, kNoValues, kNoValues};
+  std::array<Range, 2> extent_ = {kNoValues, kNoValues};
   unsigned colourBits_ = 0;
   std::vector<Position> positions_;
 };
