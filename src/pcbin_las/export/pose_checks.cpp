@@ -56,6 +56,7 @@ double medianTilt(const Pairs& pairs, std::size_t set, Order order) {
   for (const auto& pair : pairs)
     sum += axes.emplace_back(inOrder(pair[set], order) * Vector3d::UnitZ());
   std::vector<double> tilts;
+  tilts.reserve(axes.size());
   for (const Vector3d& axis : axes) tilts.push_back(angle(axis, sum));
   return median(tilts);
 }
