@@ -76,7 +76,7 @@ check_completion() {
   expect_words "d.csv" pcbin_las -i a.pcbin -f ""
   expect_words "e.png" pcbin_las -r b.las --picture ""
   expect_words "--repair --rgb16" pcbin_las --r
-  expect_words "--source-id -d" pcbin_las --repair b.las ""
+  expect_words "--source-id --lossless -d" pcbin_las --repair b.las ""
   expect_words "-s -n -v --picture --zoom --slice --picture-size --threads -d" pcbin_las -r b.las ""
   expect_words "" pcbin_las --offset 1 -
   expect_words "" pcbin_las -r b.las --zoom 1 -

@@ -38,7 +38,7 @@ Bytes recordsOf(const Bytes& file) {
   const std::span<const std::uint8_t> bytes(reinterpret_cast<const std::uint8_t*>(file.data()),
                                             file.size());
   const auto chunks = laz::decodeChunkTable(bytes.subspan(table), false, 100);
-  std::uint32_t left = at<std::uint32_t>(file, 107);
+  auto left = at<std::uint32_t>(file, 107);
   Bytes records(34ULL * left, '\0');
   auto* next = reinterpret_cast<std::uint8_t*>(records.data());
   std::size_t begin = data + 8;

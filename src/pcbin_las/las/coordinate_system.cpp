@@ -85,9 +85,13 @@ WktName readWkt(std::string_view text) {
 
 }  // namespace
 
-void CoordinateSystem::add(const VariableLengthRecordHeader& record, std::string_view content) {
+bool describesCoordinateSystem(const VariableLengthRecordHeader& record) {
   constexpr char kUserId[] = "LASF_Projection";
-  if (std::strncmp(record.userId, kUserId, sizeof(record.userId)) != 0) return;
+  return std::strncmp(record.userId, kUserId, sizeof(record.userId)) == 0;
+}
+
+void CoordinateSystem::add(const VariableLengthRecordHeader& record, std::string_view content) {
+  if (!describesCoordinateSystem(record)) return;
   if (record.recordId == kKeyDirectory) keys_ = content;
   if (record.recordId == kKeyTexts) texts_ = content;
   if (record.recordId == kWkt) wkt_ = content.substr(0, content.find('\0'));

@@ -9,6 +9,9 @@
 
 namespace pontra {
 
+/// Whether the record's user ID is that of the records that describe a coordinate system.
+bool describesCoordinateSystem(const VariableLengthRecordHeader& record);
+
 /// Collects the records of a file that describe its coordinate system, and names it.
 class CoordinateSystem {
  public:

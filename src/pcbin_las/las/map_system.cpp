@@ -71,7 +71,7 @@ MapSystem findMapSystem(std::string_view records) {
     const std::string_view content = records.substr(0, header.length);
     records.remove_prefix(content.size());
     system.add(header, content);
-    if (std::strncmp(header.userId, "LASF_Projection", 16) != 0) continue;
+    if (!describesCoordinateSystem(header)) continue;
     if (header.recordId == kGeoKeyDirectory) fromKeys.unit = unitOf(readGeoKeys(content));
     if (header.recordId == kWellKnownText) fromText.unit = unitOf(content);
   }

@@ -90,7 +90,7 @@ class ArithmeticDecoder {
   [[gnu::always_inline]] void narrow(std::uint32_t start, std::uint32_t size) {
     value_ -= start;
     // Without a loop: how many bytes follow a step cannot be predicted.
-    const int shift = std::countl_zero(size) & ~7;
+    const int shift = std::countl_zero(size) & 24;  // in whole bytes: 0, 8, 16 or 24
     length_ = size << shift;
     if (end_ - next_ >= 4) {
       std::uint32_t bytes = 0;

@@ -94,7 +94,7 @@ class ArithmeticEncoder {
   [[gnu::always_inline]] void narrow(std::uint32_t start, std::uint32_t size) {
     if (__builtin_add_overflow(base_, start, &base_)) carry(next_);
     // Without a loop: how many bytes follow a step cannot be predicted.
-    const int shift = std::countl_zero(size) & ~7;
+    const int shift = std::countl_zero(size) & 24;  // in whole bytes: 0, 8, 16 or 24
     const std::uint32_t bytes = __builtin_bswap32(base_);
     std::memcpy(next_, &bytes, sizeof(bytes));
     next_ += shift / 8;

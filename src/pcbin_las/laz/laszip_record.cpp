@@ -46,10 +46,9 @@ void append(std::string& content, const void* bytes, std::size_t size) {
 /// What an item that is not supported holds.
 std::string describe(const Item& item) {
   const unsigned type = item.type;
-  const std::string version = "items of version " + std::to_string(unsigned{item.version});
   if (type == 0) return "extra bytes in each point";
   if (type == 9 || type == 13) return "waveforms";
-  if (type >= 6 && type <= 8) return version;
+  if (type >= 6 && type <= 8) return "items of version " + std::to_string(unsigned{item.version});
   return "items of type " + std::to_string(type);
 }
 

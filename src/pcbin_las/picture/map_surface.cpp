@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdlib>
 
 namespace picture {
@@ -115,7 +116,7 @@ void fillLevels(CellGrid& grid, std::span<const unsigned> enough) {
 /// How far a cell is to be darkened, 0 to 1. Steps on opposite sides cancel each other, so that the
 /// lower parts of a wall stay as bright as the higher ones.
 float edgeAt(const std::uint16_t* cell, int columns, float unit) {
-  const auto rise = [=](int step) {
+  const auto rise = [=](std::ptrdiff_t step) {
     const int near = cell[step] - cell[0];
     const int far = (cell[2 * step] - cell[0]) / 2;
     const float slope = std::min(static_cast<float>(std::max({near, far, 0})) * unit, 1.0F);
@@ -203,6 +204,7 @@ void fillHoles(CellGrid& surface, int levels) {
 
 void shadeEdges(CellGrid& surface, double unit) {
   constexpr float kDarkest = 0.45F;
+  constexpr float kRounding = 0.5F;  // brightness is never negative
   constexpr int kReach = 2;
   for (int row = kReach; row < surface.rows - kReach; ++row) {
     for (int column = kReach; column < surface.columns - kReach; ++column) {
@@ -211,7 +213,7 @@ void shadeEdges(CellGrid& surface, double unit) {
       const float edge = edgeAt(&surface.heights[i], surface.columns, static_cast<float>(unit));
       for (std::uint8_t& channel : surface.colours[i])
         channel = static_cast<std::uint8_t>(
-            static_cast<float>(channel) * (1 - (1 - kDarkest) * edge) + 0.5F);
+            static_cast<float>(channel) * (1 - (1 - kDarkest) * edge) + kRounding);
     }
   }
 }
