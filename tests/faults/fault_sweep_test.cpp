@@ -192,6 +192,7 @@ TEST(FaultSweep, RepairsReportEveryLostRecord) {
     Bytes bytes;
     for (const auto& entry : std::filesystem::directory_iterator(dir.path())) {
       if (entry.path() == input) continue;
+      EXPECT_NE(entry.path().extension(), ".part");
       bytes = test::readFile(entry.path());
       std::filesystem::remove(entry.path());
     }
