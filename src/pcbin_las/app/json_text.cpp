@@ -86,6 +86,7 @@ void JsonObject::add(std::string_view key, const std::array<double, 3>& numbers)
 
 void JsonObject::add(std::string_view key, const std::vector<std::string>& texts) {
   std::vector<std::string> values;
+  values.reserve(texts.size());
   for (const std::string& text : texts) values.push_back(quoted(text));
   addList(key, values);
 }
