@@ -134,7 +134,9 @@ TEST(CompressedFile, NeedsMemory) {
       EXPECT_FALSE(opened && fillAndClose(writer, 120000));
       EXPECT_TRUE(test::FaultInjection::happened());
     }
-    EXPECT_TRUE(number < 3 || recordsOf(test::readFile(dir.path("map.laz"))).empty());
+    if (number < 3) continue;
+    // Which allocation is the fifth depends on the build: none or the first chunk is in the file.
+    EXPECT_EQ(recordsOf(test::readFile(dir.path("map.laz"))).size() % (34UL * 50000), 0U);
   }
 }
 
