@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <optional>
 #include <string>
 
@@ -88,8 +89,8 @@ std::optional<TimeComparison> compareTimes(const std::vector<Point>& points,
   std::vector<double> durations;
   for (std::size_t i = 0, end = 0; i < points.size(); i = end) {
     const double pose = poses.lioPoses[points[i].sweepid].timestamp;
-    double first = INFINITY;
-    double last = -INFINITY;
+    double first = std::numeric_limits<double>::infinity();
+    double last = -first;
     for (end = i; end < points.size() && points[end].sweepid == points[i].sweepid; ++end) {
       const double point = points[end].timestamp;
       if (!isSet(point) || !isSet(pose)) continue;
