@@ -13,7 +13,6 @@
 
 #include <gmock/gmock.h>
 
-#include "pcbin_las/output/file_links.h"
 #include "support/log_lines.h"
 #include "support/temp_dir.h"
 

@@ -5,7 +5,7 @@
 
 #include <gmock/gmock.h>
 
-#include "pcbin_las/output/process_setup.h"
+#include "pcbin_las/output/stop_signals.h"
 #include "pcbin_las/platform/trace_macros.h"
 #include "pcbin_las/process/console_in.h"
 #include "support/log_lines.h"

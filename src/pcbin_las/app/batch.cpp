@@ -10,7 +10,6 @@
 #include "pcbin_las/app/convert.h"
 #include "pcbin_las/export/file_kind.h"
 #include "pcbin_las/export/pcbin_las.h"
-#include "pcbin_las/output/file_links.h"
 #include "pcbin_las/output/staged_file.h"
 #include "pcbin_las/platform/trace_macros.h"
 #include "pcbin_las/storage/pcb_format.h"

@@ -16,7 +16,6 @@
 #include "pcbin_las/app/lossless_repair.h"
 #include "pcbin_las/app/pcbin_view.h"
 #include "pcbin_las/export/pose_file.h"
-#include "pcbin_las/output/process_setup.h"
 #include "pcbin_las/output/stop_signals.h"
 #include "pcbin_las/picture/picture.h"
 #include "pcbin_las/platform/trace_macros.h"

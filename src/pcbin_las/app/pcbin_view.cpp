@@ -32,8 +32,7 @@ void printPoints(PclBinary& reader, unsigned start, unsigned end) {
     const SkippedFrames skipped = reader.skipPclRGB(PclBinary::kBatchFrames, notWanted);
     counter += static_cast<unsigned>(skipped.points);
     PclRGBFrames frames;
-    if (skipped.stop == SkippedFrames::Stop::kWantedFrame)
-      frames = reader.readPclRGB(PclBinary::kBatchFrames - skipped.frames);
+    if (skipped.atWantedFrame) frames = reader.readPclRGB(PclBinary::kBatchFrames - skipped.frames);
     if (skipped.frames == 0 && frames.empty()) return;
     for (const auto& frame : frames) {
       const auto& points = frame->cloud->points;

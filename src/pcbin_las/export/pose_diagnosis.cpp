@@ -6,11 +6,12 @@
 #include <string_view>
 
 #include "pcbin_las/export/file_kind.h"
+#include "pcbin_las/export/pose_line.h"
 #include "pcbin_las/platform/str_util.h"
 
 namespace {
 
-constexpr std::ptrdiff_t kFieldCount = 28;
+constexpr std::ptrdiff_t kFieldCount = kPoseFields;
 
 bool isUtf16(const std::string& line) {
   return line.starts_with("\xFF\xFE") || line.starts_with("\xFE\xFF") ||
@@ -53,6 +54,7 @@ std::string whyNoPose(const std::string& firstLine, const std::string& line,
   if (!hasPoint && commas >= kFieldCount && commas < 2 * kFieldCount)
     return "its numbers have decimal commas, but ',' separates fields";
   if (commas + 1 != kFieldCount)
-    return ferrun::StrUtil::format("its first line has %zd fields, not 28", commas + 1);
+    return ferrun::StrUtil::format("its first line has %zd fields, not %zd", commas + 1,
+                                   kFieldCount);
   return damage;
 }

@@ -98,7 +98,7 @@ bool Loader::readLine(const std::string& text) {
   const Fields pieces = ferrun::StrUtil::splitString(text, ",", false);
   if (isIgnored(text, pieces)) return true;
   if (pieces.size() != kPoseFields) {
-    skip(text, ferrun::StrUtil::format("it has %zu fields, not 28", pieces.size()));
+    skip(text, ferrun::StrUtil::format("it has %zu fields, not %zu", pieces.size(), kPoseFields));
     return true;
   }
   PoseLine line;

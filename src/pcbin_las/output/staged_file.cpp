@@ -1,16 +1,19 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/output/staged_file.h"
 
+#include <array>
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
 #include <utility>
 
-#include "pcbin_las/output/file_links.h"
 #include "pcbin_las/output/part_file_names.h"
+#include "pcbin_las/platform/file.h"
 #include "pcbin_las/platform/retried.h"
+#include "pcbin_las/platform/same_inode.h"
 #include "pcbin_las/platform/trace_macros.h"
 #include "pcbin_las/process/file_path.h"
 
@@ -19,10 +22,6 @@ namespace {
 
 constexpr const char* kClassName = "StagedFile";
 constexpr int kMostTries = 100;
-
-bool isSameFile(const struct stat& a, const struct stat& b) {
-  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
-}
 
 /// Syncs a directory; one warning in the whole run tells that it cannot.
 void syncDirectory(const std::string& directory) {
@@ -48,6 +47,32 @@ int renameToNew(const char* from, const char* to) {
 }
 
 }  // namespace
+
+std::string followLinks(const std::string& name) {
+  constexpr int kMostLinks = 40;  // as many as the kernel follows
+  std::string path = name;
+  for (int links = 0; links <= kMostLinks; ++links) {
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) != 0) return errno == ENOENT ? path : std::string();
+    if (!S_ISLNK(status.st_mode)) return path;
+    std::array<char, PATH_MAX> target{};
+    const ssize_t length = ::readlink(path.c_str(), target.data(), target.size());
+    if (length < 0) return {};
+    std::string next(target.data(), static_cast<std::size_t>(length));
+    if (!next.starts_with('/')) next.insert(0, FilePath(path).dirName() + "/");
+    path = std::move(next);
+  }
+  errno = ELOOP;
+  return {};
+}
+
+bool resolveToSameFile(const std::string& name, const std::string& otherName) {
+  if (File::exists(name) || File::exists(otherName)) return File::isSameFile(name, otherName);
+  const FilePath path(followLinks(name));
+  const FilePath otherPath(followLinks(otherName));
+  return path.baseName() == otherPath.baseName() &&
+         File::isSameFile(path.dirName() + "/.", otherPath.dirName() + "/.");
+}
 
 bool StagedFile::fail(const char* action, int error, const char* part) {
   TRACE_MEMBER_ERROR(kClassName, "create", "%sfile(%s) cannot be %s: %s!", part, target_.c_str(),
@@ -95,7 +120,7 @@ bool StagedFile::resolve(const std::string& name, std::string& path) {
   path = followLinks(name);
   struct stat status {};
   return path.empty() || !exists_ ||
-         (stat(path.c_str(), &status) == 0 && isSameFile(status, targetStatus_));
+         (stat(path.c_str(), &status) == 0 && sameInode(status, targetStatus_));
 }
 
 /// Whether rename(2) may replace the target: in a sticky directory only its owner, the owner of the
@@ -143,7 +168,7 @@ bool StagedFile::holdsName() const {
   struct stat own {};
   struct stat named {};
   return fstat(descriptor_, &own) == 0 && lstat(temporary_.c_str(), &named) == 0 &&
-         isSameFile(own, named);
+         sameInode(own, named);
 }
 
 /// Copies the target's mode to the temporary file, and its owner and group where permitted. False,

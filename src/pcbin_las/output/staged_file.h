@@ -11,6 +11,13 @@
 
 namespace ferrun {
 
+/// `name` with symbolic links in its last component resolved, including a link to a file that does
+/// not exist. Empty, with errno set, on failure.
+std::string followLinks(const std::string& name);
+
+/// Whether both names refer to the same file, or would refer to it once it was created.
+bool resolveToSameFile(const std::string& name, const std::string& otherName);
+
 /// A file that is written under a temporary name and then replaces its target.
 ///
 /// The temporary file is in the directory of the target and is named ".NAME.XXXXXXXXXXXXXXXX.part":

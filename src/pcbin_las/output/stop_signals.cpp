@@ -7,6 +7,7 @@
 #include <climits>
 #include <csignal>
 #include <cstring>
+#include <fcntl.h>
 #include <unistd.h>
 
 #include "pcbin_las/platform/tracer.h"
@@ -46,6 +47,19 @@ extern "C" void removeFilesAndEnd(int signal) {
 }
 
 }  // namespace
+
+void secureStandardStreams() {
+  for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+    // open() takes the lowest free number, which is `stream` itself: the ones below are open by
+    // now.
+    if (fcntl(stream, F_GETFD) < 0 && errno == EBADF) (void)::open("/dev/null", O_RDWR);
+  }
+}
+
+void ignoreWriteSignals() {
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
+}
 
 void handleStopSignals() {
   g_tracer = Singleton<Tracer>::getInstance();

@@ -1,10 +1,19 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// Removes temporary files and delivers log lines when a signal ends the process.
+// Process-wide settings for the start of the program: standard streams and signals. A signal that
+// ends the process removes temporary files and delivers log lines.
 #pragma once
 
 #include <string>
 
 namespace ferrun {
+
+/// Opens /dev/null in place of each closed standard stream. Otherwise a file opened later would get
+/// the descriptor of the stream and receive log lines.
+void secureStandardStreams();
+
+/// Ignores SIGPIPE and SIGXFSZ: a write to a closed pipe or beyond a file-size limit then fails
+/// with an error instead of ending the process.
+void ignoreWriteSignals();
 
 /// From now on SIGINT, SIGTERM and SIGHUP first remove the files of all RemovedOnStop objects and
 /// deliver the lines that the tracer has gathered, and then end the process as they usually do. A

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "pcbin_las/platform/retried.h"
+#include "pcbin_las/platform/same_inode.h"
 #include "pcbin_las/platform/trace_macros.h"
 
 namespace ferrun {
@@ -21,11 +22,7 @@ constexpr std::size_t kLargestTransfer = std::size_t{1} << 30;  // a system call
 
 /// open(2), continued after interruptions. Returns -1 with errno set on failure.
 int openFile(const std::string& name, int flags) {
-  int descriptor = -1;
-  do {
-    descriptor = ::open(name.c_str(), flags | O_CLOEXEC, 0666);
-  } while (descriptor < 0 && errno == EINTR);
-  return descriptor;
+  return retried([&] { return ::open(name.c_str(), flags | O_CLOEXEC, 0666); });
 }
 
 /// Closes `descriptor`, reports `reason` through errno, and returns -1.
@@ -55,8 +52,7 @@ int openOwnFile(const std::string& name, const std::string& input, bool& created
   struct stat status {};
   struct stat other {};
   if (::fstat(descriptor, &status) != 0) return refuse(descriptor, errno);
-  const bool isInput = ::stat(input.c_str(), &other) == 0 && status.st_dev == other.st_dev &&
-                       status.st_ino == other.st_ino;
+  const bool isInput = ::stat(input.c_str(), &other) == 0 && sameInode(status, other);
   if (!S_ISREG(status.st_mode) || status.st_nlink != 1 || isInput)
     return refuse(descriptor, EEXIST);
   if (::ftruncate(descriptor, 0) != 0) return refuse(descriptor, errno);
@@ -74,7 +70,7 @@ bool File::isSameFile(const std::string& name, const std::string& otherName) {
   struct stat status {};
   struct stat other {};
   return ::stat(name.c_str(), &status) == 0 && ::stat(otherName.c_str(), &other) == 0 &&
-         status.st_dev == other.st_dev && status.st_ino == other.st_ino;
+         sameInode(status, other);
 }
 
 bool File::open(const std::string& name, int mode) {
@@ -151,8 +147,7 @@ void File::discard() {
   struct stat own {};
   struct stat named {};
   const bool remove = created_ && ::fstat(descriptor_, &own) == 0 &&
-                      ::lstat(name_.c_str(), &named) == 0 && own.st_dev == named.st_dev &&
-                      own.st_ino == named.st_ino;
+                      ::lstat(name_.c_str(), &named) == 0 && sameInode(own, named);
   close();
   if (remove) ::unlink(name_.c_str());
 }
@@ -327,19 +322,13 @@ std::int64_t File::getSize() const {
 
 bool File::truncate(std::int64_t size) {
   flush();
-  int result = -1;
-  do {
-    result = ::ftruncate(descriptor_, size);
-  } while (result != 0 && errno == EINTR);
-  return result == 0;
+  return retried([&] { return ::ftruncate(descriptor_, size); }) == 0;
 }
 
 bool File::reserve(std::int64_t end) {
-  int result = -1;
-  do {
-    result = ::fallocate(descriptor_, FALLOC_FL_KEEP_SIZE, diskPosition_, end - diskPosition_);
-  } while (result != 0 && errno == EINTR);
-  return result == 0;
+  return retried([&] {
+           return ::fallocate(descriptor_, FALLOC_FL_KEEP_SIZE, diskPosition_, end - diskPosition_);
+         }) == 0;
 }
 
 }  // namespace ferrun

@@ -95,7 +95,7 @@ void PcbWriter::close() {
   syncFile();
   file->close();
   recordWriteError();
-  reportFailure(frames, points);
+  reportFailure();
 }
 
 void PcbWriter::waitForFrames() {
@@ -137,10 +137,10 @@ void PcbWriter::recordWriteError() {
 }
 
 /// Prints one line when a write has failed, or when all was written and the disk may not hold it.
-void PcbWriter::reportFailure(std::uint64_t handedFrames, std::uint64_t handedPoints) {
+void PcbWriter::reportFailure() {
   if (writeError == 0) return;
   const char* const reason = std::strerror(writeError);
-  if (storedFrames == handedFrames) {
+  if (storedFrames == frames) {
     PCBIN_REPORT_ERROR(className, "close", "file(%s) may be incomplete on the disk: %s!",
                        fileName.c_str(), reason);
     return;
@@ -149,9 +149,9 @@ void PcbWriter::reportFailure(std::uint64_t handedFrames, std::uint64_t handedPo
                      "file(%s) is incomplete, %llu of %llu frames and %llu of %llu points were "
                      "written: %s!",
                      fileName.c_str(), static_cast<unsigned long long>(storedFrames),
-                     static_cast<unsigned long long>(handedFrames),
+                     static_cast<unsigned long long>(frames),
                      static_cast<unsigned long long>(storedPoints),
-                     static_cast<unsigned long long>(handedPoints), reason);
+                     static_cast<unsigned long long>(points), reason);
 }
 
 }  // namespace modeling_app

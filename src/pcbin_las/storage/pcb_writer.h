@@ -77,7 +77,7 @@ class PCBIN_API PcbWriter : public PclBinary {
   bool writeHeader(const char* function);
   void recordWriteError();
   void syncFile();
-  void reportFailure(std::uint64_t handedFrames, std::uint64_t handedPoints);
+  void reportFailure();
 
   std::string className = "PcbWriter";
 };

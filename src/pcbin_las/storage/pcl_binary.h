@@ -33,15 +33,9 @@ enum class ReadEnd {
 
 /// The result of PclBinary::skipPclRGB().
 struct SkippedFrames {
-  enum class Stop {
-    kWantedFrame,  ///< the next frame holds a wanted point
-    kFrameCount,   ///< the maximum number of frames was skipped
-    kEnd,          ///< the end of the file, or damage
-  };
-
   unsigned frames = 0;
   std::uint64_t points = 0;
-  Stop stop = Stop::kEnd;
+  bool atWantedFrame = false;  ///< the next frame holds a wanted point
 };
 
 /// A pcbin file that is read (PcbReader) or written (PcbWriter) frame by frame. An operation that

@@ -267,7 +267,7 @@ SkippedFrames PclBinary::skipPclRGB(unsigned mostFrames, std::uint64_t pointsNot
       const std::uint64_t size = count * sizeof(RgbPointRecord);
       const bool coloured = nextFrame->format == kRgbFormat;
       if (coloured && skipped.points + count > pointsNotWanted) {
-        skipped.stop = SkippedFrames::Stop::kWantedFrame;
+        skipped.atWantedFrame = true;
         return skipped;
       }
       const bool whole =
@@ -279,7 +279,6 @@ SkippedFrames PclBinary::skipPclRGB(unsigned mostFrames, std::uint64_t pointsNot
       skipped.points += count;
       ++skipped.frames;
     }
-    if (skipped.frames == mostFrames) skipped.stop = SkippedFrames::Stop::kFrameCount;
   } catch (const std::bad_alloc&) {
     reportNoMemory("readPclRGB", file->pos());
   }
