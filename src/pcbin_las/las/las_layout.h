@@ -27,7 +27,7 @@ static_assert(sizeof(LasHeader14) == 375 && offsetof(LasHeader14, numberOfPoints
 
 /// Where the parts of a LAS file lie, and what its header says of the points.
 struct LasLayout {
-  LasHeader14 header;  ///< as it stands in the file; fields behind `headerEnd` are 0
+  LasHeader14 header;  ///< of the file; fields behind `headerEnd` are 0
   int headerEnd;       ///< end of the fields that the file's version and header size define
   int headerSize;      ///< the header size in the file, or the version's if that is wrong
   std::int64_t pointsBegin;
