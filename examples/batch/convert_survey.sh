@@ -8,7 +8,8 @@
 #   convert_survey.sh [--skip-done] DIRECTORY
 #
 # --skip-done skips a complete survey if nothing has changed since: the program's version, the options, the
-# sizes and times of inputs and outputs must be those that convert.done has recorded.
+# sizes and times of the inputs and the picture must be those that convert.done has recorded, and bytes, records
+# and time of map.las those that summary.json names.
 #
 # Environment: PCBIN_LAS_OPTIONS has further options, such as "--epsg 32632 --gps-time". PCBIN_LAS_POSES=optional
 # converts a survey that has no pgo.csv without poses; otherwise it is refused. PCBIN_LAS_PICTURES=no draws no
@@ -46,8 +47,16 @@ files() { # FILES...: name, size and time of each
   for file; do (cd "$directory" && LC_ALL=C stat -L -c '%n %s %.9Y' "$file" 2>/dev/null) || echo "$file none"; done
 }
 
-outputs() {
-  if [ "$pictures" = no ]; then files map.las; else files map.las map.png; fi
+outputs() { # without map.las, which the summary describes
+  if [ "$pictures" != no ]; then files map.png; fi
+}
+
+map_is_described() { # map.las has the bytes, records and time that the summary names
+  local map=$directory/map.las named found
+  named=$(sed -n '/^ *"map": {/,/}/s/^ *"[a-z]*": \([0-9.]*\),\{0,1\}$/\1/p' "$directory/summary.json" | paste -sd ' ')
+  found=$(LC_ALL=C stat -L -c %s "$map" && od -A n -t u4 --endian=little -j 107 -N 4 "$map" && LC_ALL=C stat -L -c %.9Y "$map")
+  # shellcheck disable=SC2116,SC2086 # numbers, in one line
+  [ -n "$named" ] && [ "$named" = "$(echo $found)" ]
 }
 
 has_poses() {
@@ -56,7 +65,7 @@ has_poses() {
 
 is_done() {
   has_poses && [ -f "$directory/convert.done" ] && [ -f "$directory/summary.json" ] &&
-    grep -q '^ *"status": 0,' "$directory/summary.json" &&
+    grep -q '^ *"status": 0,' "$directory/summary.json" && map_is_described 2>/dev/null &&
     [ "$(record && outputs)" = "$(cat "$directory/convert.done")" ]
 }
 

@@ -105,7 +105,12 @@ skip '0 converted, 22 done before'
 touch -d '2001-01-01' ./-surveys/s01/pgo.csv
 printf '\012' | dd of=./-surveys/s02/survey.pcbin bs=1 seek=67 conv=notrunc status=none
 rm ./-surveys/s03/map.las
-skip '3 converted, 19 done before'
+touch -r ./-surveys/s04/map.las time # another count, though convert.done has the same size and time
+printf '\002' | dd of=./-surveys/s04/map.las bs=1 seek=107 conv=notrunc status=none
+touch -r time ./-surveys/s04/map.las
+sed -i 's/"modified": [0-9]*/"modified": 1/' ./-surveys/s06/summary.json
+sed -i 's/"map": {/"map": null, "was": {/' ./-surveys/s08/summary.json
+skip '6 converted, 16 done before'
 export PCBIN_LAS_OPTIONS=--rgb16
 skip '22 converted, 0 done before'
 PCBIN_LAS_POSES=optional all 1 --skip-done -surveys
