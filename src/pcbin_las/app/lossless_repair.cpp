@@ -134,7 +134,7 @@ int repair(const std::string& path) {
   ferrun::File copy;
   copy.setWMBuffer(0);  // the pieces are the buffer
   pontra::PointSummary points(layout);
-  if (!staged.create(newPath) || !copy.open(staged.temporaryName(), ferrun::File::kWrite))
+  if (!staged.create(newPath) || !copy.openDescriptor(staged.temporaryName(), staged.descriptor()))
     return fail(path, "the new file cannot be created");
   if (!copyAll(path, file, copy, layout, points)) return kFailed;
   if (!layout.hasLongCount() && points.count() > std::numeric_limits<std::uint32_t>::max())
