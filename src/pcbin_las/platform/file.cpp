@@ -288,10 +288,10 @@ std::int64_t File::pos() const {
 void File::seek(std::int64_t position) {
   if (!isOpen()) return;
   flush();
-  begin_ = end_ = 0;
-  nextRead_ = kSmallestRead;
   writeError_ = 0;
   if (::lseek(descriptor_, position, SEEK_SET) >= 0) {  // a device may return another position
+    begin_ = end_ = 0;
+    nextRead_ = kSmallestRead;
     diskPosition_ = position;
     limit_ = reading_ ? 0 : capacity_;
     return;
@@ -312,7 +312,7 @@ bool File::skip(std::int64_t count) {
   if (count > knownSize_ - position) knownSize_ = getSize();
   if (count > knownSize_ - position) return false;
   seek(position + count);
-  return true;
+  return pos() == position + count;
 }
 
 std::int64_t File::getSize() const {

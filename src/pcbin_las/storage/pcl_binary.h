@@ -152,7 +152,7 @@ class PCBIN_API PclBinary {
   template <class Cloud>
   std::shared_ptr<Cloud> newCloud(CloudPool<Cloud>& pool);
   bool stopReading(ReadEnd end);
-  void reportNoMemory(const char* function, std::int64_t blockStart);
+  void reportNoMemory(const char* function);
 
   template <class WriteFrame>
   bool queueTask(std::uint64_t bytes, WriteFrame writeFrame);
@@ -164,6 +164,7 @@ class PCBIN_API PclBinary {
   void cutBack();
 
   std::optional<PcbFrameHeader> nextFrame;  ///< header of the next frame, once it has been read
+  std::int64_t blockStart = 0;              ///< where the points of nextFrame begin in the file
   std::vector<char> chunk;                  ///< bytes of the point block being read
   CloudPool<norvo::IrtCloud> irtClouds;
   CloudPool<norvo::RgbCloud> rgbClouds;

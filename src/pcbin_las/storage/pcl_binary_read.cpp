@@ -95,10 +95,8 @@ Frames PclBinary::readFrames(unsigned count, const char* function, ReadFrame rea
   if (!isLost(readEnd)) readEnd = ReadEnd::kComplete;
   using Point = std::decay_t<decltype(result[0]->cloud->points[0])>;
   std::uint64_t bytes = 0;
-  std::int64_t blockStart = 0;
   try {
     while (result.size() < count && haveFrameHeader(function)) {
-      blockStart = file->pos();
       bytes += std::uint64_t{nextFrame->pointCount} * sizeof(Point);
       if (bytes > kMostBatchBytes && !result.empty() && fileHoldsBlock()) break;
       result.reserve(result.size() + 1);  // a later failure must not lose a frame that was read
@@ -108,7 +106,7 @@ Frames PclBinary::readFrames(unsigned count, const char* function, ReadFrame rea
       result.push_back(std::move(frame));
     }
   } catch (const std::bad_alloc&) {
-    reportNoMemory(function, blockStart);
+    reportNoMemory(function);
   }
   return result;
 }
@@ -127,23 +125,23 @@ bool PclBinary::stopReading(ReadEnd end) {
   return false;
 }
 
-/// After a failed allocation: if the file can be sought, the frame whose block begins at
-/// `blockStart` becomes the next one again.
-void PclBinary::reportNoMemory(const char* function, std::int64_t blockStart) {
+/// After a failed allocation: if the file can be sought, the frame stays the next one.
+void PclBinary::reportNoMemory(const char* function) {
   if (!isLost(readEnd)) readEnd = ReadEnd::kNoMemory;
   const unsigned pointCount = nextFrame ? nextFrame->pointCount : 0;
   PCBIN_REPORT_ERROR(name, function, "file(%s) no memory for a frame of %u points!",
                      fileName.c_str(), pointCount);
-  if (nextFrame && file->isRegular())
-    file->seek(blockStart);
-  else
-    nextFrame.reset();
+  if (!file->isRegular()) nextFrame.reset();
 }
 
-/// Reads the next frame header unless it was read before. False at the end of the file, and with a
-/// line for a header that is cut off.
+/// Reads the next frame header unless it was read before; then returns to its point block, of which
+/// a part was read if there was no memory. False at the end of the file, and with a line for a
+/// header that is cut off and for a failed seek.
 bool PclBinary::haveFrameHeader(const char* function) {
-  if (nextFrame) return true;
+  if (nextFrame) {
+    if (file->pos() != blockStart) file->seek(blockStart);
+    return file->pos() == blockStart || stopReading(ReadEnd::kReadError);
+  }
   PcbFrameHeader frameHeader{};
   const int length = ferrun::readImage(*file, frameHeader);
   if (length < 1) return stopReading(ReadEnd::kEndOfFile);
@@ -152,6 +150,7 @@ bool PclBinary::haveFrameHeader(const char* function) {
     return stopReading(ReadEnd::kDamage);
   }
   nextFrame = frameHeader;
+  blockStart = file->pos();
   return true;
 }
 
@@ -280,7 +279,7 @@ SkippedFrames PclBinary::skipPclRGB(unsigned mostFrames, std::uint64_t pointsNot
       ++skipped.frames;
     }
   } catch (const std::bad_alloc&) {
-    reportNoMemory("readPclRGB", file->pos());
+    reportNoMemory("readPclRGB");
   }
   return skipped;
 }
