@@ -8,6 +8,7 @@
 
 #include "las/las_file_checks.h"
 #include "pcbin_las/app/las_view.h"
+#include "support/fault_injection.h"
 #include "support/log_lines.h"
 #include "support/temp_dir.h"
 
@@ -62,6 +63,22 @@ TEST(LasRepair, CopiesTheRecordsThatTheFileHolds) {
   expectRepair(las.substr(0, 227), 0);
   for (std::size_t size = 227 + 56 * 34; size < las.size(); ++size)
     expectRepair(las.substr(0, size), (size - 227) / 34, (size - 227) % 34 != 0 ? 3 : 2);
+}
+
+TEST(LasRepair, TakesNoMemoryForTheBytesBeforeThePoints) {
+  constexpr std::uint32_t kSparse = 70 << 20;
+  const test::TempDir dir;
+  Bytes las = test::lasFile(0);
+  test::patch(las, 96, kSparse);
+  test::patch(las, 107, std::uint32_t{1});
+  std::filesystem::resize_file(dir.write("map.las", las), kSparse + 34);
+  const test::CapturedLines captured;
+  {
+    const test::FaultInjection noLargeBlock(
+        {{.call = test::Call::kAllocate, .number = 1, .forGood = true, .smallest = 60 << 20}});
+    las_repair(dir.path("map.las"));
+  }
+  EXPECT_THAT(captured.lines().back(), testing::EndsWith(" with 1 points."));
 }
 
 TEST(LasRepair, ChangesNoCoordinate) {

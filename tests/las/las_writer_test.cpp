@@ -247,4 +247,26 @@ TEST(LasWriter, LeavesWholeRecordsAndAValidHeaderAfterAFailedWrite) {
   }
 }
 
+TEST(LasWriter, TriesTheLastHeaderAgainAndCountsWhatItLacks) {
+  const test::TempDir dir;
+  const std::string path = dir.path("a.las");
+  for (const bool forGood : {false, true}) {
+    const test::CapturedLines captured;
+    LasWriter writer;
+    ASSERT_TRUE(writer.open(headerWithOffset(), path, kFourRecords));
+    for (int n = 0; n < 6; ++n) writer.writePoint(pointAt(n, n, -n));
+    {
+      const test::FaultInjection injection({{test::Call::kWrite, 2, forGood}});  // 1: the records
+      EXPECT_EQ(writer.close(), !forGood);
+    }
+    const Bytes bytes = test::readFile(path);
+    EXPECT_EQ(test::at<std::uint32_t>(bytes, 107), forGood ? 4U : 6U);
+    EXPECT_EQ(writer.header().numberOfPointRecords, forGood ? 4U : 6U);
+    EXPECT_EQ(captured.lines().size(), forGood ? 2U : 1U);
+    EXPECT_THAT(captured.lines(),
+                testing::Contains(testing::HasSubstr(": 2 points not written, lost to a failed"))
+                    .Times(forGood ? 1 : 0));
+  }
+}
+
 }  // namespace

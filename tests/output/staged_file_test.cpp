@@ -94,23 +94,62 @@ TEST_F(StagedFileTest, ReplacesItsTargetOnlyWithTheFileThatItCreated) {
   EXPECT_TRUE(std::filesystem::is_symlink(dir_.path("link")));
 }
 
-TEST_F(StagedFileTest, GivesAnotherGroupOnlyTheRightsOfOthers) {
+TEST_F(StagedFileTest, KeepsTheGroupOrGivesAnotherOneOnlyTheRightsOfOthers) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can make a file of another group";
   chmod(dir_.path().c_str(), 0777);
-  for (const auto& [before, after] : {std::pair<mode_t, mode_t>{0642, 0602}, {0664, 0644}}) {
+  constexpr gid_t kGroup = 12345;
+  for (const auto& [member, owner, before, after] :
+       {std::tuple<bool, uid_t, mode_t, mode_t>{false, 65534, 0642, 0602},
+        {false, 65534, 0664, 0644},
+        {true, 12346, 0662, 0662}}) {
     const std::string path = dir_.write("map.las", "before");
-    ASSERT_EQ(chown(path.c_str(), 65534, 12345), 0);
+    ASSERT_EQ(chown(path.c_str(), owner, kGroup), 0);
     ASSERT_EQ(chmod(path.c_str(), before), 0);
     const pid_t child = fork();
     if (child == 0) {
-      if (setgroups(0, nullptr) != 0 || setgid(65534) != 0 || setuid(65534) != 0) _exit(2);
+      if (setgroups(member ? 1 : 0, &kGroup) != 0 || setgid(65534) != 0 || setuid(65534) != 0)
+        _exit(2);
       _exit(put("map.las", "after") ? 0 : 1);
     }
     int status = 0;
     waitpid(child, &status, 0);
     EXPECT_EQ(status, 0);
     EXPECT_EQ(mode("map.las"), after);
+    struct stat replaced {};
+    ASSERT_EQ(stat(path.c_str(), &replaced), 0);
+    EXPECT_EQ(replaced.st_uid, 65534U);
+    EXPECT_EQ(replaced.st_gid == kGroup, member);
   }
+}
+
+TEST_F(StagedFileTest, LooksAgainWhileAnotherProcessReplacesTheTarget) {
+  dir_.write("map.las", "");
+  symlink("map.las", dir_.path("link").c_str());
+  const pid_t child = fork();
+  if (child == 0) {
+    alarm(60);
+    while (true) std::filesystem::rename(dir_.write("new", ""), dir_.path("map.las"));
+  }
+  int created = 0;
+  for (int k = 0; k < 3000; ++k) created += StagedFile().create(dir_.path("link")) ? 1 : 0;
+  kill(child, SIGKILL);
+  waitpid(child, nullptr, 0);
+  EXPECT_EQ(created, 3000);
+}
+
+TEST_F(StagedFileTest, WarnsOnceOfADirectoryThatCannotBeSynced) {
+  const pid_t child = fork();
+  if (child == 0) {
+    chmod(dir_.path().c_str(), 0333);
+    if (geteuid() == 0 && (chown(dir_.path().c_str(), 65534, 65534) != 0 || setuid(65534) != 0))
+      _exit(9);
+    if (!put("a", "x") || !put("b", "y") || !ferrun::removeOutput(dir_.path("a"))) _exit(8);
+    _exit(captured_.lines().size() == 1 && captured_.lines()[0].starts_with("<W>") ? 0 : 7);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+  chmod(dir_.path().c_str(), 0700);
 }
 
 TEST_F(StagedFileTest, FollowsLinks) {
