@@ -1,22 +1,17 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Each system call and each allocation fails in turn: nothing crashes or throws, and every loss is
 // reported by a line or by a state of the object.
-#include <atomic>
 #include <filesystem>
-#include <functional>
-#include <string_view>
 
 #include <gmock/gmock.h>
 
+#include "faults/sweep.h"
 #include "pcbin_las/app/las_repair.h"
 #include "pcbin_las/app/lossless_repair.h"
 #include "pcbin_las/export/pcbin_las.h"
-#include "pcbin_las/platform/singleton.h"
 #include "pcbin_las/platform/thread.h"
-#include "pcbin_las/platform/tracer.h"
 #include "pcbin_las/storage/pcb_reader.h"
 #include "pcbin_las/storage/pcb_writer.h"
-#include "support/fault_injection.h"
 #include "support/temp_dir.h"
 
 namespace {
@@ -29,53 +24,10 @@ using test::Bytes;
 using test::Call;
 using test::Fault;
 using test::FaultInjection;
-
-/// Counts error and warning lines without allocating memory.
-struct CountingSink : ferrun::TracerSink {
-  void write(const char* lines, std::size_t size) override {
-    const std::string_view text(lines, size);
-    for (const char* const tag : {"<E>", "<W>"})
-      for (auto i = text.find(tag); i != text.npos; i = text.find(tag, i + 1)) ++count;
-  }
-  std::atomic<int> count = 0;
-};
-
-/// The error and warning lines since the last call.
-int linesTold() {
-  auto* const tracer = ferrun::Singleton<ferrun::Tracer>::getInstance();
-  static const auto sink = [tracer] {
-    auto made = std::make_shared<CountingSink>();
-    tracer->addSink(made);
-    tracer->start();
-    return made;
-  }();
-  tracer->flush();
-  return sink->count.exchange(0);
-}
-
-/// Calls `run` with each call failing once and permanently, and with each allocation failing on a
-/// disk that is full after the first write, until it makes fewer calls. `run` injects the faults
-/// into the code under test only.
-void sweep(const std::function<void(const std::vector<Fault>&)>& run) {
-  for (const Call call : test::kEveryCall) {
-    for (const bool forGood : {false, true}) {
-      for (const bool fullDisk : {false, true}) {
-        if (fullDisk && call != Call::kAllocate) continue;
-        for (unsigned number = 1;; ++number) {
-          SCOPED_TRACE(testing::Message()
-                       << "call " << static_cast<int>(call) << ", number " << number
-                       << ", for good " << forGood << ", full disk " << fullDisk);
-          ASSERT_LT(number, 5000U);
-          linesTold();
-          std::vector<Fault> faults = {{call, number, forGood}};
-          if (fullDisk) faults.push_back({Call::kWrite, 2, true});
-          run(faults);
-          if (testing::Test::HasFailure() || !FaultInjection::happened()) break;
-        }
-      }
-    }
-  }
-}
+using test::hits;
+using test::linesTold;
+using test::runWith;
+using test::sweep;
 
 TEST(FaultSweep, ReaderReportsEveryLostFrame) {
   const test::TempDir dir;
@@ -97,11 +49,10 @@ TEST(FaultSweep, ReaderReportsEveryLostFrame) {
       for (const auto& frame : batch)
         EXPECT_EQ(frame->cloud->points.at(299).sweepid, frames++) << "in order, whole";
     EXPECT_TRUE(frames == 3 || !opened || reader.lastReadEnd() != ReadEnd::kEndOfFile);
-    EXPECT_TRUE(frames == 3 || !faults[0].forGood || faults[0].call != Call::kAllocate || !opened ||
-                reader.lastReadEnd() == ReadEnd::kNoMemory);
     EXPECT_TRUE(frames == 3 || linesTold() > 0);
-    const bool once = faults[0].call == Call::kAllocate && !faults[0].forGood;
-    EXPECT_TRUE(frames == 3 || !once || !opened) << "a frame that did not fit is read later";
+    if (faults.size() != 1 || faults[0].call != Call::kAllocate || !opened) return;
+    EXPECT_TRUE(frames == 3 || faults[0].forGood) << "a frame that did not fit is read later";
+    EXPECT_TRUE(frames == 3 || reader.lastReadEnd() == ReadEnd::kNoMemory);
   });
 }
 
@@ -131,9 +82,9 @@ TEST(FaultSweep, WriterReportsEveryLostFrame) {
     const Bytes file = test::readFile(path);
     const std::size_t whole = file.size() < 68 ? 0 : (file.size() - 68) / (48 + 100 * 40);
     EXPECT_LE(status.frames, whole);
-    EXPECT_EQ(accepted, opened && faults[0].call != Call::kAllocate ? 3U : accepted);
+    EXPECT_EQ(accepted, opened && !hits(faults, Call::kAllocate) ? 3U : accepted);
     if (!opened || status.failed()) {
-      EXPECT_TRUE(linesTold() > 0 || faults[0].call == Call::kAllocate);
+      EXPECT_TRUE(linesTold() > 0 || hits(faults, Call::kAllocate));
       return;
     }
     EXPECT_EQ(status.frames, accepted);
@@ -145,21 +96,17 @@ TEST(FaultSweep, WriterReportsEveryLostFrame) {
   });
 }
 
-/// Runs a mode of the program with `faults`; false when it throws, which main() reports.
-bool runWith(const std::vector<Fault>& faults, const std::function<bool()>& mode) {
-  const FaultInjection injection(faults);
-  try {
-    return mode();
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-}
-
-/// Checks that a LAS file declares no more than it holds, and equals `expected` (except its date)
-/// unless a loss was reported (`told`).
+/// Checks that a LAS file declares no more than it holds, and holds records from the beginning of
+/// `expected`; all of them, and the same header except for its date, unless a loss was `told`.
 void checkLas(const Bytes& las, Bytes expected, bool told) {
+  const std::size_t begin = at<std::uint32_t>(expected, 96);
   const std::size_t count = las.size() >= 111 ? at<std::uint32_t>(las, 107) : 0;
-  EXPECT_GE(las.size(), count > 0 ? 227 + 34 * count : 0);
+  if (count > 0) {
+    ASSERT_GE(las.size(), begin + 34 * count);
+    EXPECT_EQ(las.substr(96, 11), expected.substr(96, 11));
+    EXPECT_TRUE(
+        las.compare(227, begin + 34 * count - 227, expected, 227, begin + 34 * count - 227) == 0);
+  }
   if (told) return;
   ASSERT_EQ(las.size(), expected.size());
   expected.replace(90, 4, las.substr(90, 4));
@@ -168,55 +115,70 @@ void checkLas(const Bytes& las, Bytes expected, bool told) {
 
 TEST(FaultSweep, ConversionReportsEveryLostPoint) {
   const test::TempDir dir;
-  const std::string pcbin = dir.write("a.pcbin", test::rgbFile(3, 300));
-  const std::string poses =
-      dir.write("pgo.csv", test::poseLine(0, {}, {}) + test::poseLine(1, {}, {}) +
-                               test::poseLine(2, {}, {.position = {1, 2, 3}}));
-  const std::string path = dir.path("map.las");
-  ASSERT_TRUE(pcbin_las(pcbin, poses, path));
-  const Bytes expected = test::readFile(path);
-  ASSERT_EQ(expected.size(), 227U + 34 * 900);
-  sweep([&](const std::vector<Fault>& faults) {
-    std::filesystem::remove(path);
-    const bool done = runWith(faults, [&] { return pcbin_las(pcbin, poses, path); });
-    checkLas(test::readFile(path), expected, linesTold() > 0 || !done);
-  });
+  Conversion conversion;
+  conversion.pcbinPath = dir.write("a.pcbin", test::rgbFile(3, 300));
+  conversion.pgoPath = dir.write("pgo.csv", test::poseLine(0, {}, {}) + test::poseLine(1, {}, {}) +
+                                                test::poseLine(2, {}, {.position = {1, 2, 3}}));
+  conversion.epsg = 32632;
+  for (const bool compress : {false, true}) {
+    SCOPED_TRACE(compress);
+    conversion.lasPath = dir.path(compress ? "map.laz" : "map.las");
+    conversion.compress = compress;
+    Bytes expected;
+    sweep([&](const std::vector<Fault>& faults) {
+      std::filesystem::remove(conversion.lasPath);
+      ConversionResult result;
+      const bool done = runWith(
+          faults, [&] { return convertSurvey(conversion, Style::kDialogue, result); }, false);
+      const Bytes las = test::readFile(conversion.lasPath);
+      if (faults.empty()) expected = las;
+      const bool told = linesTold() > 0 || !done;
+      EXPECT_TRUE(told || result.written == 900);
+      if (!compress) return checkLas(las, expected, told);
+      EXPECT_TRUE(told || las.substr(94) == expected.substr(94));
+    });
+  }
 }
 
 TEST(FaultSweep, RepairsReportEveryLostRecord) {
   const test::TempDir dir;
-  Bytes las = test::lasFile(300).insert(227, 2000, 'v');
-  test::patch(las, 96, std::uint32_t{2227});
-  const std::string input = dir.write("a.las", las);
-  const auto repaired = [&] {
-    Bytes bytes;
-    for (const auto& entry : std::filesystem::directory_iterator(dir.path())) {
-      if (entry.path() == input) continue;
-      EXPECT_NE(entry.path().extension(), ".part");
-      bytes = test::readFile(entry.path());
-      std::filesystem::remove(entry.path());
-    }
-    return bytes;
-  };
-  las_repair(input);
-  const Bytes expected = repaired();
-  ASSERT_EQ(expected.substr(227), las.substr(227));
-  sweep([&](const std::vector<Fault>& faults) {
-    const bool done = runWith(faults, [&] { return las_repair(input), true; });
-    const Bytes copy = repaired();
-    checkLas(copy, expected, linesTold() > 0 || !done);
-    const std::size_t kept = copy.empty() ? 0 : 2000 + 34 * at<std::uint32_t>(copy, 107);
-    EXPECT_TRUE(copy.empty() || copy.substr(227, kept) == las.substr(227, kept));
-  });
-  lossless_repair(input);
-  const Bytes whole = repaired();
-  ASSERT_EQ(whole.substr(227), las.substr(227));
-  sweep([&](const std::vector<Fault>& faults) {
-    const bool done = runWith(faults, [&] { return lossless_repair(input) == 0; });
-    const Bytes copy = repaired();
-    EXPECT_TRUE(copy == whole || (copy.empty() && !done));
-    EXPECT_TRUE(linesTold() > 0 || copy == whole || faults[0].call == Call::kAllocate);
-  });
+  Conversion conversion;
+  conversion.pcbinPath = dir.write("a.pcbin", test::rgbFile(1, 300));
+  conversion.lasPath = dir.path("a.las");
+  conversion.epsg = 32632;
+  ConversionResult result;
+  ASSERT_TRUE(convertSurvey(conversion, Style::kDialogue, result));
+  std::filesystem::remove(conversion.pcbinPath);
+  const std::string& input = conversion.lasPath;
+  Bytes las = test::readFile(input);
+  constexpr std::uint32_t kBetween = 1'100'000;  // read in two pieces
+  las.insert(at<std::uint32_t>(las, 96), kBetween, 'v');
+  test::patch(las, 96, at<std::uint32_t>(las, 96) + kBetween);
+  dir.write("a.las", las);
+  for (const bool lossless : {false, true}) {
+    SCOPED_TRACE(lossless);
+    Bytes expected;
+    sweep([&](const std::vector<Fault>& faults) {
+      const bool done = runWith(
+          faults,
+          [&] {
+            if (lossless) return lossless_repair(input) == 0;
+            las_repair(input);
+            return true;
+          },
+          false);
+      const std::vector<std::string> names = dir.names();
+      ASSERT_TRUE(names.size() <= 2 && !names[0].starts_with('.')) << "a temporary file is left";
+      const Bytes copy = names.size() == 2 ? test::readFile(dir.path(names[0])) : "";
+      if (names.size() == 2) std::filesystem::remove(dir.path(names[0]));
+      if (faults.empty()) expected = copy;
+      const bool told = linesTold() > 0;
+      if (!lossless) return checkLas(copy, expected, told || !done);
+      EXPECT_TRUE(copy == expected || (copy.empty() && !done));
+      EXPECT_TRUE(told || copy == expected || hits(faults, Call::kAllocate));
+    });
+    EXPECT_TRUE(expected.substr(227) == las.substr(227));
+  }
   EXPECT_TRUE(test::readFile(input) == las);
 }
 

@@ -5,6 +5,7 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstdarg>
 #include <cstdlib>
 #include <fcntl.h>
@@ -28,24 +29,29 @@ int __real_close(int file);
 namespace test {
 namespace {
 
-struct Counter {
-  std::atomic<unsigned> calls = 0;
+struct Injected {
   Fault fault{};  // number 0 for none
+  std::atomic<unsigned> calls = 0;
 };
-std::array<Counter, std::size(kEveryCall)> counters;
-Call firstFault{};
+std::array<Injected, 2> injected;
+std::array<std::atomic<unsigned>, static_cast<std::size_t>(Call::kUnlink) + 1> counters;
 std::atomic<bool> injecting = false;
 
 /// Counts a call; true, with errno set, when it fails.
 bool fails(Call call, int error, std::size_t size = 0) {
   if (!injecting) return false;
-  Counter& counter = counters[static_cast<std::size_t>(call)];
-  if (size < counter.fault.smallest) return false;
-  const unsigned number = ++counter.calls;
-  const unsigned first = counter.fault.number;
-  if (first == 0 || (counter.fault.forGood ? number < first : number != first)) return false;
-  errno = error;
-  return true;
+  ++counters[static_cast<std::size_t>(call)];
+  bool failed = false;
+  for (Injected& each : injected) {
+    const Fault& fault = each.fault;
+    if (fault.number == 0 || call != fault.call || size < fault.smallest) continue;
+    const unsigned number = ++each.calls;
+    if (number != fault.number && !(fault.forGood && number > fault.number)) continue;
+    if (fault.kills) (void)raise(SIGKILL);
+    failed = true;
+  }
+  if (failed) errno = error;
+  return failed;
 }
 
 std::mutex mutex;  // guards the variables below
@@ -103,9 +109,11 @@ void apply(Bytes& file, const Change& change, std::size_t size) {
 }  // namespace
 
 FaultInjection::FaultInjection(const std::vector<Fault>& faults) {
-  for (Counter& counter : counters) counter.calls = counter.fault.number = 0;
-  for (const Fault& fault : faults) counters[static_cast<std::size_t>(fault.call)].fault = fault;
-  firstFault = faults.at(0).call;
+  for (auto& counter : counters) counter = 0;
+  for (std::size_t i = 0; i < injected.size(); ++i) {
+    injected[i].fault = i < faults.size() ? faults[i] : Fault{};
+    injected[i].calls = 0;
+  }
   injecting = true;
 }
 
@@ -114,8 +122,11 @@ FaultInjection::~FaultInjection() {
 }
 
 bool FaultInjection::happened() {
-  const Counter& counter = counters[static_cast<std::size_t>(firstFault)];
-  return counter.calls >= counter.fault.number;
+  return injected[0].calls >= injected[0].fault.number;
+}
+
+unsigned FaultInjection::calls(Call call) {
+  return counters[static_cast<std::size_t>(call)];
 }
 
 FaultyFile::FaultyFile(const std::string& path, const IoFaults& faults) {
@@ -212,6 +223,7 @@ PCBIN_WRAP(int, fallocate, (int file, int mode, off_t offset, off_t size),
 PCBIN_WRAP(int, fsync, (int file), (file), kSync, EIO, -1)
 PCBIN_WRAP(int, fdatasync, (int file), (file), kSync, EIO, -1)
 PCBIN_WRAP(int, rename, (const char* from, const char* to), (from, to), kRename, EIO, -1)
+PCBIN_WRAP(int, unlink, (const char* name), (name), kUnlink, EIO, -1)
 PCBIN_WRAP(int, renameat2, (int in, const char* from, int at, const char* to, unsigned flags),
            (in, from, at, to, flags), kRename, EIO, -1)
 

@@ -12,7 +12,18 @@
 
 namespace test {
 
-enum class Call { kOpen, kRead, kWrite, kSeek, kTruncate, kSync, kClose, kRename, kAllocate };
+enum class Call {
+  kOpen,
+  kRead,
+  kWrite,
+  kSeek,
+  kTruncate,
+  kSync,
+  kClose,
+  kRename,
+  kAllocate,
+  kUnlink,  ///< not in kEveryCall: a file that cannot be removed stays
+};
 constexpr Call kEveryCall[] = {Call::kOpen,  Call::kRead,     Call::kWrite,
                                Call::kSeek,  Call::kTruncate, Call::kSync,
                                Call::kClose, Call::kRename,   Call::kAllocate};
@@ -23,10 +34,11 @@ struct Fault {
   unsigned number;
   bool forGood;
   std::size_t smallest = 0;  ///< only allocations of at least so many bytes count
+  bool kills = false;        ///< SIGKILL ends the process before the call
 };
 
-/// These calls fail in every thread during the lifetime of the object; use one at a time. A failing
-/// close() closes the file.
+/// At most two calls fail in every thread during the lifetime of the object; use one at a time. A
+/// failing close() closes the file.
 class FaultInjection {
  public:
   explicit FaultInjection(const std::vector<Fault>& faults);
@@ -36,6 +48,9 @@ class FaultInjection {
 
   /// Whether the call with the number of the first fault was made.
   static bool happened();
+
+  /// The number of calls since the last object was made.
+  static unsigned calls(Call call);
 };
 
 struct IoFaults {

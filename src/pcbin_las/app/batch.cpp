@@ -4,7 +4,9 @@
 #include <algorithm>
 #include <chrono>
 #include <exception>
+#include <filesystem>
 #include <sys/stat.h>
+#include <utility>
 
 #include "pcbin_las/app/comparison.h"
 #include "pcbin_las/app/convert.h"
@@ -107,6 +109,14 @@ bool areExchanged(const Conversion& wanted) {
   return true;
 }
 
+/// Looks whether an output can be written; if not, sets `fails`, with an error line. False when its
+/// old file would stay beside a new map.
+bool checkOutput(const std::string& path, bool& fails) {
+  fails = !path.empty() && !ferrun::StagedFile().create(path);
+  std::error_code error;
+  return !fails || !std::filesystem::is_regular_file(path, error);
+}
+
 /// Removes what describes the old map. A run that is stopped leaves no summary and no picture
 /// beside a map that they do not describe.
 bool removeOldReports(const BatchOutputs& outputs) {
@@ -121,12 +131,14 @@ MapFile mapFile(int descriptor, const ConversionResult& result) {
   return {static_cast<std::uint64_t>(status.st_size), result.written, status.st_mtim};
 }
 
-BatchStatus convert(const Conversion& wanted, const BatchOutputs& outputs, BatchOutcome& outcome,
+BatchStatus convert(const Conversion& wanted, BatchOutputs& outputs, BatchOutcome& outcome,
                     ProgressBar& bar) {
   ConversionResult& result = outcome.result;
   if (!checkInputs(wanted) || areExchanged(wanted)) return kNothingWritten;
   ferrun::StagedFile las;
-  if (!las.create(wanted.lasPath)) return kNothingWritten;
+  if (!las.create(wanted.lasPath) || !checkOutput(outputs.summaryPath, outputs.summaryFails) ||
+      !checkOutput(outputs.picturePath, outputs.pictureFails))
+    return kNothingWritten;
   Conversion conversion = wanted;
   conversion.lasPath = las.temporaryName();
   conversion.lasDescriptor = las.descriptor();
@@ -142,11 +154,14 @@ BatchStatus convert(const Conversion& wanted, const BatchOutputs& outputs, Batch
   return status;
 }
 
-/// The same, with a line for the outcome and for exceptions of the standard library.
-BatchStatus convertOrExplain(const Conversion& wanted, const BatchOutputs& outputs,
-                             BatchOutcome& outcome, ProgressBar& bar) {
+/// The same, after a check of the names, with a line for the outcome and for exceptions of the
+/// standard library. `outputs` receives the outputs to write.
+BatchStatus convertOrExplain(const Conversion& wanted, const BatchOutputs& namedOutputs,
+                             BatchOutputs& outputs, BatchOutcome& outcome, ProgressBar& bar) {
   BatchStatus status = kNothingWritten;
   try {
+    outputs = namedOutputs;
+    if (hasNameClash(wanted, outputs)) return kNothingWritten;
     status = convert(wanted, outputs, outcome, bar);
   } catch (const std::exception& error) {
     bar.erase();
@@ -163,46 +178,57 @@ BatchStatus convertOrExplain(const Conversion& wanted, const BatchOutputs& outpu
   return status;
 }
 
-bool drawPicture(const Conversion& wanted, const BatchOutputs& outputs) {
-  return outputs.compare ? drawComparison(wanted, outputs)
-                         : picture::draw(wanted.lasPath, outputs.picturePath, outputs.picture);
-}
-
 /// Writes the summaries and draws the picture of a run. The first summary follows the map at once;
 /// one that waits for its picture has at least status 1 and no picture.
 class Reporter {
  public:
-  Reporter(const Conversion& wanted, const BatchOutputs& outputs, BatchSink& sink)
+  Reporter(const Conversion& wanted, BatchOutputs& outputs, BatchSink& sink)
       : wanted_(wanted), outputs_(outputs), sink_(sink) {}
 
   void report(BatchOutcome& outcome) {
     if (outcome.status != kNothingWritten && !outputs_.picturePath.empty()) {
-      BatchOutcome waiting = outcome;
-      waiting.status = std::max(outcome.status, kSomethingMissing);
-      BatchOutputs withoutPicture = outputs_;
-      withoutPicture.picturePath.clear();
-      const bool written = writeSummary(withoutPicture, waiting);
-      if (!written || !drawPicture(wanted_, outputs_))
-        outcome.status = std::max(outcome.status, kSomethingMissing);
+      const BatchStatus status = outcome.status;
+      outcome.status = kSomethingMissing;
+      std::string picture = std::exchange(outputs_.picturePath, {});
+      const bool written = writeSummary(outcome);
+      outputs_.picturePath = std::move(picture);
       if (!written) return;
+      if (drawPicture()) outcome.status = status;
     }
-    if (!writeSummary(outputs_, outcome))
-      outcome.status = std::max(outcome.status, kSomethingMissing);
+    if (!writeSummary(outcome)) outcome.status = std::max(outcome.status, kSomethingMissing);
   }
 
  private:
-  bool writeSummary(const BatchOutputs& outputs, BatchOutcome& outcome) {
-    if (outputs.summaryPath.empty()) return true;
+  bool writeSummary(BatchOutcome& outcome) {
+    if (outputs_.summaryPath.empty()) return true;
     ferrun::Singleton<ferrun::Tracer>::getInstance()->flush();
-    outcome.firstError = sink_.firstError();
-    outcome.warnings = sink_.warnings();
     outcome.seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
-    return ::writeSummary(wanted_, outputs, outcome);
+    try {
+      outcome.firstError = sink_.firstError();
+      outcome.warnings = sink_.warnings();
+      if (!outputs_.summaryFails && ::writeSummary(wanted_, outputs_, outcome)) return true;
+    } catch (const std::exception&) {
+      // No memory: reported below.
+    }
+    TRACE_ERROR("batch", "summary file(%s) not written!", outputs_.summaryPath.c_str());
+    return false;
+  }
+
+  bool drawPicture() const {
+    if (outputs_.pictureFails) return false;
+    try {
+      return outputs_.compare
+                 ? drawComparison(wanted_, outputs_)
+                 : picture::draw(wanted_.lasPath, outputs_.picturePath, outputs_.picture);
+    } catch (const std::exception& error) {
+      TRACE_ERROR("batch", "picture(%s): %s!", outputs_.picturePath.c_str(), error.what());
+      return false;
+    }
   }
 
   const Conversion& wanted_;
-  const BatchOutputs& outputs_;
+  BatchOutputs& outputs_;
   BatchSink& sink_;
   std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
@@ -211,11 +237,10 @@ class Reporter {
 
 BatchStatus batch_convert(const Conversion& wanted, const BatchOutputs& namedOutputs,
                           BatchSink& sink) {
-  BatchOutputs outputs = namedOutputs;
+  BatchOutputs outputs;
   BatchOutcome outcome;
   Reporter reporter(wanted, outputs, sink);
-  if (!hasNameClash(wanted, outputs))
-    outcome.status = convertOrExplain(wanted, outputs, outcome, sink.progressBar());
+  outcome.status = convertOrExplain(wanted, namedOutputs, outputs, outcome, sink.progressBar());
   reporter.report(outcome);
   ferrun::Singleton<ferrun::Tracer>::getInstance()->flush();
   outcome.warningCount = sink.warningCount();

@@ -82,10 +82,13 @@ std::string summaryText(const Conversion& conversion, const BatchOutputs& output
   return summary.text() + "\n";
 }
 
-/// Replaces a file atomically.
-bool writeWhole(const std::string& path, const std::string& text) {
+}  // namespace
+
+bool writeSummary(const Conversion& conversion, const BatchOutputs& outputs,
+                  const BatchOutcome& outcome) {
+  const std::string text = summaryText(conversion, outputs, outcome);
   ferrun::StagedFile staged;
-  if (!staged.create(path)) return false;
+  if (!staged.create(outputs.summaryPath)) return false;
   ferrun::File file;
   file.setWMBuffer(0);  // so that a failed write is reported at once
   if (!file.openDescriptor(staged.temporaryName(), staged.descriptor())) return false;
@@ -93,19 +96,6 @@ bool writeWhole(const std::string& path, const std::string& text) {
   const bool written = file.writeData(text.data(), size) == size;
   file.close();
   return written && staged.publish();
-}
-
-}  // namespace
-
-bool writeSummary(const Conversion& conversion, const BatchOutputs& outputs,
-                  const BatchOutcome& outcome) {
-  try {
-    if (writeWhole(outputs.summaryPath, summaryText(conversion, outputs, outcome))) return true;
-  } catch (const std::exception&) {
-    // No memory: reported below.
-  }
-  TRACE_ERROR("batch", "summary file(%s) not written!", outputs.summaryPath.c_str());
-  return false;
 }
 
 bool printLastLine(const BatchOutcome& outcome) {

@@ -12,10 +12,12 @@
 
 /// What a run with --batch writes besides the LAS file.
 struct BatchOutputs {
-  std::string summaryPath;   ///< empty for none
-  std::string picturePath;   ///< empty for none
-  picture::Request picture;  ///< what the picture shows
-  bool compare = false;      ///< draw the points without and with the optimised poses
+  std::string summaryPath;    ///< empty for none
+  std::string picturePath;    ///< empty for none
+  picture::Request picture;   ///< what the picture shows
+  bool compare = false;       ///< draw the points without and with the optimised poses
+  bool summaryFails = false;  ///< found before the conversion, like pictureFails
+  bool pictureFails = false;
 };
 
 /// Exit statuses of a run with --batch.
@@ -44,8 +46,8 @@ struct BatchOutcome {
   std::vector<std::string> warnings;  ///< the first warning lines
 };
 
-/// Writes the outcome as a JSON file, which is replaced atomically. False, with an error line, on
-/// failure.
+/// Writes the outcome as a JSON file, which is replaced atomically. False on failure. Throws
+/// std::bad_alloc.
 bool writeSummary(const Conversion& conversion, const BatchOutputs& outputs,
                   const BatchOutcome& outcome);
 

@@ -16,15 +16,16 @@ std::string_view kindOf(std::string_view line) {
 }  // namespace
 
 void BatchSink::writeLines(int level, const char* lines, std::size_t size) {
+  if (level >= threshold_) {  // first: keep() may throw
+    progressBar_.erase();
+    output_.write(lines, size);
+  }
   std::string_view rest(lines, size);
   while (level >= ferrun::kLevelWarning && !rest.empty()) {
     const std::string_view line = rest.substr(0, rest.find('\n'));
     keep(line, level);
     rest.remove_prefix(std::min(line.size() + 1, rest.size()));
   }
-  if (level < threshold_) return;
-  progressBar_.erase();
-  output_.write(lines, size);
 }
 
 /// Keeps an error line, or a warning of a new kind.

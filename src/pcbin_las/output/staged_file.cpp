@@ -23,11 +23,12 @@ namespace {
 constexpr const char* kClassName = "StagedFile";
 constexpr int kMostTries = 100;
 
-/// Syncs a directory; one warning in the whole run tells that it cannot.
+/// Syncs a directory; one warning in the whole run tells that it cannot. Needs no memory: the file
+/// has its name by now.
 void syncDirectory(const std::string& directory) {
   static bool s_warned = false;
-  const int descriptor = retried(
-      [&] { return ::open((directory + "/").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
+  const char* const path = directory.empty() ? "/" : directory.c_str();
+  const int descriptor = retried([&] { return ::open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
   const bool synced = descriptor >= 0 && retried([&] { return fsync(descriptor); }) == 0;
   if (!synced && !std::exchange(s_warned, true))
     TRACE_MEMBER_WARNING(kClassName, "publish", "directory(%s) cannot be synced to disk: %s!",

@@ -151,14 +151,11 @@ void Tracer::addSink(std::shared_ptr<TracerSink> sink) {
 void Tracer::start() {
   const Lock lock(*this);
   if (started_) return;
-  started_ = true;
-  try {
-    for (Lines* const lines : {&pending_, &lines_}) {
-      lines->text.reserve(kMostGathered + kShortLine);
-      lines->runs.reserve(kMostRuns);
-    }
-  } catch (const std::exception&) {  // append() tries again
+  for (Lines* const lines : {&pending_, &lines_}) {
+    lines->text.reserve(kMostGathered + kShortLine);
+    lines->runs.reserve(kMostRuns);
   }
+  started_ = true;
   gate_ = threshold_;
 }
 

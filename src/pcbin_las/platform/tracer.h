@@ -83,7 +83,8 @@ class PCBIN_API Tracer {
   /// added. Not for use by a sink.
   void addSink(std::shared_ptr<TracerSink> sink);
 
-  /// Starts delivery. Lines printed before are lost.
+  /// Starts delivery. Lines printed before are lost. Throws std::bad_alloc, and has not started
+  /// then.
   void start();
 
   /// Whether a line of this level would be delivered.
