@@ -20,7 +20,7 @@ std::size_t plainLength(std::string_view text) {
   return isC1 ? 2 : ferrun::printableLength(text);
 }
 
-std::string quoted(std::string_view text) {
+std::string quotedText(std::string_view text) {
   std::string json = "\"";
   while (!text.empty()) {
     const std::size_t length = plainLength(text);
@@ -54,7 +54,7 @@ std::string numberText(double number) {
 
 void JsonObject::addJson(std::string_view key, std::string_view value) {
   members_.append(members_.empty() ? "\n" : ",\n").append(indent_);
-  members_.append(quoted(key)).append(": ").append(value);
+  members_.append(quotedText(key)).append(": ").append(value);
 }
 
 void JsonObject::add(std::string_view key, std::uint64_t number) {
@@ -66,11 +66,11 @@ void JsonObject::add(std::string_view key, double number) {
 }
 
 void JsonObject::addText(std::string_view key, std::string_view text) {
-  addJson(key, quoted(text));
+  addJson(key, quotedText(text));
 }
 
 void JsonObject::addTextOrNull(std::string_view key, std::string_view text) {
-  addJson(key, text.empty() ? "null" : quoted(text));
+  addJson(key, text.empty() ? "null" : quotedText(text));
 }
 
 void JsonObject::addList(std::string_view key, const std::vector<std::string>& values) {
@@ -87,7 +87,7 @@ void JsonObject::add(std::string_view key, const std::array<double, 3>& numbers)
 void JsonObject::add(std::string_view key, const std::vector<std::string>& texts) {
   std::vector<std::string> values;
   values.reserve(texts.size());
-  for (const std::string& text : texts) values.push_back(quoted(text));
+  for (const std::string& text : texts) values.push_back(quotedText(text));
   addList(key, values);
 }
 

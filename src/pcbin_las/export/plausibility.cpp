@@ -3,8 +3,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
 
+#include "pcbin_las/export/degrees.h"
 #include "pcbin_las/export/median.h"
 #include "pcbin_las/export/refine_point.h"
 #include "pcbin_las/export/time_check.h"
@@ -23,7 +23,6 @@ constexpr std::size_t kPointsPerSample = 256;
 constexpr std::size_t kMostPoints = 32768;
 constexpr double kLongestRange = 6000;  ///< metres
 constexpr double kLargestSpread = 3;    ///< of the registration positions, to that of the points
-constexpr double kDegrees = 180 / std::numbers::pi;
 
 /// The points of a sample that have a pose and finite coordinates, sorted by sweep.
 std::vector<Point> posedPoints(const PointSample& sample, const norvo::PGOResultMsg& poses) {
@@ -82,9 +81,9 @@ Movement movementOf(const std::vector<Point>& points, const norvo::PGOResultMsg&
           poses.lioPoses[point.sweepid].rotation.cast<double>().normalized().conjugate();
       const Vector3d up = turn * Vector3d::UnitZ();
       movement.turned = std::max(movement.turned,
-                                 2 * std::atan2(std::abs(turn.z()), std::abs(turn.w())) * kDegrees);
+                                 inDegrees(2 * std::atan2(std::abs(turn.z()), std::abs(turn.w()))));
       movement.tilted =
-          std::max(movement.tilted, std::atan2(std::hypot(up.x(), up.y()), up.z()) * kDegrees);
+          std::max(movement.tilted, inDegrees(std::atan2(std::hypot(up.x(), up.y()), up.z())));
     }
     const auto [x, y, z] = motion.apply(point.x, point.y, point.z);
     distances.push_back(Vector3d(x - point.x, y - point.y, z - point.z).norm());

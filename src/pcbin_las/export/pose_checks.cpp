@@ -4,10 +4,10 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <numbers>
 #include <optional>
 #include <vector>
 
+#include "pcbin_las/export/degrees.h"
 #include "pcbin_las/export/median.h"
 #include "pcbin_las/platform/trace_macros.h"
 
@@ -18,10 +18,9 @@ using Eigen::Vector3d;
 using norvo::PGOPoseStamped;
 
 constexpr double kLargestRounding = 0.0002;  ///< of a norm; four digits stay below 0.0001
-constexpr double kDegrees = 180 / std::numbers::pi;
-constexpr std::size_t kMostPoses = 4096;  ///< that are looked at
-constexpr double kSmallestTilt = 10;      ///< degrees
-constexpr double kTiltRatio = 1.5;        ///< to the tilt in the other order
+constexpr std::size_t kMostPoses = 4096;     ///< that are looked at
+constexpr double kSmallestTilt = 10;         ///< degrees
+constexpr double kTiltRatio = 1.5;           ///< to the tilt in the other order
 
 /// The order in which the four numbers of a quaternion are stored.
 enum class Order { kAsRead, kOther };  ///< w, x, y, z; x, y, z, w
@@ -32,7 +31,7 @@ Quaterniond inOrder(const Eigen::Quaternionf& q, Order order) {
 }
 
 double angle(const Vector3d& a, const Vector3d& b) {
-  return std::atan2(a.cross(b).norm(), a.dot(b)) * kDegrees;
+  return inDegrees(std::atan2(a.cross(b).norm(), a.dot(b)));
 }
 
 /// Pairs of poses, the registration pose first: all, or a sample in equal steps.

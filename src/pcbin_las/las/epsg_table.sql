@@ -42,12 +42,14 @@ SELECT CAST(v.code AS INTEGER) AS code, v.name, v.deprecated,
  WHERE v.auth_name = 'EPSG' AND CAST(v.code AS INTEGER) BETWEEN 1024 AND 32766;
 
 -- A compound system has the unit of its horizontal part.
+CREATE INDEX temp.system_codes ON systems (code);
 UPDATE systems SET unit = (SELECT h.unit FROM systems h WHERE h.code = systems.horizontal)
  WHERE horizontal IN (SELECT code FROM systems);
 
 CREATE TEMP TABLE good AS
 SELECT code, name FROM systems WHERE kind = 'kProjected' AND unit = 9001 AND NOT deprecated;
 
+CREATE INDEX temp.good_names ON good (name);
 -- The code to name beside a refused or deprecated one, where there is exactly one, else 0: the
 -- horizontal part of a compound system, the metre version of a projected system in feet (the same
 -- name without the unit), the replacement of a deprecated system.
