@@ -212,11 +212,11 @@ TEST_F(Picture, FillsHolesButNotOutlinesAndShowsSlices) {
   const Bytes map = las(pointsOf(
       scene, {{'l', kLawn}, {'R', overLawn({{5, {9, 9, 255}}})}, {'o', {{0.5, {200, 210, 220}}}}}));
   Request request = kSmall;
-  request.slice = picture::Slice{30, 30.5};
+  request.slice = {30, 30.5};
   expectDrawing(drawn(map, request), expected, {{'l', {40, 200, 0}}, {'o', {200, 210, 220}}});
 
   const test::CapturedLines captured;
-  request.slice = picture::Slice{36, 37};
+  request.slice = {36, 37};
   EXPECT_FALSE(draw(map, request));
   EXPECT_THAT(captured.lines(),
               ElementsAre(HasSubstr("has no points from z 36.000 to 37.000, its heights in the "
@@ -250,21 +250,39 @@ TEST_F(Picture, IsNotShrunkByPointsFarAwayAndClosedForAnyNumberOfPoints) {
   EXPECT_NEAR(filled(las(points)), whole, 0.01);
 }
 
+TEST_F(Picture, IsTheSameFromTwoThreads) {
+  std::vector<MapPoint> points = lawn();
+  Bytes map = las(points);
+  constexpr int kCopies = 18;  // more than a million points
+  for (int i = 1; i < kCopies; ++i) {
+    for (MapPoint& point : points) {
+      point.position[2] += i % 5 - 1.7;
+      point.colour[static_cast<std::size_t>(i % 3)] += 11;
+    }
+    map += las(points).substr(227);
+  }
+  test::patch(map, 107, static_cast<std::uint32_t>(kCopies * points.size()));
+  const Image image = drawn(map, {.size = 500, .threads = 1});
+  EXPECT_EQ(drawn(map, {.size = 500, .threads = 2}).pixels, image.pixels);
+}
+
 TEST_F(Picture, ComparesWhereThePointsMovedMostAmongDensePlaces) {
   // Squares of 40 m: 300 points that moved by 1 m, 120 by 5 m, 50 (less than a third) by 20 m.
-  std::vector<picture::MovedPoint> points;
-  const auto add = [&](int number, double x, double distance, Colour colour) {
+  std::vector<MapPoint> before;
+  std::vector<MapPoint> after;
+  const auto add = [&](int number, double x, double distance, const Colour& colour) {
     for (int i = 0; i < number; ++i) {
-      const picture::Position after = {x + i % 20, 2001.0 + i / 20, 5};
-      points.push_back(
-          {{after[0] + distance, after[1], 5}, after, {colour[0], colour[1], colour[2]}});
+      const MapPoint point = {{x + i % 20, 2001.0 + i / 20, 5}, {colour[0], colour[1], colour[2]}};
+      after.push_back(point);
+      before.push_back(point);
+      before.back().position[0] += distance;
     }
   };
   add(300, 1001, 1, {200, 0, 0});
   add(120, 3001, 5, {0, 200, 0});
   add(50, 5001, 20, {0, 0, 200});
-  const auto pass = [&points](const auto& take) {
-    take(std::span<const picture::MovedPoint>(points));
+  const auto pass = [&](const auto& take) {
+    take(before, after);
     return true;
   };
   const std::string path = dir_.path("map.png");
@@ -395,7 +413,7 @@ TEST(Page, NamesWhatIsLeftOutAndWhy) {
   const auto described = [&view](const std::vector<MapPoint>& points, bool zoomed) {
     picture::MapRaster raster(view, false);
     raster.add(points);
-    return picture::describeLeftOut(raster, {.zoomed = zoomed});
+    return picture::describeLeftOut(raster.counts(), view.slice, zoomed);
   };
   const MapPoint inside = {{50, 50, 5}, {}};
   std::vector<MapPoint> points(1'318, {{7000, -3, 5}, {}});

@@ -8,9 +8,7 @@
 #include "pcbin_las/app/full_version.h"
 #include "pcbin_las/app/json_text.h"
 #include "pcbin_las/output/staged_file.h"
-#include "pcbin_las/platform/file.h"
 #include "pcbin_las/platform/str_util.h"
-#include "pcbin_las/platform/trace_macros.h"
 #include "pcbin_las/platform/tracer.h"
 
 namespace {
@@ -86,16 +84,7 @@ std::string summaryText(const Conversion& conversion, const BatchOutputs& output
 
 bool writeSummary(const Conversion& conversion, const BatchOutputs& outputs,
                   const BatchOutcome& outcome) {
-  const std::string text = summaryText(conversion, outputs, outcome);
-  ferrun::StagedFile staged;
-  if (!staged.create(outputs.summaryPath)) return false;
-  ferrun::File file;
-  file.setWMBuffer(0);  // so that a failed write is reported at once
-  if (!file.openDescriptor(staged.temporaryName(), staged.descriptor())) return false;
-  const auto size = static_cast<int>(text.size());
-  const bool written = file.writeData(text.data(), size) == size;
-  file.close();
-  return written && staged.publish();
+  return ferrun::replaceFile(outputs.summaryPath, summaryText(conversion, outputs, outcome));
 }
 
 bool printLastLine(const BatchOutcome& outcome) {

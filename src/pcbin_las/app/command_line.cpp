@@ -90,6 +90,7 @@ bool readThreads(const Option& option, const Values& values, CommandLine& line) 
                 StrUtil::format("option --threads: %d is not a number from 1 to %u", threads,
                                 kMostThreads));
   line.conversion.threads = static_cast<unsigned>(threads);
+  line.outputs.picture.threads = line.conversion.threads;
   return true;
 }
 
@@ -142,7 +143,7 @@ bool readZoom(const Option& option, const Values& values, CommandLine& line) {
 bool readSlice(const Option& option, const Values& values, CommandLine& line) {
   std::array<double, 2> numbers = {};
   if (!readNumbers(option, values, numbers, line)) return false;
-  line.outputs.picture.slice = picture::Slice{numbers[0], numbers[1]};
+  line.outputs.picture.slice = {numbers[0], numbers[1]};
   return true;
 }
 
@@ -167,7 +168,7 @@ Fault checkPicture(const CommandLine& line) {
 }
 
 Fault checkSlice(const CommandLine& line) {
-  const auto [low, high] = *line.outputs.picture.slice;
+  const auto [low, high] = line.outputs.picture.slice;
   if (low < high && std::isfinite(low) && std::isfinite(high)) return std::nullopt;
   return StrUtil::format("option --slice: low(%.15g) must be below high(%.15g)", low, high);
 }

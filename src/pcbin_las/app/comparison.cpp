@@ -3,6 +3,7 @@
 
 #include "pcbin_las/export/pose_file.h"
 #include "pcbin_las/export/refined_points.h"
+#include "pcbin_las/las/epsg.h"
 #include "pcbin_las/platform/singleton.h"
 #include "pcbin_las/platform/trace_macros.h"
 #include "pcbin_las/process/file_path.h"
@@ -30,18 +31,6 @@ class QuietTracer {
   int former_ = formerLevel();
 };
 
-bool passMovedPoints(const std::string& pcbinPath, const norvo::PGOResultMsg& poses,
-                     const std::function<void(std::span<const picture::MovedPoint>)>& take) {
-  const QuietTracer quiet;
-  std::vector<picture::MovedPoint> moved;
-  return passRefinedPoints(pcbinPath, poses, [&](std::span<const RefinedPoint> points) {
-    moved.clear();
-    for (const auto& [registered, refined, colour] : points)
-      moved.push_back({registered, refined, {colour[0], colour[1], colour[2]}});
-    take(moved);
-  });
-}
-
 bool reportUnread(const char* kind, const std::string& path) {
   TRACE_ERROR("picture", "%s file(%s) cannot be read again!", kind, path.c_str());
   return false;
@@ -57,11 +46,26 @@ bool drawComparison(const Conversion& conversion, const BatchOutputs& outputs) {
     return loadPgoFile(conversion.pgoPath, poses, report);
   };
   if (!load()) return reportUnread("pgo", conversion.pgoPath);
-  const auto pass = [&](const std::function<void(std::span<const picture::MovedPoint>)>& take) {
-    return passMovedPoints(conversion.pcbinPath, poses, take) ||
+  std::vector<picture::MapPoint> before;
+  std::vector<picture::MapPoint> after;
+  const picture::PassMovedPoints pass = [&](const auto& take) {
+    const QuietTracer quiet;
+    return passRefinedPoints(
+               conversion.pcbinPath, poses,
+               [&](std::span<const RefinedPoint> points) {
+                 before.clear();
+                 after.clear();
+                 for (const auto& [registered, refined, rgb] : points) {
+                   const std::array<std::uint16_t, 3> colour = {rgb[0], rgb[1], rgb[2]};
+                   before.push_back({registered, colour});
+                   after.push_back({refined, colour});
+                 }
+                 take(before, after);
+               }) ||
            reportUnread("pcbin", conversion.pcbinPath);
   };
-  return picture::drawComparison(pass, ferrun::FilePath(conversion.lasPath).baseName(),
-                                 pontra::mapSystemOf(conversion.epsg), outputs.picturePath,
-                                 outputs.picture);
+  const pontra::MapSystem system = {
+      .name = conversion.epsg == 0 ? "" : pontra::systemLabel(conversion.epsg)};
+  return picture::drawComparison(pass, ferrun::FilePath(conversion.lasPath).baseName(), system,
+                                 outputs.picturePath, outputs.picture);
 }

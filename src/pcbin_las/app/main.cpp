@@ -65,7 +65,6 @@ int viewLas(const CommandLine& line) {
 
 int runMode(const CommandLine& line, BatchSink* batchSink) {
   g_verbose = line.verbose;
-  picture::g_threads = line.conversion.threads;
   g_useOffset = line.offset.has_value();
   g_offset = line.offset.value_or(g_offset);
   switch (line.mode) {

@@ -17,6 +17,7 @@ constexpr std::uint16_t kCitation = 1026;
 constexpr std::uint16_t kGeographicSystem = 2048;
 constexpr std::uint16_t kProjectedSystem = 3072;
 constexpr std::uint16_t kProjectedCitation = 3073;
+constexpr std::uint16_t kLinearUnit = 3076;
 constexpr std::uint16_t kVerticalSystem = 4096;
 constexpr std::uint16_t kUserDefined = 32767;
 
@@ -83,15 +84,30 @@ WktName readWkt(std::string_view text) {
   return result;
 }
 
-}  // namespace
-
-bool describesCoordinateSystem(const VariableLengthRecordHeader& record) {
-  constexpr char kUserId[] = "LASF_Projection";
-  return std::strncmp(record.userId, kUserId, sizeof(record.userId)) == 0;
+/// The unit of the system that GeoTIFF keys describe.
+std::string unitOfKeys(std::string_view directory) {
+  const int unit = codeOf(directory, kLinearUnit);
+  if (unit == 9002) return "ft";
+  if (unit == 9003) return "US survey ft";
+  return findKey(directory, kGeographicSystem) && !findKey(directory, kProjectedSystem) ? "degrees"
+                                                                                        : "m";
 }
 
+/// The unit of the system that a WKT text describes.
+std::string unitOfWkt(std::string_view text) {
+  const std::size_t unit = text.substr(0, text.find("VERT")).rfind("UNIT[\"");
+  if (unit == std::string_view::npos) return "m";
+  const std::string_view name = text.substr(unit + 6);
+  if (name.starts_with("US survey foot")) return "US survey ft";
+  if (name.starts_with("foot")) return "ft";
+  return name.starts_with("degree") ? "degrees" : "m";
+}
+
+}  // namespace
+
 void CoordinateSystem::add(const VariableLengthRecordHeader& record, std::string_view content) {
-  if (!describesCoordinateSystem(record)) return;
+  constexpr char kUserId[] = "LASF_Projection";
+  if (std::strncmp(record.userId, kUserId, sizeof(record.userId)) != 0) return;
   if (record.recordId == kKeyDirectory) keys_ = content;
   if (record.recordId == kKeyTexts) texts_ = content;
   if (record.recordId == kWkt) wkt_ = content.substr(0, content.find('\0'));
@@ -119,6 +135,21 @@ std::string CoordinateSystem::ofWkt() const {
   }
   const std::string name(wkt.name);
   return code.empty() ? name : code + ", " + name;
+}
+
+MapSystem CoordinateSystem::shown() const {
+  if (const std::string name = ofGeoKeys(); !name.empty()) return {name, unitOfKeys(keys_)};
+  return wkt_.empty() ? MapSystem{} : MapSystem{ofWkt(), unitOfWkt(wkt_)};
+}
+
+MapSystem readMapSystem(LasReader& reader) {
+  CoordinateSystem system;
+  visitVariableLengthRecords(
+      reader, [&](const VariableLengthRecordHeader& record, std::string_view content) {
+        system.add(record, content);
+        return true;
+      });
+  return system.shown();
 }
 
 }  // namespace pontra

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// Names the coordinate system that the variable-length records of a LAS file describe.
+// The coordinate system that the variable-length records of a LAS file describe.
 #pragma once
 
 #include <string>
@@ -9,8 +9,11 @@
 
 namespace pontra {
 
-/// Whether the record's user ID is that of the records that describe a coordinate system.
-bool describesCoordinateSystem(const VariableLengthRecordHeader& record);
+/// A coordinate system as shown to people.
+struct MapSystem {
+  std::string name = {};   ///< "EPSG:32632, WGS 84 / UTM zone 32N"; empty when none is named
+  std::string unit = "m";  ///< of x and y: "m", "ft", "US survey ft" or "degrees"
+};
 
 /// Collects the records of a file that describe its coordinate system, and names it.
 class CoordinateSystem {
@@ -25,10 +28,17 @@ class CoordinateSystem {
   /// The system that the WKT text names, in the same form; empty when there is none.
   std::string ofWkt() const;
 
+  /// The system that the GeoTIFF keys name, or else the WKT text, and its unit.
+  MapSystem shown() const;
+
  private:
   std::string keys_;   ///< record 34735: the key directory
   std::string texts_;  ///< record 34737: the texts of the keys
   std::string wkt_;    ///< record 2112
 };
+
+/// The system of a file. Ignores records that are damaged or cut off. Call it before the reader's
+/// findPoints().
+MapSystem readMapSystem(LasReader& reader);
 
 }  // namespace pontra

@@ -244,6 +244,18 @@ void StagedFile::close() {
   temporary_.clear();
 }
 
+bool replaceFile(const std::string& target, std::string_view bytes) {
+  StagedFile staged;
+  if (!staged.create(target)) return false;
+  File file;
+  file.setWMBuffer(0);  // so that a failed write is reported at once
+  if (!file.openDescriptor(staged.temporaryName(), staged.descriptor())) return false;
+  const int size = static_cast<int>(bytes.size());
+  const bool written = file.writeData(bytes.data(), size) == size;
+  file.close();
+  return written && staged.publish();
+}
+
 bool removeOutput(const std::string& name) {
   const std::string path = followLinks(name);
   struct stat status {};

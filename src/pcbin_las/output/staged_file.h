@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <string>
+#include <string_view>
 #include <sys/stat.h>
 
 #include "pcbin_las/output/stop_signals.h"
@@ -85,6 +86,10 @@ class StagedFile {
   struct stat targetStatus_ {};
   RemovedOnStop onStop_;
 };
+
+/// Replaces `target`, or creates it, with these bytes, at most 2 GiB. False, with an error line and
+/// the old file unchanged, when that fails.
+bool replaceFile(const std::string& target, std::string_view bytes);
 
 /// Removes the regular file that `name` leads to, and syncs its directory; links stay. True,
 /// without doing anything, when it leads to no regular file. False, with an error line, on failure.

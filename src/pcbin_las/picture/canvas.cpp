@@ -3,8 +3,6 @@
 
 #include <algorithm>
 
-#include "pcbin_las/picture/font.h"
-
 namespace picture {
 
 Canvas::Canvas(int width, int height, const Colour& colour)
@@ -25,20 +23,13 @@ void Canvas::paste(int x, int y, int width, const std::vector<Colour>& image) {
 }
 
 void Canvas::write(int x, int y, const Text& text, int dot, const Colour& colour) {
-  const auto draw = [&](const Glyph& glyph, int top) {
-    for (int bit = 0; bit < 40; ++bit) {
-      const int column = bit / 8;
-      const int row = bit % 8;
-      if ((glyph[static_cast<std::size_t>(column)] >> row & 1) != 0)
-        fill(x + column * dot, y + (top + row) * dot, dot, dot, colour);
+  y -= kRowsAbove * dot;
+  for (const Glyph& glyph : text) {
+    for (std::size_t column = 0; column < glyph.size(); ++column) {
+      for (int row = 0; row < 16; ++row)
+        if ((glyph[column] >> row & 1) != 0)
+          fill(x + static_cast<int>(column) * dot, y + row * dot, dot, dot, colour);
     }
-  };
-  for (const auto& [base, name] : text) {
-    const Mark* const mark = markOf(name);
-    const bool above = mark != nullptr && name != ',';
-    if (const Glyph* const glyph = above && base == 'i' ? &kDotlessI : glyphOf(base))
-      draw(*glyph, 0);
-    if (mark != nullptr) draw(mark->glyph, !above ? kTextHeight : base < 'a' ? -4 : -1);
     x += kCharacterWidth * dot;
   }
 }

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "pcbin_las/picture/text.h"
@@ -13,18 +14,12 @@ namespace picture {
 /// Red, green and blue, each from 0 to 255.
 using Colour = std::array<std::uint8_t, 3>;
 
-/// Width of one character including the gap after it, and height of a line of text, in dots of the
-/// font.
-constexpr int kCharacterWidth = 6;
-constexpr int kTextHeight = 7;
-
 /// An image: pixels in rows from the top left.
 class Canvas {
  public:
   Canvas(int width, int height, const Colour& colour);
 
   int width() const { return width_; }
-  int height() const { return height_; }
   const std::vector<Colour>& pixels() const { return pixels_; }
 
   /// Fills the part of a rectangle that is inside.
@@ -36,6 +31,10 @@ class Canvas {
   /// Writes text with the upper left corner of a capital letter at (x, y); a dot of the font has
   /// `dot` by `dot` pixels.
   void write(int x, int y, const Text& text, int dot, const Colour& colour);
+
+  /// Writes a PNG file, which is replaced atomically. False, with an error line and without a new
+  /// file, when that fails or `path` is something else than a regular file.
+  bool writePng(const std::string& path) const;
 
  private:
   int width_;

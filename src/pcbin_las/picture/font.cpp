@@ -12,7 +12,7 @@ constexpr char32_t kLastGlyph = U'~';
 
 // clang-format off
 /// The glyphs of ASCII.
-constexpr std::array<Glyph, kLastGlyph - kFirstGlyph + 1> kGlyphs = {{
+constexpr std::array<Shape, kLastGlyph - kFirstGlyph + 1> kGlyphs = {{
   {0x00, 0x00, 0x00, 0x00, 0x00}, {0x00, 0x00, 0x5f, 0x00, 0x00},  //   !
   {0x00, 0x07, 0x00, 0x07, 0x00}, {0x14, 0x7f, 0x14, 0x7f, 0x14},  // " #
   {0x24, 0x2a, 0x7f, 0x2a, 0x12}, {0x23, 0x13, 0x08, 0x64, 0x62},  // $ %
@@ -63,8 +63,8 @@ constexpr std::array<Glyph, kLastGlyph - kFirstGlyph + 1> kGlyphs = {{
   {0x08, 0x04, 0x08, 0x10, 0x08},                                  // ~
 }};
 
-/// The other glyphs of Latin-1.
-constexpr std::pair<char32_t, Glyph> kLatinGlyphs[] = {
+/// Other glyphs, most of them of Latin-1.
+constexpr std::pair<char32_t, Shape> kLatinGlyphs[] = {
   {0xa1, {0x00, 0x00, 0x7d, 0x00, 0x00}}, {0xa2, {0x1c, 0x22, 0x7f, 0x22, 0x22}},  // ¡ ¢
   {0xa3, {0x48, 0x3e, 0x49, 0x41, 0x22}}, {0xa5, {0x29, 0x2a, 0x7c, 0x2a, 0x29}},  // £ ¥
   {0xa7, {0x4a, 0x55, 0x55, 0x29, 0x00}}, {0xa9, {0x3e, 0x41, 0x5d, 0x55, 0x3e}},  // § ©
@@ -79,10 +79,10 @@ constexpr std::pair<char32_t, Glyph> kLatinGlyphs[] = {
   {0xde, {0x7f, 0x12, 0x12, 0x12, 0x0c}}, {0xdf, {0x7e, 0x01, 0x49, 0x4e, 0x30}},  // Þ ß
   {0xe6, {0x24, 0x54, 0x38, 0x54, 0x58}}, {0xf0, {0x30, 0x49, 0x4b, 0x4e, 0x38}},  // æ ð
   {0xf7, {0x08, 0x08, 0x2a, 0x08, 0x08}}, {0xf8, {0x58, 0x24, 0x54, 0x48, 0x34}},  // ÷ ø
-  {0xfe, {0x7f, 0x24, 0x24, 0x24, 0x18}},  // þ
+  {0xfe, {0x7f, 0x24, 0x24, 0x24, 0x18}}, {0x2191, {0x04, 0x02, 0x7f, 0x02, 0x04}},  // þ ↑
 };
 
-constexpr Mark kMarks[] = {
+constexpr std::pair<char, Shape> kMarks[] = {
   {'`', {0x00, 0x01, 0x02, 0x00, 0x00}},
   {'\'', {0x00, 0x00, 0x02, 0x01, 0x00}},
   {'^', {0x00, 0x02, 0x01, 0x02, 0x00}},
@@ -93,20 +93,24 @@ constexpr Mark kMarks[] = {
 };
 // clang-format on
 
-}  // namespace
-
-const Glyph kDotlessI = {0x00, 0x44, 0x7c, 0x40, 0x00};
-
-const Glyph* glyphOf(char32_t character) {
-  if (character >= kFirstGlyph && character <= kLastGlyph) return &kGlyphs[character - kFirstGlyph];
-  const auto* const found =
-      std::ranges::find(kLatinGlyphs, character, &std::pair<char32_t, Glyph>::first);
-  return found == std::end(kLatinGlyphs) ? nullptr : &found->second;
+/// The shape that a table has for a key, or null.
+template <class Key, std::size_t kSize>
+const Shape* find(const std::pair<Key, Shape> (&table)[kSize], Key key) {
+  const auto* const found = std::ranges::find(table, key, &std::pair<Key, Shape>::first);
+  return found == std::end(table) ? nullptr : &found->second;
 }
 
-const Mark* markOf(char name) {
-  const auto* const found = std::ranges::find(kMarks, name, &Mark::name);
-  return found == std::end(kMarks) ? nullptr : found;
+}  // namespace
+
+const Shape kDotlessI = {0x00, 0x44, 0x7c, 0x40, 0x00};
+
+const Shape* shapeOf(char32_t character) {
+  if (character >= kFirstGlyph && character <= kLastGlyph) return &kGlyphs[character - kFirstGlyph];
+  return find(kLatinGlyphs, character);
+}
+
+const Shape* markOf(char name) {
+  return find(kMarks, name);
 }
 
 }  // namespace picture

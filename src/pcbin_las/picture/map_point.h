@@ -2,6 +2,7 @@
 // The points of a map as pictures use them.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <functional>
@@ -19,24 +20,27 @@ struct MapPoint {
   std::array<std::uint16_t, 3> colour;  ///< red, green, blue
 };
 
+using TakePoints = std::function<void(std::span<const MapPoint>)>;
+
 /// A range of coordinates, both ends included.
 struct Range {
-  double low = 0;
-  double high = 0;
+  double low;
+  double high;
+
   double size() const { return high - low; }
+
   /// False for NaN.
   bool contains(double value) const { return value >= low && value <= high; }
 
-  void include(double value) {
-    if (value < low) low = value;
-    if (value > high) high = value;
+  /// Extends the range; not by NaN.
+  void include(double value) { include(Range{value, value}); }
+  void include(const Range& other) {
+    *this = {std::min(low, other.low), std::max(high, other.high)};
   }
 };
 
 constexpr double kInfinite = std::numeric_limits<double>::infinity();
 constexpr Range kNoValues = {kInfinite, -kInfinite};  ///< to be extended by include()
 constexpr Range kAllValues = {-kInfinite, kInfinite};
-
-using TakePoints = std::function<void(std::span<const MapPoint>)>;
 
 }  // namespace picture

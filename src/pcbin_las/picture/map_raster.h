@@ -3,20 +3,24 @@
 #pragma once
 
 #include <cstdint>
-#include <span>
 #include <vector>
 
 #include "pcbin_las/picture/map_view.h"
 
 namespace picture {
 
-/// The points that a picture does not show.
-struct LeftOut {
-  std::uint64_t outside = 0;  ///< beyond the edges
-  std::uint64_t below = 0;    ///< within the edges and below the slice
-  std::uint64_t above = 0;    ///< within the edges and above the slice
-  Range x = kNoValues;        ///< of the points beyond the edges
-  Range y = kNoValues;
+/// The points in a picture, and those left out.
+struct PointCounts {
+  std::uint64_t shown = 0;
+  std::uint64_t outside = 0;   ///< beyond the edges
+  std::uint64_t below = 0;     ///< within the edges and below the slice
+  std::uint64_t above = 0;     ///< within the edges and above the slice
+  Range heights = kNoValues;   ///< of the points shown
+  Range outsideX = kNoValues;  ///< of the points beyond the edges
+  Range outsideY = kNoValues;
+  unsigned colourBits = 0;  ///< bitwise or of the colours of all points
+
+  void add(const PointCounts& other);
 };
 
 /// The points of a cell in one step of height.
@@ -26,9 +30,21 @@ struct Layer {
   std::array<std::uint16_t, 3> sums = {};  ///< of the colours, 8 bits each
 
   int step() const { return height >> kStepBits; }
-  void add(std::uint16_t pointHeight, const std::array<std::uint8_t, 3>& colour);
-  void add(const Layer& other);
-  void halve();
+
+  void add(Layer other) {
+    constexpr int kMostPoints = 256;  // more colours overflow their sum
+    if (count + other.count > kMostPoints) halve();
+    if (count + other.count > kMostPoints) other.halve();
+    height = std::max(height, other.height);
+    count = static_cast<std::uint16_t>(count + other.count);
+    for (std::size_t i = 0; i < sums.size(); ++i)
+      sums[i] = static_cast<std::uint16_t>(sums[i] + other.sums[i]);
+  }
+
+  void halve() {
+    count /= 2;
+    for (std::uint16_t& sum : sums) sum /= 2;
+  }
 
   static constexpr int kStepBits = 5;  ///< a step has 32 units
 };
@@ -46,14 +62,7 @@ class MapRaster {
   /// Adds the points of a raster of the same view and colours.
   void add(const MapRaster& other);
 
-  /// The number of points in the view and in its slice, their heights, and the points left out.
-  std::uint64_t count() const { return count_; }
-  const Range& heights() const { return heights_; }
-  const LeftOut& leftOut() const { return leftOut_; }
-
-  /// Bitwise or of the colours of all points, also of those left out.
-  unsigned colourBits() const { return colourBits_; }
-
+  const PointCounts& counts() const { return counts_; }
   const MapView& view() const { return view_; }
 
   /// The highest and the second highest layer of each cell. They are apart from each other because
@@ -66,38 +75,14 @@ class MapRaster {
   double metres(std::uint16_t height) const { return lowest_ + height * unit_; }
 
  private:
-  void addBatch(std::span<const MapPoint> points);
+  void add(std::size_t cell, const Layer& layer);
   bool leaveOut(const Position& position);
-  Layer* otherLayer(std::size_t cell, int step);
-
-  /// The layer of a step of height, which is empty if there was none; null for a lower step than
-  /// those of both layers.
-  Layer* layerOf(std::size_t cell, int step) {
-    return step == tops_[cell].step() ? &tops_[cell] : otherLayer(cell, step);
-  }
-
-  static constexpr std::size_t kBatch = 64;  ///< points
-
-  /// Converts positions to cells, and colours to 8 bits.
-  struct Scale {
-    Range x;
-    Range y;
-    Range slice;
-    double perUnit;        ///< cells
-    double lowest;         ///< height at 0 units
-    double heightPerUnit;  ///< units
-    int columns;
-    int colourShift;
-  };
 
   MapView view_;
-  Scale scale_;
-  double lowest_;  ///< height in metres at 0 units
-  double unit_;    ///< metres
-  std::uint64_t count_ = 0;
-  Range heights_ = kNoValues;
-  LeftOut leftOut_;
-  unsigned colourBits_ = 0;
+  int colourShift_;
+  double unit_;
+  double lowest_;  ///< height at 0 units
+  PointCounts counts_;
   std::vector<Layer> tops_;
   std::vector<Layer> belows_;
 };

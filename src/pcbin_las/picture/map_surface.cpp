@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/picture/map_surface.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdlib>
@@ -9,19 +8,60 @@
 namespace picture {
 namespace {
 
-Colour meanColour(const Layer& layer, const Layer* next) {
-  Colour colour;
-  const unsigned count = layer.count + (next == nullptr ? 0U : next->count);
-  for (std::size_t i = 0; i < colour.size(); ++i) {
-    const unsigned sum = layer.sums[i] + (next == nullptr ? 0U : next->sums[i]);
-    colour[i] = static_cast<std::uint8_t>((sum + count / 2) / count);
+struct Cell {
+  std::uint16_t height = 0;  ///< in units; 0 for an empty cell
+  std::uint8_t level = 0;    ///< cells of the raster in it that show a surface, not a wall
+  Colour colour = {};
+};
+
+/// Cells in rows from the top left.
+struct CellGrid {
+  CellGrid(int columnCount, int rowCount)
+      : columns(columnCount), rows(rowCount), cells(index(0, rowCount)) {}
+
+  std::size_t index(int column, int row) const {
+    return static_cast<std::size_t>(row) * static_cast<std::size_t>(columns) +
+           static_cast<std::size_t>(column);
   }
-  return colour;
-}
+  const Cell& at(int column, int row) const { return cells[index(column, row)]; }
+
+  int columns;
+  int rows;
+  std::vector<Cell> cells;
+};
+
+/// A weighted mean of cells.
+struct Mean {
+  unsigned weight = 0;
+  unsigned height = 0;
+  std::array<unsigned, 3> colour = {};
+
+  void add(const Cell& cell, unsigned factor) {
+    if (cell.height == 0) return;
+    weight += factor;
+    height += factor * cell.height;
+    for (std::size_t i = 0; i < colour.size(); ++i) colour[i] += factor * cell.colour[i];
+  }
+
+  void store(Cell& cell) const {
+    if (weight == 0) return;
+    cell.height = static_cast<std::uint16_t>(height / weight);
+    for (std::size_t i = 0; i < colour.size(); ++i)
+      cell.colour[i] = static_cast<std::uint8_t>((colour[i] + weight / 2) / weight);
+  }
+};
 
 /// Whether the layers are neighbouring steps of height.
 bool isOneSurface(const Layer& top, const Layer& below) {
   return below.count > 0 && below.step() + 1 == top.step();
+}
+
+/// Whether the points of a cell stand above each other, further apart than the noise of a surface.
+bool isWall(const Layer& top, const Layer& below) {
+  constexpr int kNoise = (1 << Layer::kStepBits) / 4;
+  constexpr int kGap = 10 << Layer::kStepBits;
+  const int depth = top.height - below.height;
+  return below.count > 0 && depth > kNoise && depth < kGap;
 }
 
 /// Whether the highest point of a cell that is not at the edge of the raster is a speckle.
@@ -47,131 +87,6 @@ bool isSpeckle(const MapRaster& raster, std::size_t cell) {
   return belows->count > 0 || (filled >= kEnoughAround && highest);
 }
 
-/// A weighted mean of cells.
-struct Mixture {
-  unsigned weight = 0;
-  unsigned height = 0;
-  std::array<unsigned, 3> colour = {};
-
-  void add(const CellGrid& grid, std::size_t cell, unsigned factor) {
-    if (grid.heights[cell] == 0) return;
-    weight += factor;
-    height += factor * grid.heights[cell];
-    for (std::size_t i = 0; i < colour.size(); ++i) colour[i] += factor * grid.colours[cell][i];
-  }
-
-  void store(CellGrid& grid, std::size_t cell) const {
-    grid.heights[cell] = static_cast<std::uint16_t>(height / weight);
-    for (std::size_t i = 0; i < colour.size(); ++i)
-      grid.colours[cell][i] = static_cast<std::uint8_t>((colour[i] + weight / 2) / weight);
-  }
-};
-
-/// A grid of cells twice as wide and high: each is the mean of the filled cells in it.
-CellGrid halved(const CellGrid& grid) {
-  CellGrid half((grid.columns + 1) / 2, (grid.rows + 1) / 2);
-  for (int row = 0; row < half.rows; ++row) {
-    for (int column = 0; column < half.columns; ++column) {
-      Mixture mean;
-      for (int y = 2 * row; y < std::min(2 * row + 2, grid.rows); ++y) {
-        for (int x = 2 * column; x < std::min(2 * column + 2, grid.columns); ++x)
-          mean.add(grid, grid.index(x, y), 1);
-      }
-      if (mean.weight > 0) mean.store(half, half.index(column, row));
-    }
-  }
-  return half;
-}
-
-/// Fills empty cells by linear interpolation of the grid of half the size, where the filled ones of
-/// the four cells there weigh at least `enough` sixteenths.
-void fillFrom(const CellGrid& half, CellGrid& grid, unsigned enough) {
-  const auto other = [](int place, int size) {  // the nearest cell there that does not cover it
-    return std::clamp(place / 2 + (place % 2 == 0 ? -1 : 1), 0, size - 1);
-  };
-  for (int row = 0; row < grid.rows; ++row) {
-    const int y = other(row, half.rows);
-    for (int column = 0; column < grid.columns; ++column) {
-      const std::size_t cell = grid.index(column, row);
-      if (grid.heights[cell] != 0) continue;
-      const int x = other(column, half.columns);
-      Mixture mean;
-      mean.add(half, half.index(column / 2, row / 2), 9);
-      mean.add(half, half.index(x, row / 2), 3);
-      mean.add(half, half.index(column / 2, y), 3);
-      mean.add(half, half.index(x, y), 1);
-      if (mean.weight >= enough) mean.store(grid, cell);
-    }
-  }
-}
-
-/// Fills from grids of half the size, as often as `enough` has weights (see fillFrom()).
-void fillLevels(CellGrid& grid, std::span<const unsigned> enough) {
-  if (enough.empty()) return;
-  CellGrid half = halved(grid);
-  fillLevels(half, enough.subspan(1));
-  fillFrom(half, grid, enough[0]);
-}
-
-/// How far a cell is to be darkened, 0 to 1. Steps on opposite sides cancel each other, so that the
-/// lower parts of a wall stay as bright as the higher ones.
-float edgeAt(const std::uint16_t* cell, int columns, float unit) {
-  const auto rise = [=](std::ptrdiff_t step) {
-    const int near = cell[step] - cell[0];
-    const int far = (cell[2 * step] - cell[0]) / 2;
-    const float slope = std::min(static_cast<float>(std::max({near, far, 0})) * unit, 1.0F);
-    return slope * slope;
-  };
-  float sum = 0;
-  for (const int step : {1, columns + 1, columns, columns - 1})
-    sum += std::abs(rise(step) - rise(-step));
-  return std::min(sum / 3, 1.0F);
-}
-
-/// The cells that a row or a column of pixels covers, and by which part.
-struct Cover {
-  int first;
-  int last;
-  float firstWeight;
-  float middleWeight;
-  float lastWeight;
-
-  float weight(int cell) const {
-    return cell == first ? firstWeight : cell == last ? lastWeight : middleWeight;
-  }
-};
-
-std::vector<Cover> covers(const MapView& view, int pixels) {
-  constexpr double kRounding = 1e-6;
-  const double perPixel = view.pixelSize / view.cellSize;  // cells
-  std::vector<Cover> result;
-  for (int i = 0; i < pixels; ++i) {
-    const double begin = i * perPixel + MapView::kBorder;
-    const double end = begin + perPixel;
-    const int first = static_cast<int>(begin + kRounding);
-    const int last = static_cast<int>(std::ceil(end - kRounding)) - 1;
-    result.push_back(
-        {first, last, static_cast<float>((std::min(end, first + 1.0) - begin) / perPixel),
-         static_cast<float>(1 / perPixel), static_cast<float>((end - last) / perPixel)});
-  }
-  return result;
-}
-
-}  // namespace
-
-Colour heightColour(double part) {
-  static constexpr double kStops[][3] = {
-      {46, 64, 120}, {42, 134, 148}, {110, 176, 98}, {232, 200, 92}, {245, 240, 225}};
-  constexpr int kSteps = static_cast<int>(std::size(kStops)) - 1;
-  const double position = std::clamp(part, 0.0, 1.0) * kSteps;
-  const int stop = std::min(static_cast<int>(position), kSteps - 1);
-  Colour colour{};
-  for (std::size_t i = 0; i < colour.size(); ++i)
-    colour[i] = static_cast<std::uint8_t>(
-        std::lround(std::lerp(kStops[stop][i], kStops[stop + 1][i], position - stop)));
-  return colour;
-}
-
 CellGrid makeSurface(const MapRaster& raster, bool showsHeights) {
   const MapView& view = raster.view();
   CellGrid surface(view.columns, view.rows);
@@ -182,58 +97,168 @@ CellGrid makeSurface(const MapRaster& raster, bool showsHeights) {
       const Layer& top = raster.tops()[i];
       const Layer& below = raster.belows()[i];
       if (top.count == 0) continue;
-      const bool speckle = isSpeckle(raster, i);
-      const Layer& layer = speckle ? below : top;
+      Layer layer = top;
+      if (isSpeckle(raster, i))
+        layer = below;
+      else if (isOneSurface(top, below))
+        layer.add(below);
       if (layer.count == 0) continue;
-      surface.heights[i] = layer.height;
+      Cell& cell = surface.cells[i];
+      cell = {.height = layer.height,
+              .level = isWall(top, below) ? std::uint8_t{0} : std::uint8_t{1}};
       if (showsHeights)
-        surface.colours[i] = heightColour((raster.metres(layer.height) - view.heights.low) / span);
+        cell.colour = heightColour((raster.metres(layer.height) - view.heights.low) / span);
       else
-        surface.colours[i] =
-            meanColour(layer, !speckle && isOneSurface(top, below) ? &below : nullptr);
+        for (std::size_t k = 0; k < cell.colour.size(); ++k)
+          cell.colour[k] =
+              static_cast<std::uint8_t>((layer.sums[k] + layer.count / 2) / layer.count);
     }
   }
   return surface;
 }
 
-void fillHoles(CellGrid& surface, int levels) {
-  // Large holes are filled only where all cells around are filled, so that corners stay.
-  static constexpr unsigned kEnough[] = {13, 16, 16};
-  fillLevels(surface, std::span(kEnough).first(static_cast<std::size_t>(levels)));
+/// Cells twice as wide and high: the means of the four cells in each that are filled and less than
+/// `rise` below the highest of them.
+CellGrid halved(const CellGrid& grid, int rise) {
+  CellGrid half((grid.columns + 1) / 2, (grid.rows + 1) / 2);
+  for (int row = 0; row < half.rows; ++row) {
+    for (int column = 0; column < half.columns; ++column) {
+      const int right = std::min(2 * column + 1, grid.columns - 1);
+      const int bottom = std::min(2 * row + 1, grid.rows - 1);
+      const std::array four = {&grid.at(2 * column, 2 * row), &grid.at(right, 2 * row),
+                               &grid.at(2 * column, bottom), &grid.at(right, bottom)};
+      const int highest = (*std::ranges::max_element(four, {}, &Cell::height))->height;
+      if (highest == 0) continue;
+      Cell& cell = half.cells[half.index(column, row)];
+      Mean mean;
+      for (const Cell* const part : four) {
+        if (part->height + rise <= highest) continue;
+        mean.add(*part, 1);
+        cell.level = static_cast<std::uint8_t>(cell.level + part->level);
+      }
+      mean.store(cell);
+    }
+  }
+  return half;
 }
 
-void shadeEdges(CellGrid& surface, double unit) {
-  constexpr float kDarkest = 0.45F;
-  constexpr float kRounding = 0.5F;  // brightness is never negative
-  constexpr int kReach = 2;
-  for (int row = kReach; row < surface.rows - kReach; ++row) {
-    for (int column = kReach; column < surface.columns - kReach; ++column) {
-      const std::size_t i = surface.index(column, row);
-      if (surface.heights[i] == 0) continue;
-      const float edge = edgeAt(&surface.heights[i], surface.columns, static_cast<float>(unit));
-      for (std::uint8_t& channel : surface.colours[i])
-        channel = static_cast<std::uint8_t>(
-            static_cast<float>(channel) * (1 - (1 - kDarkest) * edge) + kRounding);
+/// How holes of one size are filled.
+struct Filling {
+  unsigned enough;  ///< sixteenths that the filled ones of the four larger cells must weigh
+  int sparse;       ///< a surface with more cells than this in a larger one has no holes
+};
+
+/// Fills empty cells by linear interpolation of the grid of half the size, and those that sparse
+/// cells there are more than `rise` above: a lower surface, seen through holes.
+void fillFrom(const CellGrid& half, CellGrid& grid, const Filling& filling, int rise) {
+  const auto other = [](int place, int size) {  // the nearest cell there that does not cover it
+    return std::clamp(place / 2 + (place % 2 == 0 ? -1 : 1), 0, size - 1);
+  };
+  for (int row = 0; row < grid.rows; ++row) {
+    const int y = other(row, half.rows);
+    for (int column = 0; column < grid.columns; ++column) {
+      Cell& cell = grid.cells[grid.index(column, row)];
+      const Cell& own = half.at(column / 2, row / 2);
+      const bool isEmpty = cell.height == 0;
+      if (!isEmpty && own.height <= cell.height + rise) continue;
+      const int x = other(column, half.columns);
+      Mean mean;
+      const auto add = [&](const Cell& part, unsigned weight) {
+        if (isEmpty ||
+            (part.height > cell.height + rise && part.level > 0 && part.level <= filling.sparse))
+          mean.add(part, weight);
+      };
+      add(own, 9);
+      add(half.at(x, row / 2), 3);
+      add(half.at(column / 2, y), 3);
+      add(half.at(x, y), 1);
+      if (mean.weight < filling.enough) continue;
+      mean.store(cell);
+      cell.level = 1;
     }
   }
 }
 
-void lightenDarkCells(CellGrid& surface) {
-  constexpr int kDark = 96;  // colours with a brighter channel stay as they are
-  for (Colour& colour : surface.colours) {
-    const int more = (kDark - std::max({colour[0], colour[1], colour[2]})) / 2;
-    if (more <= 0) continue;
-    for (std::uint8_t& channel : colour) channel = static_cast<std::uint8_t>(channel + more);
+/// Fills holes from cells twice as wide, in which smaller ones of `fillings` were filled before.
+/// `width` is that of a cell in units of height.
+void fillHoles(CellGrid& grid, std::span<const Filling> fillings, int width) {
+  if (fillings.empty()) return;
+  const int rise = 2 * width + (1 << Layer::kStepBits);  // more than a slope of 45 degrees
+  CellGrid half = halved(grid, rise);
+  fillHoles(half, fillings.subspan(1), 2 * width);
+  fillFrom(half, grid, fillings[0], rise);
+}
+
+/// How far a cell is to be darkened, 0 to 1. Steps on opposite sides cancel each other, so that the
+/// lower parts of a wall stay as bright as the higher ones.
+float edgeAt(const Cell* cell, int columns, float unit) {
+  const auto rise = [=](std::ptrdiff_t step) {
+    constexpr int kNoise = 4;  // units
+    const int near = cell[step].height - cell->height - kNoise;
+    const int far = (cell[2 * step].height - cell->height - kNoise) / 2;
+    const float slope = std::min(static_cast<float>(std::max({near, far, 0})) * unit, 1.0F);
+    return slope * slope;
+  };
+  float sum = 0;
+  for (const int step : {1, columns + 1, columns, columns - 1})
+    sum += std::abs(rise(step) - rise(-step));
+  return std::min(sum / 3, 1.0F);
+}
+
+/// Darkens cells beside higher ones, and lightens nearly black cells. `unit` is the height of a
+/// unit in cells.
+void shade(CellGrid& surface, float unit) {
+  constexpr float kDarkest = 0.45F;
+  constexpr float kRounding = 0.5F;  // brightness is never negative
+  constexpr int kDark = 96;          // colours with a brighter channel are not lightened
+  constexpr int kReach = 2;
+  for (int row = kReach; row < surface.rows - kReach; ++row) {
+    for (int column = kReach; column < surface.columns - kReach; ++column) {
+      Cell& cell = surface.cells[surface.index(column, row)];
+      if (cell.height == 0) continue;
+      const float part = 1 - (1 - kDarkest) * edgeAt(&cell, surface.columns, unit);
+      for (std::uint8_t& channel : cell.colour)
+        channel = static_cast<std::uint8_t>(static_cast<float>(channel) * part + kRounding);
+      const int more = std::max(kDark - std::ranges::max(cell.colour), 0) / 2;
+      for (std::uint8_t& channel : cell.colour) channel = static_cast<std::uint8_t>(channel + more);
+    }
   }
 }
 
-std::vector<Colour> drawPixels(const CellGrid& surface, const MapView& view, const Colour& ground) {
+/// The cells that a row or a column of pixels covers.
+struct Cover {
+  double begin;
+  double end;
+  int first;
+  int last;
+
+  /// The part of the pixels that a cell covers.
+  float weight(int cell) const {
+    return static_cast<float>((std::min(end, cell + 1.0) - std::max<double>(begin, cell)) /
+                              (end - begin));
+  }
+};
+
+std::vector<Cover> covers(const MapView& view, int pixels) {
+  constexpr double kRounding = 1e-6;
+  const double perPixel = view.pixelSize / view.cellSize;  // cells
+  std::vector<Cover> result;
+  for (int i = 0; i < pixels; ++i) {
+    const double begin = i * perPixel + MapView::kBorder;
+    const double end = begin + perPixel;
+    result.push_back({begin, end, static_cast<int>(begin + kRounding),
+                      static_cast<int>(std::ceil(end - kRounding)) - 1});
+  }
+  return result;
+}
+
+std::vector<Colour> drawPixels(const CellGrid& surface, const MapView& view) {
   const std::vector<Cover> across = covers(view, view.width);
   std::vector<Colour> pixels;
   pixels.reserve(across.size() * static_cast<std::size_t>(view.height));
   const auto colour = [&](int x, int y) -> const Colour& {
-    const std::size_t cell = surface.index(x, y);
-    return surface.heights[cell] == 0 ? ground : surface.colours[cell];
+    const Cell& cell = surface.at(x, y);
+    return cell.height == 0 ? kGround : cell.colour;
   };
   for (const Cover& y : covers(view, view.height)) {
     for (const Cover& x : across) {
@@ -255,6 +280,33 @@ std::vector<Colour> drawPixels(const CellGrid& surface, const MapView& view, con
     }
   }
   return pixels;
+}
+
+}  // namespace
+
+Colour heightColour(double part) {
+  static constexpr double kStops[][3] = {
+      {46, 64, 120}, {42, 134, 148}, {110, 176, 98}, {232, 200, 92}, {245, 240, 225}};
+  constexpr int kSteps = static_cast<int>(std::size(kStops)) - 1;
+  const double position = std::clamp(part, 0.0, 1.0) * kSteps;
+  const int stop = std::min(static_cast<int>(position), kSteps - 1);
+  Colour colour{};
+  for (std::size_t i = 0; i < colour.size(); ++i)
+    colour[i] = static_cast<std::uint8_t>(
+        std::lround(std::lerp(kStops[stop][i], kStops[stop + 1][i], position - stop)));
+  return colour;
+}
+
+std::vector<Colour> drawSurface(const MapRaster& raster, bool showsHeights) {
+  // Large holes are filled only where all cells around are filled, so that corners stay; the
+  // largest not in a slice, where outlines stand close to each other.
+  static constexpr Filling kFillings[] = {{13, 4}, {16, 14}, {16, 32}};
+  const MapView& view = raster.view();
+  CellGrid surface = makeSurface(raster, showsHeights);
+  fillHoles(surface, std::span(kFillings).first(view.slice.high < kInfinite ? 2 : 3),
+            static_cast<int>(std::min(view.cellSize / raster.unit(), 1e4)));
+  shade(surface, static_cast<float>(raster.unit() / view.cellSize));
+  return drawPixels(surface, view);
 }
 
 }  // namespace picture

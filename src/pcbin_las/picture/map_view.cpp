@@ -1,23 +1,13 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/picture/map_view.h"
 
-#include <algorithm>
 #include <cmath>
 #include <iterator>
 
 namespace picture {
 namespace {
 
-constexpr double kShortestGap = 0.5;  // metres between points that may be far from each other
-
-/// Includes those of `outer` that are at most 5 % of the size away.
-Range extended(const Range& range, const Range& outer) {
-  const double near = range.size() * 0.05;
-  Range result = range;
-  if (outer.low < range.low && outer.low >= range.low - near) result.low = outer.low;
-  if (outer.high > range.high && outer.high <= range.high + near) result.high = outer.high;
-  return result;
-}
+constexpr double kNear = 0.5;  // of the range: values further out may be far away
 
 std::vector<double> coordinates(const std::vector<Position>& positions, std::size_t axis) {
   std::vector<double> values;
@@ -26,9 +16,14 @@ std::vector<double> coordinates(const std::vector<Position>& positions, std::siz
   return values;
 }
 
-/// The range of the map along an axis, with a small margin.
+/// The range of the map along an axis, with a small margin. It includes bounds that are not far
+/// away.
 Range wholeRange(const std::vector<Position>& positions, std::size_t axis, const Range& bounds) {
-  const Range range = extended(robustRange(coordinates(positions, axis)), bounds);
+  Range range = robustRange(coordinates(positions, axis));
+  const double distance = range.size() * kNear;
+  const Range near = {range.low - distance, range.high + distance};
+  for (const double bound : {bounds.low, bounds.high})
+    if (near.contains(bound)) range.include(bound);
   const double margin = range.size() > 0 ? range.size() * 0.015 : 0.5;
   return {range.low - margin, range.high + margin};
 }
@@ -70,7 +65,7 @@ double filledArea(const std::vector<Position>& positions, const MapView& view) {
 }
 
 /// Sets the heights and the cells of a view.
-void chooseCells(MapView& view, const std::vector<Position>& positions, std::uint64_t points,
+void chooseCells(MapView& view, const std::vector<Position>& positions, std::uint64_t count,
                  double smallestCell) {
   constexpr double kCellsPerSpacing = 1.2;
   constexpr int kFewestCells = 60;       // on the longer side
@@ -81,13 +76,11 @@ void chooseCells(MapView& view, const std::vector<Position>& positions, std::uin
   });
   if (shown.empty()) shown = positions;
   view.heights = heightRange(shown);
-  const double pointsPerPosition =
-      static_cast<double>(points) / static_cast<double>(positions.size());
-  const double spacing =
-      std::sqrt(filledArea(shown, view) / (pointsPerPosition * static_cast<double>(shown.size())));
-  const double longest = view.pixelSize * std::max(view.width, view.height);
-  view.cellSize = std::clamp(spacing * kCellsPerSpacing, smallestCell,
-                             std::max(longest / kFewestCells, smallestCell));
+  const double points = static_cast<double>(count) * static_cast<double>(shown.size()) /
+                        static_cast<double>(positions.size());
+  const double largestCell = view.pixelSize * std::max(view.width, view.height) / kFewestCells;
+  view.cellSize = std::clamp(std::sqrt(filledArea(shown, view) / points) * kCellsPerSpacing,
+                             smallestCell, std::max(largestCell, smallestCell));
   const auto cells = [&](int pixels) {
     constexpr double kRounding = 1e-9;
     return static_cast<int>(std::ceil(pixels * view.pixelSize / view.cellSize - kRounding)) +
@@ -101,13 +94,14 @@ void chooseCells(MapView& view, const std::vector<Position>& positions, std::uin
 }  // namespace
 
 Range robustRange(std::vector<double> values) {
+  constexpr double kShortest = 1;  // metres: gaps within half of it are none
   std::ranges::sort(values);
   const std::size_t count = values.size();
   std::size_t first = count / 10;
   std::size_t last = count - 1 - first;
-  const auto size = [&] { return std::max(values[last] - values[first], 2 * kShortestGap); };
   const auto belongs = [&](double gap, std::size_t beyond) {
-    return gap <= size() / 2 || (beyond > count / 100 && gap <= 10 * size());
+    const double size = std::max(values[last] - values[first], kShortest);
+    return gap <= size / 2 || (beyond > count / 100 && gap <= 10 * size);
   };
   for (bool grown = true; grown;) {
     grown = false;
@@ -118,59 +112,57 @@ Range robustRange(std::vector<double> values) {
   const std::size_t trim = count / 2000;
   const double low = values[std::max(first, trim)];
   const double high = values[std::min(last, count - 1 - trim)];
-  const double near = (high - low) * 0.05;
+  const double near = (high - low) * kNear;
   return {std::max(*std::ranges::lower_bound(values, low - near), values[first]),
           std::min(*std::prev(std::ranges::upper_bound(values, high + near)), values[last])};
 }
 
-MapSample::MapSample(const std::optional<Area>& zoom, const std::optional<Slice>& slice) {
-  if (zoom) {
-    x_ = {zoom->x - zoom->width / 2, zoom->x + zoom->width / 2};
-    y_ = {zoom->y - zoom->width / 2, zoom->y + zoom->width / 2};
-  }
-  if (slice) z_ = {slice->low, slice->high};
+MapSample makeSample(const Request& request) {
+  if (!request.zoom) return {.slice = request.slice};
+  const auto [x, y, width] = *request.zoom;
+  return {.x = {x - width / 2, x + width / 2},
+          .y = {y - width / 2, y + width / 2},
+          .slice = request.slice};
 }
 
 void MapSample::add(std::span<const MapPoint> points) {
-  for (const MapPoint& point : points) {
-    for (const std::uint16_t channel : point.colour) colourBits_ |= channel;
-    const auto [x, y, z] = point.position;
-    extent_[0].include(x);
-    extent_[1].include(y);
-    if (!x_.contains(x) || !y_.contains(y)) continue;
-    for (std::size_t axis = 0; axis < 3; ++axis) bounds_[axis].include(point.position[axis]);
-    if (!z_.contains(z) || points_++ % every_ != 0) continue;
-    positions_.push_back(point.position);
-    if (positions_.size() < kMostPositions) continue;
-    for (std::size_t i = 0; i < kMostPositions / 2; ++i) positions_[i] = positions_[2 * i];
-    positions_.resize(kMostPositions / 2);
-    every_ *= 2;
+  constexpr std::size_t kMostPositions = std::size_t{1} << 16;
+  for (const auto& [position, colour] : points) {
+    colourBits |= static_cast<unsigned>(colour[0] | colour[1] | colour[2]);
+    bounds[0].include(position[0]);
+    bounds[1].include(position[1]);
+    if (!x.contains(position[0]) || !y.contains(position[1])) continue;
+    bounds[2].include(position[2]);
+    if (!slice.contains(position[2]) || count++ % every != 0) continue;
+    positions.push_back(position);
+    if (positions.size() < kMostPositions) continue;
+    for (std::size_t i = 0; i < kMostPositions / 2; ++i) positions[i] = positions[2 * i];
+    positions.resize(kMostPositions / 2);
+    every *= 2;
   }
 }
 
-MapView chooseView(const MapSample& sample, std::uint64_t points,
-                   const std::array<Range, 3>& bounds, const std::optional<Area>& zoom,
-                   const Frame& frame) {
-  Range x;
-  Range y;
-  if (zoom) {
-    x = {zoom->x - zoom->width / 2, zoom->x + zoom->width / 2};
-    y = {zoom->y - zoom->width / 2, zoom->y + zoom->width / 2};
-  } else {
-    x = wholeRange(sample.positions(), 0, bounds[0]);
-    y = wholeRange(sample.positions(), 1, bounds[1]);
+MapView chooseView(const MapSample& sample, std::uint64_t count, const std::array<Range, 3>& bounds,
+                   const Request& request, const Frame& frame) {
+  Range x = sample.x;
+  Range y = sample.y;
+  if (!request.zoom) {
+    x = wholeRange(sample.positions, 0, bounds[0]);
+    y = wholeRange(sample.positions, 1, bounds[1]);
     widen(x, y.size() * 0.45);  // the text below the map needs the width
     widen(y, x.size() * 0.125);
   }
-  MapView view{.left = x.low, .top = y.high};
+  MapView view{.left = x.low, .top = y.high, .slice = request.slice};
   view.pixelSize = std::max(x.size() / frame.width, y.size() / frame.height);
   if (!(std::isfinite(view.left) && std::isfinite(view.top) && std::isfinite(view.pixelSize) &&
         view.left + view.pixelSize > view.left && view.top + view.pixelSize > view.top))
     return {};
-  view.width = std::clamp(static_cast<int>(std::lround(x.size() / view.pixelSize)), 1, frame.width);
-  view.height =
-      std::clamp(static_cast<int>(std::lround(y.size() / view.pixelSize)), 1, frame.height);
-  chooseCells(view, sample.positions(), points, view.pixelSize / frame.cellsPerPixel);
+  const auto pixels = [&view](const Range& range, int most) {
+    return std::clamp(static_cast<int>(std::lround(range.size() / view.pixelSize)), 1, most);
+  };
+  view.width = pixels(x, frame.width);
+  view.height = pixels(y, frame.height);
+  chooseCells(view, sample.positions, count, view.pixelSize / frame.cellsPerPixel);
   return std::isfinite(view.heights.size()) ? view : MapView{};
 }
 

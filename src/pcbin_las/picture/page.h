@@ -12,25 +12,22 @@
 
 namespace picture {
 
-/// Sizes in pixels. Pages below kSmallestWithText have no text.
+/// Sizes in pixels. Small pages have no text.
 struct PageLayout {
-  /// A page of `request`, with `panels` maps side by side.
-  PageLayout(const Request& request, int panels);
+  /// A page of `size`, with `panels` maps side by side.
+  PageLayout(int size, int panels);
 
   Frame map;   ///< for each map
   int margin;  ///< around the maps
   int dot;     ///< of the font; 0 for a page without text
   int line;    ///< from one line of text to the next
   int lines;   ///< of text
-
-  static constexpr int kSmallestWithText = 400;
 };
 
 /// A map of the page.
 struct Panel {
   const MapRaster* raster;
-  std::vector<Colour> pixels;  ///< of the raster's view
-  std::string title;           ///< empty for none
+  std::string title;  ///< empty for none
 };
 
 /// What the margin says besides.
@@ -38,20 +35,16 @@ struct Caption {
   std::string name = {};    ///< of the file
   std::uint64_t total = 0;  ///< points in the file
   pontra::MapSystem system = {};
-  bool showsHeights = false;  ///< the colours are those of the height scale
-  bool zoomed = false;        ///< the view is a square that was asked for
+  bool zoomed = false;  ///< the view is a square that was asked for
 };
 
 /// The largest of 1, 2 and 5 times a power of ten that is at most `length`, which is above 0.
 double roundLength(double length);
 
 /// Which points the picture leaves out, and why; empty when it shows all.
-std::string describeLeftOut(const MapRaster& raster, const Caption& caption);
+std::string describeLeftOut(const PointCounts& counts, const Range& slice, bool zoomed);
 
 /// Draws the page of one or two maps with views of the same size.
 Canvas drawPage(const PageLayout& layout, std::span<const Panel> panels, const Caption& caption);
-
-/// The colour of a map where it has no points.
-constexpr Colour kGround = {16, 18, 24};
 
 }  // namespace picture

@@ -7,7 +7,7 @@
 #include <span>
 #include <string>
 
-#include "pcbin_las/las/map_system.h"
+#include "pcbin_las/las/coordinate_system.h"
 #include "pcbin_las/picture/map_point.h"
 
 namespace picture {
@@ -19,37 +19,25 @@ struct Area {
   double width = 0;  ///< of the square, greater than 0
 };
 
-/// A range of heights, in the map's coordinates and unit. Both ends belong to it.
-struct Slice {
-  double low = 0;
-  double high = 0;  ///< greater than `low`
-};
-
 constexpr int kSmallestSize = 200;  ///< pixels
 constexpr int kLargestSize = 1600;  ///< pixels
 
 /// What a picture shows.
 struct Request {
-  std::optional<Area> zoom = {};    ///< the whole map without this
-  std::optional<Slice> slice = {};  ///< all heights without this
-  int size = kLargestSize;          ///< pixels on the longer side, kSmallestSize to kLargestSize
+  std::optional<Area> zoom = {};  ///< the whole map without this
+  Range slice = kAllValues;       ///< the heights to draw
+  int size = kLargestSize;        ///< pixels on the longer side, kSmallestSize to kLargestSize
+  unsigned threads = 0;           ///< that read a LAS file, 1 to 64; 0 for as many as cores
+
+  bool isSlice() const { return slice.high < kInfinite; }
 };
 
-/// A point before and after the optimised poses moved it, with a colour of 8 bits.
-struct MovedPoint {
-  Position before;
-  Position after;
-  std::array<std::uint16_t, 3> colour;
-};
-
-/// Passes all points of a survey to a function, in batches. May be called several times, and passes
-/// the same points each time. False, after an error line, when they cannot be read.
+/// Passes all points of a survey to a function, in batches: as many before the optimised poses
+/// moved them as after. May be called several times, and passes the same points each time. False,
+/// after an error line, when they cannot be read.
 using PassMovedPoints =
-    std::function<bool(const std::function<void(std::span<const MovedPoint>)>& take)>;
-
-/// The threads that decode a compressed LAS file, 1 to 64; 0 for as many as cores. main() sets it
-/// before a mode runs.
-inline unsigned g_threads = 0;
+    std::function<bool(const std::function<void(std::span<const MapPoint> before,
+                                                std::span<const MapPoint> after)>& take)>;
 
 /// False when the program was built without libpng: then no picture can be drawn.
 bool isSupported();
@@ -59,10 +47,11 @@ bool isSupported();
 ///
 /// The points are collected in cells, which are as large as a pixel or as the distance between the
 /// points. A cell has the mean colour of its highest points, or when every colour in the file is 0
-/// a colour for their height. Holes are filled, cells beside higher ones are darker. The largest
-/// value in the file tells 8-bit and 16-bit colours apart. From 400 pixels on, the margin holds the
-/// name of the LAS file, the number of points and why some are left out, a scale bar, the heights,
-/// the coordinates of the edges and the coordinate system.
+/// a colour for their height. Holes are filled, also those through which a lower surface is seen;
+/// cells beside higher ones are darker. The largest value in the file tells 8-bit and 16-bit
+/// colours apart. From 400 pixels on, the margin holds the name of the LAS file, the number of
+/// points and why some are left out, a scale bar, the heights, the coordinates of the edges and the
+/// coordinate system.
 ///
 /// The input is a LAS file of point data record format 3 with records of 34 bytes, with or without
 /// variable-length records, or compressed points that pontra::LasReader can decode. At most as many
@@ -83,8 +72,8 @@ bool draw(const std::string& lasPath, const std::string& pngPath, const Request&
 /// part is the square of `request`, or the square of 40 m where the points moved furthest to the
 /// side, in the mean, among those with at least a third of the points of the densest one.
 ///
-/// `name` and `system` go into the margin. The points are read three times, twice with a square.
-/// Else like draw().
+/// `name` and `system` go into the margin; colours have 8 bits. The points are read three times,
+/// twice with a square. Else like draw().
 bool drawComparison(const PassMovedPoints& pass, const std::string& name,
                     const pontra::MapSystem& system, const std::string& pngPath,
                     const Request& request);

@@ -2,6 +2,7 @@
 #include "pcbin_las/picture/text.h"
 
 #include <algorithm>
+#include <bit>
 #include <utility>
 
 #include "pcbin_las/picture/font.h"
@@ -9,25 +10,19 @@
 namespace picture {
 namespace {
 
-/// Removes the first character of `utf8`, which must not be empty. A byte that is not UTF-8, or
-/// begins a character beyond U+FFFF, counts as a character of Latin-1.
+/// Removes the first character of `utf8`, which must not be empty. A byte that is not UTF-8 counts
+/// as a character of Latin-1.
 char32_t takeCharacter(std::string_view& utf8) {
-  const auto byte = [&](std::size_t i) {
-    return i < utf8.size() ? static_cast<unsigned char>(utf8[i]) : 0U;
-  };
-  const auto isNext = [&](std::size_t i) { return (byte(i) & 0xc0) == 0x80; };
-  char32_t character = byte(0);
-  std::size_t size = 1;
-  if (byte(0) >= 0xc2 && byte(0) < 0xe0 && isNext(1)) {
-    size = 2;
-    character = (byte(0) & 0x1f) << 6 | (byte(1) & 0x3f);
-  } else if (byte(0) >= 0xe0 && byte(0) < 0xf0 && isNext(1) && isNext(2)) {
-    size = 3;
-    character = (byte(0) & 0x0f) << 12 | (byte(1) & 0x3f) << 6 | (byte(2) & 0x3f);
-  } else if (byte(0) >= 0xf0 && isNext(1) && isNext(2) && isNext(3)) {
-    size = 4;
-    character = 0xffff;
+  const auto lead = static_cast<unsigned char>(utf8[0]);
+  auto size = static_cast<std::size_t>(std::countl_one(lead));
+  const auto isNext = [](char byte) { return (byte & 0xc0) == 0x80; };
+  char32_t character = lead & (0x7fU >> size);
+  if (size < 2 || size > 4 || size > utf8.size() ||
+      !std::ranges::all_of(utf8.substr(1, size - 1), isNext)) {
+    size = 1;
+    character = lead;
   }
+  for (const char byte : utf8.substr(1, size - 1)) character = character << 6 | (byte & 0x3fU);
   utf8.remove_prefix(size);
   return character;
 }
@@ -42,32 +37,43 @@ char combiningMark(char32_t character) {
   return ' ';
 }
 
-Symbol toSymbol(char32_t character) {
+Glyph makeGlyph(char32_t character, char markName) {
+  const Shape* const mark = markOf(markName);
+  const bool above = mark != nullptr && markName != ',';
+  const Shape* shape = above && character == 'i' ? &kDotlessI : shapeOf(character);
+  if (shape == nullptr) shape = shapeOf('?');
+  const int markRow = !above ? kRowsAbove + kTextHeight : character < 'a' ? 0 : kRowsAbove - 1;
+  Glyph glyph = {};
+  for (std::size_t i = 0; i < glyph.size(); ++i) {
+    const int marked = mark == nullptr ? 0 : (*mark)[i] << markRow;
+    glyph[i] = static_cast<std::uint16_t>((*shape)[i] << kRowsAbove | marked);
+  }
+  return glyph;
+}
+
+}  // namespace
+
+Text toText(std::string_view utf8) {
   constexpr char32_t kFirstLetter = 0xc0;
   // The letters of Latin-1 from U+00C0 on and their marks; a dot stands for one with its own glyph.
   static constexpr std::string_view kLetters =
       "AAAAAA.CEEEEIIII.NOOOOO..UUUUY..aaaaaa.ceeeeiiii.nooooo..uuuuy.y";
   static constexpr std::string_view kLetterMarks =
       "`'^~\"o.,`'^\"`'^\".~`'^~\"..`'^\"'..`'^~\"o.,`'^\"`'^\".~`'^~\"..`'^\"'.\"";
-  if (character == 0xa0) return {};
-  if (character >= kFirstLetter && character - kFirstLetter < kLetters.size()) {
-    const std::size_t i = character - kFirstLetter;
-    if (kLetters[i] != '.') return {static_cast<char32_t>(kLetters[i]), kLetterMarks[i]};
-  }
-  return {glyphOf(character) == nullptr ? U'?' : character, ' '};
-}
-
-}  // namespace
-
-Text toText(std::string_view utf8) {
   Text text;
+  char32_t base = ' ';
   while (!utf8.empty()) {
     const char32_t character = takeCharacter(utf8);
-    const char mark = combiningMark(character);
-    if (mark != ' ' && !text.empty())
-      text.back().mark = mark;
-    else
-      text.push_back(toSymbol(character));
+    char mark = combiningMark(character);
+    if (mark != ' ' && !text.empty()) {
+      text.pop_back();
+    } else {
+      const std::size_t letter = character - kFirstLetter;  // huge for characters before
+      const bool composed = letter < kLetters.size() && kLetters[letter] != '.';
+      base = composed ? static_cast<char32_t>(kLetters[letter]) : character;
+      mark = composed ? kLetterMarks[letter] : ' ';
+    }
+    text.push_back(makeGlyph(base == 0xa0 ? U' ' : base, mark));
   }
   return text;
 }
