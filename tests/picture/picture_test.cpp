@@ -380,6 +380,25 @@ TEST_F(Picture, LeavesNothingBehindWhenReadingOrWritingFails) {
   EXPECT_THAT(dir_.names(), ElementsAre("map.las", "map.png"));
 }
 
+TEST_F(Picture, HasNoPointsOfAnotherPlaceAfterAFailedSeek) {
+  constexpr std::uint32_t kMany = 1'000'000;  // two threads read one half each; only the lawn shows
+  const Bytes points = las(lawn());
+  const std::string path = dir_.write("map.las", test::lasHeader(kMany));
+  std::filesystem::resize_file(path, 227 + 34 * kMany - (points.size() - 227));
+  std::ofstream(path, std::ios::app) << points.substr(227);
+  const std::string png = dir_.path("map.png");
+  ASSERT_TRUE(picture::draw(path, png, kSmall));
+  const Bytes good = test::readFile(png);
+  bool happened = true;
+  for (unsigned number = 1; happened; ++number) {
+    dir_.write("map.png", "old");
+    const test::FaultInjection injection({{test::Call::kSeek, number, false}});
+    const bool isDrawn = picture::draw(path, png, kSmall);
+    happened = test::FaultInjection::happened();
+    EXPECT_TRUE(test::readFile(png) == (isDrawn ? good : "old")) << number;
+  }
+}
+
 TEST(RobustRange, LeavesOutFewValuesFarAway) {
   const auto range = [](int count, const std::vector<double>& more) {
     std::vector<double> values(static_cast<std::size_t>(count));
