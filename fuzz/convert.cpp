@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// Fuzzes the conversion with a pcbin file and a pose file. The first two bytes are the size of the
-// pose file, which follows; the rest is the pcbin file.
+// Fuzzes the conversion, for a person and for a script, with a pcbin file and a pose file. The
+// first two bytes are the size of the pose file, which follows; the rest is the pcbin file.
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -45,13 +45,19 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   fuzz::discardLines();
   const std::string pcbin = input.substr(poses.size());
   const test::TempDir& directory = fuzz::directory();
-  const std::string las = directory.path("map.las");
-  if (pcbin_las(fuzz::inputFile(pcbin), poses.empty() ? "" : directory.write("pgo.csv", poses),
-                las)) {
-    const std::string written = test::readFile(las);
-    checkLas(written);
-    fuzz::require(at<std::uint32_t>(written, 107) <= pcbin.size() / 40);
+  Conversion conversion;
+  conversion.pcbinPath = fuzz::inputFile(pcbin);
+  if (!poses.empty()) conversion.pgoPath = directory.write("pgo.csv", poses);
+  conversion.lasPath = directory.path("map.las");
+  for (const Style style : {Style::kDialogue, Style::kScript}) {
+    ConversionResult result;
+    if (convertSurvey(conversion, style, result)) {
+      const std::string written = test::readFile(conversion.lasPath);
+      checkLas(written);
+      fuzz::require(at<std::uint32_t>(written, 107) == result.written);
+      fuzz::require(result.written <= pcbin.size() / 40 && result.written <= result.read);
+    }
+    std::filesystem::remove(conversion.lasPath);
   }
-  std::filesystem::remove(las);
   return 0;
 }

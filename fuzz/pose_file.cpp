@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// Fuzzes the reading of pose files.
+// Fuzzes the reading of pose files, tolerant and strict, and the checks of their poses.
 #include "pcbin_las/export/pose_file.h"
 
 #include "fuzz_input.h"
@@ -19,5 +19,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   PoseFileReport report;
   fuzz::require(loadPgoFile(fuzz::inputFile(file), strict, report));
   fuzz::require(strict.pgoPoses.size() <= msg.pgoPoses.size());
+  checkPoses(fuzz::inputFile(file), report, strict);
   return 0;
 }
