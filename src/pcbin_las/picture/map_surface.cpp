@@ -304,8 +304,8 @@ std::vector<Colour> drawSurface(const MapRaster& raster, bool showsHeights) {
   const MapView& view = raster.view();
   CellGrid surface = makeSurface(raster, showsHeights);
   fillHoles(surface, std::span(kFillings).first(view.slice.high < kInfinite ? 2 : 3),
-            static_cast<int>(std::min(view.cellSize / raster.unit(), 1e4)));
-  shade(surface, static_cast<float>(raster.unit() / view.cellSize));
+            static_cast<int>(std::min(1e4, view.cellSize / raster.unit())));
+  shade(surface, static_cast<float>(std::min(1.0, raster.unit() / view.cellSize)));
   return drawPixels(surface, view);
 }
 
