@@ -55,7 +55,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   static Codec codecs[] = {Codec(0), Codec(1), Codec(2), Codec(3)};
   Codec& codec = codecs[data[0] & 3];
-  const Bytes records = decode(codec, bytes, count % 4096);
+  const Bytes records = decode(codec, bytes, count % 1024);
   const std::size_t points = records.size() / codec.layout.size();
   if (points == 0) return 0;
   Bytes again;
