@@ -4,6 +4,8 @@
 
 #include <cmath>
 #include <csignal>
+#include <cstdlib>
+#include <filesystem>
 #include <limits>
 #include <map>
 #include <numeric>
@@ -89,16 +91,16 @@ class Picture : public testing::Test {
 
   Image drawn(const Bytes& contents, const Request& request = {}) {
     EXPECT_TRUE(draw(contents, request));
-    Image result = read();
+    Image result = read(dir_.path("map.png"));
     EXPECT_EQ(std::max(result.width, result.height), request.size);
     return result;
   }
 
-  Image read() {
+  Image read(const std::string& path) {
     Image result;
     png_image image{};
     image.version = PNG_IMAGE_VERSION;
-    EXPECT_NE(png_image_begin_read_from_file(&image, dir_.path("map.png").c_str()), 0);
+    EXPECT_NE(png_image_begin_read_from_file(&image, path.c_str()), 0) << path;
     image.format = PNG_FORMAT_RGB;
     result.width = static_cast<int>(image.width);
     result.height = static_cast<int>(image.height);
@@ -223,6 +225,91 @@ TEST_F(Picture, FillsHolesButNotOutlinesAndShowsSlices) {
                                     "square are 27.000 to 35.000!")));
 }
 
+/// 40 m by 26 m with nothing symmetric: a slope whose red rises to the east and green to the north,
+/// a house in the southwest, a wall, a wire, a pole, a sparse canopy in the northeast, and a hole.
+std::vector<MapPoint> landscape() {
+  std::vector<MapPoint> points;
+  unsigned state = 1;
+  const auto random = [&state](double low, double high) {
+    state = state * 1664525 + 1013904223;
+    return low + (high - low) * (state >> 8) / (1 << 24);
+  };
+  const auto add = [&points](double x, double y, double z, const Colour& colour) {
+    points.push_back({{x, y, z}, {colour[0], colour[1], colour[2]}});
+  };
+  const auto part = [](double value) { return static_cast<std::uint8_t>(60 + 4 * value); };
+  for (int i = 0; i < 12'000; ++i) {
+    const double x = random(0, 40);
+    const double y = random(0, 26);
+    if (std::hypot(x - 25, y - 6) < 2.5) continue;  // the hole
+    const bool isHouse = x > 4 && x < 13 && y > 3 && y < 9 && !(x > 10 && y > 7);
+    add(x, y, isHouse ? 5 : x * 0.05, isHouse ? Colour{190, 70, 40} : Colour{part(x), part(y), 30});
+    if (i % 3 == 0 && x > 28 && y > 16) add(x, y, 7 + random(0, 0.1), {20, 90, 200});  // canopy
+    if (i % 12 == 0) add(20, y / 2, random(0, 3), {250, 250, 250});                    // wall
+    if (i % 60 == 0) add(x, 20 - x / 8, 9, {10, 10, 10});                              // wire
+    if (i % 999 == 0) add(33, 3, 0.7 * i / 999, {250, 240, 0});                        // pole
+    if (i % 999 == 500) add(x, y, 15, {255, 0, 255});                                  // speckles
+  }
+  return points;
+}
+
+/// Compares the whole picture, text included, with one that was looked at. PCBIN_NEW_PICTURES is a
+/// folder for the pictures that were drawn.
+TEST_F(Picture, IsTheSameAsOneThatWasLookedAt) {
+  const auto expectGolden = [this](const std::string& name) {
+    const Image drawn = read(dir_.path("map.png"));
+    if (const char* const folder = std::getenv("PCBIN_NEW_PICTURES"))
+      std::filesystem::copy_file(dir_.path("map.png"), std::string(folder) + "/" + name,
+                                 std::filesystem::copy_options::overwrite_existing);
+    const Image expected = read(std::string(PCBIN_PICTURES) + "/" + name);
+    ASSERT_EQ(std::pair(drawn.width, drawn.height), std::pair(expected.width, expected.height));
+    const auto [pixel, other] = std::ranges::mismatch(drawn.pixels, expected.pixels);
+    const auto place = static_cast<int>(pixel - drawn.pixels.begin());
+    EXPECT_EQ(pixel, drawn.pixels.end())
+        << name << ": x " << place % drawn.width << ", y " << place / drawn.width;
+  };
+  // Heights, a legend, a coordinate system in US survey feet, and points far away.
+  std::vector<MapPoint> points = landscape();
+  for (MapPoint& point : points) point.colour = {};
+  points.push_back({{900, -70, 0}, {}});
+  points.push_back({{-400, 0, 1}, {}});
+  Bytes map = las(points);
+  Bytes keys(86, '\0');
+  keys.replace(2, 15, "LASF_Projection");
+  const std::array<std::uint16_t, 16> values = {1,    1, 0, 3,    1024, 0, 1, 1,
+                                                3072, 0, 1, 2263, 3076, 0, 1, 9003};
+  test::patch(keys, 18, std::uint16_t{34735});
+  test::patch(keys, 20, std::uint16_t{32});
+  test::patch(keys, 54, values);
+  map.insert(227, keys);
+  test::patch(map, 96, 227U + 86U);
+  test::patch(map, 100, 1U);
+  ASSERT_TRUE(draw(map, {.size = 500}));
+  expectGolden("heights.png");
+
+  // Colours of 16 bits, and a slice: the house at its upper end, nothing above it.
+  const Bytes wide = las(landscape(), 257);
+  ASSERT_TRUE(draw(wide, {.size = 420}));
+  expectGolden("colours.png");
+  ASSERT_TRUE(draw(wide, {.zoom = picture::Area{1016, 2013, 33}, .slice = {31, 35}, .size = 400}));
+  expectGolden("slice.png");
+
+  // The points turned by the optimised poses, and as they were before.
+  const std::vector<MapPoint> after = landscape();
+  std::vector<MapPoint> before = after;
+  for (MapPoint& point : before) {
+    point.position[0] += 0.2 * point.position[1];
+    point.position[2] += 2;
+  }
+  const auto pass = [&](const auto& take) {
+    take(before, after);
+    return true;
+  };
+  ASSERT_TRUE(picture::drawComparison(pass, "karte \u00fc.las", {.name = "EPSG:32632"},
+                                      dir_.path("map.png"), {.size = 500}));
+  expectGolden("comparison.png");
+}
+
 /// A lawn of 60 m by 40 m with a point every 0.2 m.
 std::vector<MapPoint> lawn() {
   std::vector<MapPoint> points;
@@ -288,7 +375,7 @@ TEST_F(Picture, ComparesWhereThePointsMovedMostAmongDensePlaces) {
   const std::string path = dir_.path("map.png");
   Request request = {.size = 246};  // two maps of 120 pixels
   ASSERT_TRUE(picture::drawComparison(pass, "map.las", {}, path, request));
-  const Image image = read();
+  const Image image = read(path);
   EXPECT_EQ(image.width, 246);
   EXPECT_EQ(image.height, 124);
   std::array<int, 2> edges = {999, 999};
@@ -429,10 +516,13 @@ TEST(Page, NamesWhatIsLeftOutAndWhy) {
                            .cellSize = 1,
                            .columns = 116,
                            .rows = 116};
-  const auto described = [&view](const std::vector<MapPoint>& points, bool zoomed) {
+  const auto countsOf = [&view](const std::vector<MapPoint>& points) {
     picture::MapRaster raster(view, false);
     raster.add(points);
-    return picture::describeLeftOut(raster.counts(), view.slice, zoomed);
+    return raster.counts();
+  };
+  const auto described = [&](const std::vector<MapPoint>& points, bool zoomed) {
+    return picture::describeLeftOut(countsOf(points), zoomed);
   };
   const MapPoint inside = {{50, 50, 5}, {}};
   std::vector<MapPoint> points(1'318, {{7000, -3, 5}, {}});
@@ -444,7 +534,8 @@ TEST(Page, NamesWhatIsLeftOutAndWhy) {
             "1,318 points far away are not shown: x 102 to 7000, y -3 to 9000");
   EXPECT_EQ(described(points, true), "1,318 points outside the square");
   view.slice = {1, 2.5};
-  EXPECT_EQ(described({inside, inside, {{0, 0, 0.9}, {}}, {{1, 1, 2.5}, {}}}, false),
+  const auto counts = countsOf({inside, inside, {{0, 0, 0.9}, {}}, {{1, 1, 2.5}, {}}});
+  EXPECT_EQ(picture::describeSlice(counts, view.slice),
             "only z 1 to 2.5: 2 points above and 1 point below are not shown");
 }
 

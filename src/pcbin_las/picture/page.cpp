@@ -115,7 +115,8 @@ void writeFooter(Footer& footer, const MapRaster& raster, const Caption& caption
   else
     footer.write(edges("y", view.y()));
   footer.write(caption.system.name.empty() ? "no coordinate system" : caption.system.name);
-  footer.write(describeLeftOut(counts, view.slice, caption.zoomed));
+  if (view.slice.high < kInfinite) footer.write(describeSlice(counts, view.slice));
+  footer.write(describeLeftOut(counts, caption.zoomed));
 }
 
 }  // namespace
@@ -125,32 +126,32 @@ double roundLength(double length) {
   return length >= 5 * power ? 5 * power : length >= 2 * power ? 2 * power : power;
 }
 
-std::string describeLeftOut(const PointCounts& counts, const Range& slice, bool zoomed) {
-  std::string text;
-  if (slice.high < kInfinite)
-    text =
-        StrUtil::format("only z %.10g to %.10g: %s above and %s below are not shown", slice.low,
-                        slice.high, counted(counts.above).c_str(), counted(counts.below).c_str());
-  if (counts.outside == 0) return text;
-  if (!text.empty()) text += "; ";
-  text += counted(counts.outside);
-  if (zoomed) return text + " outside the square";
+std::string describeSlice(const PointCounts& counts, const Range& slice) {
+  return StrUtil::format("only z %.10g to %.10g: %s above and %s below are not shown", slice.low,
+                         slice.high, counted(counts.above).c_str(), counted(counts.below).c_str());
+}
+
+std::string describeLeftOut(const PointCounts& counts, bool zoomed) {
+  if (counts.outside == 0) return {};
+  const std::string points = counted(counts.outside);
+  if (zoomed) return points + " outside the square";
   const auto range = [](const Range& values) {
     const std::string low = StrUtil::format("%.0f", values.low);
     const std::string high = StrUtil::format("%.0f", values.high);
     return low == high ? low : low + " to " + high;
   };
-  return text + " far away " + (counts.outside == 1 ? "is" : "are") + " not shown: x " +
+  return points + " far away " + (counts.outside == 1 ? "is" : "are") + " not shown: x " +
          range(counts.outsideX) + ", y " + range(counts.outsideY);
 }
 
-PageLayout::PageLayout(int size, int panels) {
+PageLayout::PageLayout(const Request& request, int panels) {
+  const int size = request.size;
   constexpr int kSmallestWithText = 400;
   constexpr int kSmallestWithLargeText = 800;
   dot = size < kSmallestWithText ? 0 : size < kSmallestWithLargeText ? 1 : 2;
   margin = dot == 0 ? 2 : 7 * dot;
   line = 12 * dot;
-  lines = dot == 0 ? 0 : 5 + panels;
+  lines = dot == 0 ? 0 : 5 + panels + (request.isSlice() ? 1 : 0);
   // A small picture has the cells of the largest, so that it shows the same.
   map = {.width = (size - (panels + 1) * margin) / panels,
          .height = size - 2 * margin - lines * line,

@@ -14,8 +14,8 @@ namespace picture {
 
 /// Sizes in pixels. Small pages have no text.
 struct PageLayout {
-  /// A page of `size`, with `panels` maps side by side.
-  PageLayout(int size, int panels);
+  /// A page for a request, with `panels` maps side by side.
+  PageLayout(const Request& request, int panels);
 
   Frame map;   ///< for each map
   int margin;  ///< around the maps
@@ -41,8 +41,11 @@ struct Caption {
 /// The largest of 1, 2 and 5 times a power of ten that is at most `length`, which is above 0.
 double roundLength(double length);
 
-/// Which points the picture leaves out, and why; empty when it shows all.
-std::string describeLeftOut(const PointCounts& counts, const Range& slice, bool zoomed);
+/// The slice, and the points above and below it.
+std::string describeSlice(const PointCounts& counts, const Range& slice);
+
+/// Which points are beyond the edges, and why; empty for none.
+std::string describeLeftOut(const PointCounts& counts, bool zoomed);
 
 /// Draws the page of one or two maps with views of the same size.
 Canvas drawPage(const PageLayout& layout, std::span<const Panel> panels, const Caption& caption);

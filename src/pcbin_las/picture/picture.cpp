@@ -144,7 +144,7 @@ bool drawFile(const std::string& lasPath, const std::string& pngPath, const Requ
   const bool isPart = request.zoom || request.isSlice();
   MapSample sample = makeSample(request);
   if (!takeSample(input, isPart, sample)) return false;
-  const PageLayout layout(request.size, 1);
+  const PageLayout layout(request, 1);
   const auto view =
       makeView(sample, isPart ? sample.count : input.count(),
                isPart ? sample.bounds : input.headerBounds(), request, layout, lasPath);
@@ -176,7 +176,7 @@ bool compare(const PassMovedPoints& pass, Caption caption, const std::string& pn
         sample.add(after);
       }))
     return false;
-  const PageLayout layout(request.size, 2);
+  const PageLayout layout(request, 2);
   const auto view = makeView(sample, sample.count, sample.bounds, request, layout, caption.name);
   if (!view) return false;
   MapRaster before(*view, false);
