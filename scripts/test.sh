@@ -15,4 +15,5 @@ mapfile -t generator < <(generator_options)
 echo "Building ..."
 run_quietly cmake --preset release "${generator[@]}"
 run_quietly cmake --build --preset release --parallel "$(nproc)"
-ctest --preset release --parallel "$(nproc)" "$@"
+# More tests at once than cores: some only wait.
+ctest --preset release --parallel $(($(nproc) + 2)) "$@"

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: BSD-3-Clause
-# The recipes for many conversions, over 30 surveys of which some are damaged in all ways that a night has
+# The recipes for many conversions, over 24 surveys of which some are damaged in all ways that a night has
 # shown. Usage: batch_test.sh SCRIPTS PROGRAM...
 set -euo pipefail
 scripts=$1
@@ -35,8 +35,9 @@ make_survey() {
 
 mkdir -- -surveys
 cd -- -surveys
-for i in $(seq -w 30); do
+for i in $(seq -w 27); do
   case $i in
+    14 | 19 | 21) continue ;;
     05) name=-v ;;
     10) name='b with  blanks' ;;
     11) name=$'<b>&"\377' ;;
@@ -77,7 +78,7 @@ has() { # FILE LINES...: the file has these lines, which are regular expressions
 }
 
 all 1 -surveys 3
-has all.log '22 converted, 0 done before, 1 incomplete, 2 refused, 5 failed' \
+has all.log '16 converted, 0 done before, 1 incomplete, 2 refused, 5 failed' \
   './-surveys/s20: incomplete: .*line 2 skipped.*' './-surveys/s07: failed: .*read error.*' \
   './-surveys/s12: failed: .*point.*' './-surveys/s22: refused: there is no pgo.csv.*' \
   './-surveys/s23: refused: there is no survey.pcbin, but pgo.csv scan.PCBIN' \
@@ -101,7 +102,7 @@ skip() { # LINE: --skip-done prints this line of counts, and nothing to do a sec
   all 1 --skip-done -surveys
   has all.log "$1, 1 incomplete, 2 refused, 5 failed"
 }
-skip '0 converted, 22 done before'
+skip '0 converted, 16 done before'
 touch -d '2001-01-01' ./-surveys/s01/pgo.csv
 printf '\012' | dd of=./-surveys/s02/survey.pcbin bs=1 seek=67 conv=notrunc status=none
 rm ./-surveys/s03/map.las
@@ -110,11 +111,12 @@ printf '\002' | dd of=./-surveys/s04/map.las bs=1 seek=107 conv=notrunc status=n
 touch -r time ./-surveys/s04/map.las
 sed -i 's/"modified": [0-9]*/"modified": 1/' ./-surveys/s06/summary.json
 sed -i 's/"map": {/"map": null, "was": {/' ./-surveys/s08/summary.json
-skip '6 converted, 16 done before'
-export PCBIN_LAS_OPTIONS=--rgb16
-skip '22 converted, 0 done before'
+skip '6 converted, 10 done before'
 PCBIN_LAS_POSES=optional all 1 --skip-done -surveys
-has all.log '1 converted, 22 done before, 1 incomplete, 1 refused, 5 failed'
+has all.log '1 converted, 16 done before, 1 incomplete, 1 refused, 5 failed'
+rm -r few && mkdir few && cp -pr -- ./-surveys/s02 few
+PCBIN_LAS_OPTIONS=--rgb16 all 0 --skip-done few
+has all.log '1 converted, 0 done before, .*'
 
 # The page: what this night's files prove. A few odd summaries must not take it down.
 if command -v python3 > /dev/null; then
@@ -123,10 +125,10 @@ if command -v python3 > /dev/null; then
     local pattern
     for pattern; do grep -qF -- "$pattern" ./-surveys/index.html || fail "the page has no '$pattern'"; done
   }
-  page '<b>30 surveys</b>: 22 complete, 1 complete with warnings' $'>&lt;b&gt;&amp;&quot;\357\277\275<' \
+  page '<b>24 surveys</b>: 16 complete, 1 complete with warnings' $'>&lt;b&gt;&amp;&quot;\357\277\275<' \
     '1 refused, 5 failed' 'killed by signal 9' 'scan.PCBIN'
   pictures=$(grep -c '<img' ./-surveys/index.html || true)
-  [ "${PCBIN_LAS_PICTURES-yes}" = no ] || [ "$pictures" -eq 24 ] || fail "$pictures pictures on the page"
+  [ "${PCBIN_LAS_PICTURES-yes}" = no ] || [ "$pictures" -eq 18 ] || fail "$pictures pictures on the page"
   grep -oP '(href|src)="\K\./[^"]*' ./-surveys/index.html | while read -r link; do
     [ -e "./-surveys/$(printf '%b' "${link//%/\\x}")" ] || fail "the page links to $link"
   done
@@ -146,7 +148,7 @@ if command -v python3 > /dev/null; then
   ln -sf "$directory/victim" .index.html.part
   chmod 000 s18
   cd ..
-  page '30 surveys' 's02' 'it has no valid written' 'nested too deeply' 'summary.json is not a regular file' 'the last result is of' \
+  page '24 surveys' 's02' 'it has no valid written' 'nested too deeply' 'summary.json is not a regular file' 'the last result is of' \
     'or it is still running'
   chmod 755 ./-surveys/s18
   ! grep -q '<script>"' ./-surveys/index.html || fail 'a code is not escaped'
@@ -162,7 +164,7 @@ for task in 1 2 3 4; do
   SLURM_ARRAY_JOB_ID=7 SLURM_ARRAY_TASK_ID=$task SLURM_ARRAY_TASK_COUNT=4 SLURM_SUBMIT_DIR=$PWD \
     timeout 100 bash slurm_array.sh >> slurm.log 2>&1 && fail "task $task ended with 0"
 done
-[ "$(grep -c ': converted\|: done before' slurm.log)" -eq 22 ] || fail "$(cat slurm.log)"
+[ "$(grep -c ': converted\|: done before' slurm.log)" -eq 16 ] || fail "$(cat slurm.log)"
 [ "$(grep -c ': failed: \|: incomplete: \|: refused: ' slurm.log)" -eq 8 ] || fail "$(cat slurm.log)"
 has convert.start 'job 7'
 echo 'batch recipes: passed'
