@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "pcbin_las/app/option_table.h"
+#include "pcbin_las/app/option_values.h"
 #include "pcbin_las/platform/escape.h"
 #include "pcbin_las/platform/number.h"
 #include "pcbin_las/platform/str_util.h"
@@ -148,29 +149,6 @@ bool isStrictWord(std::string_view word) {
 }
 
 }  // namespace
-
-const Option* findOption(std::string_view name) {
-  const auto options = allOptions();
-  const auto found = std::ranges::find_if(options, [&](const Option& o) { return name == o.name; });
-  return found == options.end() ? nullptr : &*found;
-}
-
-std::string withoutEpsg(const std::string& value) {
-  constexpr std::string_view kPrefix = "epsg:";
-  const bool hasPrefix = std::ranges::equal(value.substr(0, kPrefix.size()), kPrefix, {}, lower);
-  return hasPrefix ? value.substr(kPrefix.size()) : value;
-}
-
-const Option* modeOption(const ArgOption& words) {
-  for (const Option& option : allOptions()) {
-    if (option.selectsMode && words.hasOption(option.name) > 0) return &option;
-  }
-  return nullptr;
-}
-
-std::string typed(const std::string& name) {
-  return (name.size() == 1 ? "-" : "--") + name;
-}
 
 Fault findFault(const ArgOption& words) {
   if (auto fault = unknownOption(words)) return fault;

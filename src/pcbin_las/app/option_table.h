@@ -52,9 +52,6 @@ const Option* findOption(std::string_view name);
 /// The option with its dashes: "-b", "--batch".
 std::string typed(const std::string& name);
 
-/// A value of the type kEpsgCode without "EPSG:".
-std::string withoutEpsg(const std::string& value);
-
 /// The option that selects the mode; null for a conversion.
 const Option* modeOption(const ferrun::ArgOption& words);
 
