@@ -9,6 +9,7 @@
 
 namespace {
 
+using modeling_app::ReadEnd;
 using Position = std::array<double, 3>;
 
 template <class Coordinates>
@@ -47,5 +48,6 @@ bool passRefinedPoints(const std::string& pcbinPath, const norvo::PGOResultMsg& 
     for (const auto& frame : frames) take(refined(*frame->cloud, poses));
     frames.clear();  // so that the next batch can reuse their memory
   }
-  return true;
+  const ReadEnd end = reader.lastReadEnd();
+  return end != ReadEnd::kReadError && end != ReadEnd::kNoMemory;
 }

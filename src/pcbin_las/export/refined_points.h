@@ -18,6 +18,6 @@ struct RefinedPoint {
 
 /// Passes the refined points of the pcbin file to `take`, one batch for each frame, up to the first
 /// damage; those that are not finite are left out. False, with an error line, when the file cannot
-/// be opened.
+/// be opened, at a read error, and when there is no memory for a frame.
 bool passRefinedPoints(const std::string& pcbinPath, const norvo::PGOResultMsg& poses,
                        const std::function<void(std::span<const RefinedPoint>)>& take);
