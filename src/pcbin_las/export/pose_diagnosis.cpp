@@ -49,7 +49,7 @@ std::string whyNoPose(const std::string& firstLine, const std::string& line,
       commas + 1 < kFieldCount && !separator.empty())
     return ferrun::StrUtil::format("its fields are separated by %s, not by ','",
                                    std::string(separator).c_str());
-  // Integers have no decimal comma, so a line has between 28 and 56 parts.
+  // Integers have no decimal comma, so a line has up to twice the parts.
   const bool hasPoint = line.find('.') != std::string::npos;
   if (!hasPoint && commas >= kFieldCount && commas < 2 * kFieldCount)
     return "its numbers have decimal commas, but ',' separates fields";

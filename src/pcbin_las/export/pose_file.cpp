@@ -65,9 +65,11 @@ bool Loader::load() {
   }
   const bool read = makeRoom(0) && readLines(file);
   if (read && strict_ && report_.poses == 0) {
-    report_.whyNoPose = whyNoPose(firstLine_, firstSkipped_.empty() ? title_ : firstSkipped_,
-                                  firstReason_.empty() ? "it has no line with 28 numbers"
-                                                       : "every line is damaged, " + firstReason_);
+    report_.whyNoPose =
+        whyNoPose(firstLine_, firstSkipped_.empty() ? title_ : firstSkipped_,
+                  firstReason_.empty()
+                      ? ferrun::StrUtil::format("it has no line with %zu numbers", kPoseFields)
+                      : "every line is damaged, " + firstReason_);
     TRACE_WARNING("pcbin_las", "pgo file(%s) gives no pose: %s!", pgoPath_.c_str(),
                   report_.whyNoPose.c_str());
   }

@@ -189,8 +189,4 @@ double AreaOfUse::distance(double x, double y) const {
   return std::hypot(beyondX, beyondY);
 }
 
-std::string_view epsgVersion() {
-  return kVersion;
-}
-
 }  // namespace pontra

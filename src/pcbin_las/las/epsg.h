@@ -7,7 +7,6 @@
 #include <array>
 #include <optional>
 #include <string>
-#include <string_view>
 
 namespace pontra {
 
@@ -45,9 +44,5 @@ struct AreaOfUse {
 /// The area of use of an accepted code; nothing for some 50 systems without limits, for codes that
 /// are not in the table, and in a build without the table.
 std::optional<AreaOfUse> areaOfUse(int code);
-
-/// Version and date of the EPSG data set, "v10.076 of 2022-08-31"; empty in a build without the
-/// table, which checks only the range of a code.
-std::string_view epsgVersion();
 
 }  // namespace pontra
