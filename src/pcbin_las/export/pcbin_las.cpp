@@ -8,11 +8,11 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <tuple>
 #include <utility>
 #include <vector>
 
 #include "pcbin_las/export/map_position.h"
+#include "pcbin_las/export/map_report.h"
 #include "pcbin_las/export/no_points.h"
 #include "pcbin_las/export/pose_file.h"
 #include "pcbin_las/export/time_stamps.h"
@@ -21,7 +21,6 @@
 #include "pcbin_las/las/las_writer.h"
 #include "pcbin_las/las/variable_length_records.h"
 #include "pcbin_las/platform/file.h"
-#include "pcbin_las/platform/str_util.h"
 #include "pcbin_las/platform/trace_macros.h"
 #include "pcbin_las/process/available_cores.h"
 #include "pcbin_las/process/rate.h"
@@ -106,8 +105,6 @@ class Driver {
   void countLeftOut();
   bool mustEnd() const;
   void finish();
-  void warnOfRefused();
-  void describeMap();
 
   const Conversion& conversion_;
   const Style style_;
@@ -235,7 +232,8 @@ void Driver::finish() {
       style_ == Style::kScript || conversion_.points.clock || hasOutputOption(conversion_);
   writer_->close(!namesCauses);
   countLeftOut();
-  if (namesCauses && result_.refused > 0) warnOfRefused();
+  if (namesCauses && result_.refused > 0)
+    warnOfRefused(conversion_, result_.refused, tally_.refused);
   const pontra::LasHeader& header = writer_->header();
   result_.written = header.numberOfPointRecords;
   result_.offset = {header.xOffset, header.yOffset, header.zOffset};
@@ -245,55 +243,12 @@ void Driver::finish() {
   if (conversion_.points.clock) printTimes(tally_.times);
   checkMapPosition(conversion_.epsg, result_);
   if (style_ == Style::kDialogue) return;
-  if (result_.written > 0)
-    describeMap();
-  else
+  if (result_.written > 0) {
+    result_.movement = checkPoints(sample_, poses_);
+    describeMap(result_);
+  } else {
     result_.whyNoPoints = whyNoPoints(conversion_, result_, poseReport_, sample_);
-}
-
-/// Names the causes for which points were refused, and the first of these points.
-void Driver::warnOfRefused() {
-  const RefusedPoints& refused = tally_.refused;
-  // The sign of NaN differs between machines.
-  const auto shown = [](float value) {
-    return double{std::isnan(value) ? std::abs(value) : value};
-  };
-  const std::uint64_t beyond = result_.refused - refused.notFinite - refused.outOfRange;
-  std::string causes;
-  const auto add = [&causes](std::uint64_t count, const char* cause) {
-    if (count == 0) return;
-    causes += ferrun::StrUtil::format("%s%llu %s", causes.empty() ? "" : ", ",
-                                      static_cast<unsigned long long>(count), cause);
-  };
-  add(refused.notFinite, "not finite");
-  add(refused.outOfRange, "too far from the offset for the scale factor");
-  add(beyond, "beyond 4294967295 records");
-  const std::string& path = conversion_.lasPath;
-  const char* const name = (conversion_.lasName.empty() ? path : conversion_.lasName).c_str();
-  if (refused.notFinite + refused.outOfRange == 0)
-    TRACE_WARNING("pcbin_las", "las file(%s): points left out: %s!", name, causes.c_str());
-  else
-    TRACE_WARNING("pcbin_las",
-                  "las file(%s): points left out: %s; the first, of sweep %u, is at %.9g %.9g "
-                  "%.9g!",
-                  name, causes.c_str(), refused.firstSweep, shown(refused.first[0]),
-                  shown(refused.first[1]), shown(refused.first[2]));
-}
-
-/// Checks a sample of the points, and prints what the poses did and where the map lies.
-void Driver::describeMap() {
-  result_.movement = checkPoints(sample_, poses_);
-  if (const auto& moved = result_.movement)
-    TRACE_INFO(
-        "pcbin_las",
-        "points moved (sample): median %.1f m, up to %.1f m; turned up to %.1f, tilted up to "
-        "%.1f degrees",
-        moved->median, moved->most, moved->turned, moved->tilted);
-  else
-    TRACE_INFO("pcbin_las", "no point moved");
-  const auto& [low, high] = std::tie(result_.low, result_.high);
-  TRACE_INFO("pcbin_las", "x %.3f to %.3f, y %.3f to %.3f, z %.3f to %.3f m", low[0], high[0],
-             low[1], high[1], low[2], high[2]);
+  }
 }
 
 bool Driver::run() {
