@@ -2,6 +2,7 @@
 #include "pcbin_las/picture/cell_grid.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <span>
 
 namespace picture {
@@ -58,8 +59,8 @@ struct Filling {
   int sparse;       ///< a surface with more cells than this in a larger one has no holes
 };
 
-/// Fills empty cells by linear interpolation of the grid of half the size, and those that sparse
-/// cells there are more than `rise` above: a lower surface, seen through holes.
+/// Fills empty cells by linear interpolation of the grid of half the size, and those that one
+/// sparse surface there is more than `rise` above: a lower surface, seen through holes.
 void fillFrom(const CellGrid& half, CellGrid& grid, const Filling& filling, int rise) {
   const auto other = [](int place, int size) {  // the nearest cell there that does not cover it
     return std::clamp(place / 2 + (place % 2 == 0 ? -1 : 1), 0, size - 1);
@@ -74,8 +75,8 @@ void fillFrom(const CellGrid& half, CellGrid& grid, const Filling& filling, int 
       const int x = other(column, half.columns);
       Mean mean;
       const auto add = [&](const Cell& part, unsigned weight) {
-        if (isEmpty ||
-            (part.height > cell.height + rise && part.level > 0 && part.level <= filling.sparse))
+        if (isEmpty || (part.height > cell.height + rise && part.level > 0 &&
+                        part.level <= filling.sparse && std::abs(part.height - own.height) <= rise))
           mean.add(part, weight);
       };
       add(own, 9);

@@ -92,7 +92,7 @@ float edgeAt(const Cell* cell, int columns, float unit) {
   return std::min(sum / 3, 1.0F);
 }
 
-/// Darkens cells beside higher ones, and lightens nearly black cells. `unit` is the height of a
+/// Lightens nearly black cells, and darkens those beside higher ones. `unit` is the height of a
 /// unit in cells.
 void shade(CellGrid& surface, float unit) {
   constexpr float kDarkest = 0.45F;
@@ -104,10 +104,9 @@ void shade(CellGrid& surface, float unit) {
       Cell& cell = surface.cells[surface.index(column, row)];
       if (cell.height == 0) continue;
       const float part = 1 - (1 - kDarkest) * edgeAt(&cell, surface.columns, unit);
-      for (std::uint8_t& channel : cell.colour)
-        channel = static_cast<std::uint8_t>(static_cast<float>(channel) * part + kRounding);
       const int more = std::max(kDark - std::ranges::max(cell.colour), 0) / 2;
-      for (std::uint8_t& channel : cell.colour) channel = static_cast<std::uint8_t>(channel + more);
+      for (std::uint8_t& channel : cell.colour)
+        channel = static_cast<std::uint8_t>(static_cast<float>(channel + more) * part + kRounding);
     }
   }
 }

@@ -147,8 +147,12 @@ MapView chooseView(const MapSample& sample, std::uint64_t count, const std::arra
   Range x = sample.x;
   Range y = sample.y;
   if (!request.zoom) {
-    x = wholeRange(sample.positions, 0, bounds[0]);
-    y = wholeRange(sample.positions, 1, bounds[1]);
+    std::vector<Position> near = sample.positions;
+    for (std::size_t axis : {0, 1, 0}) {
+      Range& range = axis == 0 ? x : y;
+      range = wholeRange(near, axis, bounds[axis]);
+      std::erase_if(near, [&](const Position& p) { return !range.contains(p[axis]); });
+    }
     widen(x, y.size() * 0.45);  // the text below the map needs the width
     widen(y, x.size() * 0.125);
   }
