@@ -62,7 +62,7 @@ article {{ display: flex; flex-direction: column; overflow: hidden; background: 
 article[hidden] {{ display: none; }}
 .picture {{ position: relative; display: flex; align-items: center; justify-content: center;
   aspect-ratio: 2 / 1; color: #4c5661; background: #e6e9ed; }}
-.picture img {{ position: absolute; width: 100%; height: 100%; object-fit: contain; background: #fff; }}
+.picture img {{ position: absolute; width: 100%; height: 100%; object-fit: contain; background: #1e2128; }}
 .text {{ padding: .9em 1.1em 1.1em; }}
 h2 {{ margin: 0 0 .5em; font-size: 1.1em; overflow-wrap: anywhere; }}
 article h2 {{ margin-top: .4em; }}
