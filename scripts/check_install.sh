@@ -198,7 +198,7 @@ check_registration() {
   for before in point_cloud.h point_types.h; do
     run_quietly compile_caller -fsyntax-only -include "pcl/$before" -include pcbin_las/storage/pcl_registration.h
   done
-  for before in filters/voxel_grid.h search/kdtree.h; do
+  for before in filters/voxel_grid.h search/kdtree.h octree/octree_pointcloud.h octree/octree_search.h; do
     expect_refusal "include pcbin_las/storage/pcl_registration.h before" compile_caller -fsyntax-only \
       -include "pcl/$before" -include pcbin_las/storage/pcl_registration.h
   done

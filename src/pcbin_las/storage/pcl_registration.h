@@ -30,6 +30,14 @@ namespace search {
 template <typename PointT>
 class Search;
 }  // namespace search
+namespace octree {
+class OctreeContainerPointIndices;
+class OctreeContainerEmpty;
+template <typename LeafContainerT, typename BranchContainerT>
+class OctreeBase;
+template <typename PointT, typename LeafContainerT, typename BranchContainerT, typename OctreeT>
+class OctreePointCloud;
+}  // namespace octree
 }  // namespace pcl
 
 namespace norvo {
@@ -40,9 +48,15 @@ concept IsIncluded = requires {
   sizeof(Algorithm);
 };
 
+using OctreeOfPoints =
+    pcl::octree::OctreePointCloud<PointIRT, pcl::octree::OctreeContainerPointIndices,
+                                  pcl::octree::OctreeContainerEmpty,
+                                  pcl::octree::OctreeBase<pcl::octree::OctreeContainerPointIndices,
+                                                          pcl::octree::OctreeContainerEmpty>>;
+
 static_assert(
     !IsIncluded<pcl::PCLBase<PointIRT>> && !IsIncluded<pcl::KdTree<PointIRT>> &&
-        !IsIncluded<pcl::search::Search<PointIRT>>,
+        !IsIncluded<pcl::search::Search<PointIRT>> && !IsIncluded<OctreeOfPoints>,
     "include pcbin_las/storage/pcl_registration.h before the headers of PCL's algorithms, or "
     "compile with -DPCL_NO_PRECOMPILE");
 
