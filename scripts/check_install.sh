@@ -32,6 +32,27 @@ install_and_move() {
   rm -rf "$work/build"  # nothing installed may depend on it
 }
 
+# Runs a check with a folder and a log of its own.
+run_check() {
+  local check=$1 work=$work/$1
+  local log=$work/log
+  mkdir -p "$work"
+  "$check"
+  touch "$work/passed"
+}
+
+# Runs checks, as many at a time as there are processors.
+side_by_side() {
+  local check
+  for check in "$@"; do
+    rm -rf "${work:?}/$check"
+    while (($(jobs -rp | wc -l) >= $(nproc))); do wait -n || true; done
+    run_check "$check" &
+  done
+  wait
+  for check in "$@"; do [[ -e $work/$check/passed ]] || fail "$check failed"; done
+}
+
 check_program() {
   local usage
   usage=$("$prefix/bin/pcbin_las" -h)
@@ -283,18 +304,10 @@ if grep -rlF -e "$work" -e "$PWD" "$prefix"; then fail "these files name a path 
 check_program
 check_man_page
 check_completion
-check_headers
-check_recorder
-check_caller
-check_pkg_config
-check_flags
-check_registration
-check_own_types
-check_two_versions
-check_fetch_content
+side_by_side check_flags check_fetch_content check_two_versions check_headers check_recorder check_registration \
+  check_own_types check_caller check_pkg_config
 echo "Checking the shared libraries ..."
 install_and_move -DBUILD_SHARED_LIBS=ON -DPCBIN_BUILD_PROGRAM=OFF
 check_exports
-check_caller
-check_pkg_config
+side_by_side check_caller check_pkg_config
 echo "check_install: passed"

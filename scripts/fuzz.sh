@@ -29,21 +29,23 @@ export TMPDIR
 trap 'rm -rf "$TMPDIR"' EXIT
 export ASAN_OPTIONS=quarantine_size_mb=8
 
-failures=0
-for seeds in fuzz/corpus/*; do
-  name=${seeds##*/}
-  found=$build/found/$name
+# Fuzzes with the seeds of one folder.
+fuzz_target() {
+  local seeds=$1 name=${1##*/} executions coverage
+  local found=$build/found/$name log=$build/$name.log
   mkdir -p "$found"
-  log=$build/$name.log
   if "$build/fuzz/fuzz_$name" "$found" "$seeds" -dict="fuzz/$name.dict" -max_total_time="$seconds" -rss_limit_mb=512 \
     -timeout=10 -print_final_stats=1 -artifact_prefix="$build/$name-" >"$log" 2>&1; then
     executions=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
     coverage=$(sed -n 's/.* cov: \([0-9]*\) .*/\1/p' "$log" | tail -n 1)
-    printf '%-14s %9s executions, %s edges\n' "$name" "$executions" "$coverage"
+    printf '%-18s %9s executions, %s edges\n' "$name" "$executions" "$coverage"
   else
-    failures=$((failures + 1))
-    printf '%-14s FAILED, see %s\n' "$name" "$log"
+    printf '%-18s FAILED, see %s\n' "$name" "$log"
     grep -E 'ERROR|SUMMARY|Test unit written' "$log" || true
+    return 1
   fi
-done
-exit $((failures > 0))
+}
+export build seconds
+export -f fuzz_target
+# shellcheck disable=SC2016 # the inner shell expands it
+printf '%s\0' fuzz/corpus/* | xargs -0 -n 1 -P "$(nproc)" bash -c 'fuzz_target "$1"' fuzz
