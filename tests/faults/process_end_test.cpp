@@ -26,13 +26,13 @@ using modeling_app::PcbReader;
 using modeling_app::PcbWriter;
 using testing::HasSubstr;
 
-struct Ended {
+struct EndedProcess {
   int status;  ///< exit status, or 128 + the signal that ended it
   std::string output;
 };
 
 /// Runs `program` in a child process, which then calls exit(0); it is killed after a minute.
-Ended runProcess(const std::function<void()>& program) {
+EndedProcess runProcess(const std::function<void()>& program) {
   int ends[2];
   if (pipe(ends) != 0) throw std::runtime_error("no pipe");
   std::fflush(nullptr);
@@ -46,7 +46,7 @@ Ended runProcess(const std::function<void()>& program) {
     std::exit(0);
   }
   close(ends[1]);
-  Ended ended{};
+  EndedProcess ended{};
   char piece[4096];
   for (ssize_t count = 0; (count = read(ends[0], piece, sizeof(piece))) > 0;)
     ended.output.append(piece, static_cast<std::size_t>(count));
@@ -68,7 +68,7 @@ TEST(ProcessEnd, AWriterWithStaticStorageWritesItsFramesAndReportsFailures) {
   constexpr unsigned kPoints = 300'000;
   for (const bool fullDisk : {false, true}) {
     const test::TempDir dir;
-    const Ended ended = runProcess([&] {
+    const EndedProcess ended = runProcess([&] {
       static const auto queue = std::make_shared<AsyncTaskQueue>("frames");
       static PcbWriter writer(queue);  // made before the tracer: destroyed after its last delivery
       startedTracer();
@@ -94,7 +94,7 @@ TEST(ProcessEnd, AWriterWithStaticStorageWritesItsFramesAndReportsFailures) {
 
 TEST(ProcessEnd, ThreadsMayPrintWhileTheProcessEnds) {
   for (int repeat = 0; repeat < 5; ++repeat) {
-    const Ended ended = runProcess([] {
+    const EndedProcess ended = runProcess([] {
       ferrun::Tracer& tracer = startedTracer();
       for (int thread = 0; thread < 4; ++thread)
         std::thread([&tracer] {
@@ -108,7 +108,7 @@ TEST(ProcessEnd, ThreadsMayPrintWhileTheProcessEnds) {
 }
 
 TEST(ProcessEnd, AForkedProcessPrintsAndExits) {
-  const Ended ended = runProcess([] {
+  const EndedProcess ended = runProcess([] {
     ferrun::Tracer& tracer = startedTracer();
     const ferrun::Tracer::Gathering gathering(tracer);
     tracer.print(3, "before");
@@ -126,7 +126,7 @@ TEST(ProcessEnd, AForkedProcessPrintsAndExits) {
 
 TEST(ProcessEnd, EveryEndDeliversTheGatheredLines) {
   for (const int end : {0, SIGINT, SIGTERM, SIGHUP}) {
-    const Ended ended = runProcess([end] {
+    const EndedProcess ended = runProcess([end] {
       ferrun::Tracer& tracer = startedTracer();
       if (end != 0) std::signal(end, SIG_DFL);
       ferrun::handleStopSignals();
@@ -142,7 +142,7 @@ TEST(ProcessEnd, EveryEndDeliversTheGatheredLines) {
 TEST(ProcessEnd, ASignalEndsAProcessWhoseOutputNobodyReads) {
   int pipeEnds[2];
   ASSERT_EQ(pipe(pipeEnds), 0);
-  const Ended ended = runProcess([&] {
+  const EndedProcess ended = runProcess([&] {
     dup2(pipeEnds[1], STDOUT_FILENO);
     ferrun::Tracer& tracer = startedTracer();
     std::signal(SIGTERM, SIG_DFL);
@@ -163,7 +163,7 @@ TEST(ProcessEnd, ASignalEndsAProcessWhoseOutputNobodyReads) {
 
 TEST(ProcessEnd, AKilledWriterLeavesEveryFrameWhoseTaskEnded) {
   const test::TempDir dir;
-  const Ended ended = runProcess([&] {
+  const EndedProcess ended = runProcess([&] {
     PcbWriter writer;
     if (!writer.open(dir.path("a"), PcbWriter::kBufferSize)) _exit(1);
     for (unsigned frames = 1; frames <= 30; ++frames) {

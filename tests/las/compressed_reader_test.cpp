@@ -128,10 +128,10 @@ TEST(CompressedReader, FindsTheChunksWithoutATableAtItsUsualPlace) {
   test::patch<std::uint32_t>(damaged, table + 4, 0x7FFFFFFF);
   for (const Bytes& bytes : {atEnd, interrupted, damaged, file.bytes.substr(0, table)}) {
     EXPECT_TRUE(Reading(bytes).records == file.records);
-    EXPECT_TRUE(Reading(bytes, 2100, 3).records == file.records.substr(34 * 2100));
+    EXPECT_TRUE(Reading(bytes, 2100, 3).records == file.records.substr(std::size_t{34} * 2100));
   }
   const Reading cut(file.bytes.substr(0, table - 1));
-  EXPECT_TRUE(cut.records == file.records.substr(0, 34 * 2000));
+  EXPECT_TRUE(cut.records == file.records.substr(0, std::size_t{34} * 2000));
   EXPECT_TRUE(cut.damaged);
 }
 
@@ -139,7 +139,8 @@ TEST(CompressedReader, StopsAtTheHeadersCount) {
   File file = usualFile();
   for (const std::uint32_t count : {2499U, 2000U, 1U}) {
     test::patch<std::uint32_t>(file.bytes, 107, count);
-    EXPECT_TRUE(Reading(file.bytes).records == file.records.substr(0, 34 * count)) << count;
+    EXPECT_TRUE(Reading(file.bytes).records == file.records.substr(0, std::size_t{34} * count))
+        << count;
   }
 }
 
@@ -151,7 +152,8 @@ TEST(CompressedReader, ReturnsTheChunksBeforeADamagedOne) {
       for (std::size_t i = 100; i < 140; ++i) bytes[file.chunks[chunk] + i] ^= '\x55';
       const Reading reading(bytes, 0, threads);
       EXPECT_TRUE(reading.damaged);
-      EXPECT_TRUE(reading.records == file.records.substr(0, 34 * kChunk * chunk)) << chunk;
+      EXPECT_TRUE(reading.records == file.records.substr(0, std::size_t{34} * kChunk * chunk))
+          << chunk;
     }
   }
 }

@@ -29,7 +29,7 @@ TEST(LasHeaderInit, FillsEveryByte) {
   EXPECT_FALSE(pontra::LasHeaderInit(&header, pontra::PointDataFormat{2}));
 
   const Bytes bytes(reinterpret_cast<const char*>(&header), 227);
-  const std::string software = bytes.substr(58, 32).c_str();
+  const std::string software = bytes.substr(58, bytes.find('\0', 58) - 58);
   EXPECT_THAT(software, testing::ContainsRegex("^pcbin_las [0-9]+\\.[0-9]+\\.[0-9]+$"));
   const int day = test::at<std::uint16_t>(bytes, 90);
   const int year = test::at<std::uint16_t>(bytes, 92);

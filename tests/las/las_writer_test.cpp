@@ -188,7 +188,7 @@ TEST(LasWriter, UpdatesTheHeaderOnDiskWithEachBuffer) {
     for (int n = 1; n <= 9; ++n) {
       writer.writePoint(pointAt(n % 3 - n, n, -n));
       const Bytes onDisk = test::readFile(dir.path("a.las"));
-      expectWholeLas(onDisk, static_cast<std::size_t>((n - 1) / 4 * 4));
+      expectWholeLas(onDisk, static_cast<std::size_t>(n - 1) / 4 * 4);
     }
   }
   expectWholeLas(test::readFile(dir.path("a.las")), 9);  // the destructor has closed it

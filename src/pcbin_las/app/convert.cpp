@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr int kFailure = -1;
+constexpr int kNotConverted = -1;
 
 /// Asks before a file is overwritten; true for the answers Y and y.
 bool mayOverwrite(const std::string& lasPath) {
@@ -34,7 +34,7 @@ bool checkInputs(const Conversion& conversion) {
 }
 
 int convert_dialogue(const Conversion& conversion) {
-  if (!checkInputs(conversion)) return kFailure;
+  if (!checkInputs(conversion)) return kNotConverted;
   if (ferrun::File::exists(conversion.lasPath) && !mayOverwrite(conversion.lasPath)) {
     TRACE_INFO("main", "quit.");
     return 0;
@@ -44,7 +44,7 @@ int convert_dialogue(const Conversion& conversion) {
     TRACE_INFO("main", "pcbin to las success.");
   else
     TRACE_ERROR("main", "pcbin to las failed!");
-  if (result.wrongClock) return kFailure;
+  if (result.wrongClock) return kNotConverted;
   TRACE_PROMPT("press any key to quit...");
   ferrun::ConsoleIn().waitIn();
   return 0;
