@@ -18,7 +18,7 @@ target_compile_options(pcbin_compile_options INTERFACE
   $<$<BOOL:${PCBIN_WARNINGS_AS_ERRORS}>:-Werror>)
 
 # One precompiled header for the libraries and programs: half of the time to compile. A source file that does not
-# include what it uses fails where precompiled headers are off, as in the check with clang-tidy.
+# include what it uses fails where precompiled headers are off.
 if(PROJECT_IS_TOP_LEVEL AND NOT BUILD_SHARED_LIBS)
   file(WRITE ${PROJECT_BINARY_DIR}/precompiled.cpp "")
   add_library(pcbin_precompiled OBJECT ${PROJECT_BINARY_DIR}/precompiled.cpp)

@@ -232,10 +232,14 @@ check_two_versions() {
   mkdir "$copy"
   cp -r CMakeLists.txt cmake src "$copy"
   sed -i 's/^ protected:$/&\n  char otherVersion[4096] = {};/' "$copy/src/pcbin_las/storage/pcl_binary.h"
-  run_quietly cmake -S "$copy" -B "$copy/build" "${generator[@]}" -DCMAKE_INSTALL_LIBDIR=lib \
+  # Without optimisation, nothing is inlined.
+  run_quietly cmake -S "$copy" -B "$copy/build" "${generator[@]}" -DCMAKE_BUILD_TYPE=Debug -DCMAKE_INSTALL_LIBDIR=lib \
     -DPCBIN_BUILD_PROGRAM=OFF -DPCBIN_BUILD_TESTS=OFF -DPCBIN_BUILD_EXAMPLES=OFF
   run_quietly cmake --build "$copy/build" --parallel "$(nproc)"
   run_quietly cmake --install "$copy/build" --prefix "$other"
+  symbols=$(readelf -sW --demangle "$other"/lib/*.a | awk '$5 != "LOCAL" && $6 == "DEFAULT" && $7 != "UND"')
+  [[ -n $symbols ]] || fail "readelf lists no symbols"
+  if grep -E '(modeling_app|ferrun|norvo)::' <<<"$symbols"; then fail "the static libraries export these"; fi
   # shellcheck disable=SC2046 # several words
   run_quietly c++ -std=c++20 -fPIC -shared -Dmain=run tests/install/caller.cpp $(pkg_flags "$prefix") -o "$first"
   # shellcheck disable=SC2046

@@ -199,7 +199,7 @@ const Option* findOption(std::string_view name) {
   return found == options.end() ? nullptr : &*found;
 }
 
-const Option* modeOption(const ArgOption& words) {
+const Option* modeOption(const ferrun::ArgOption& words) {
   for (const Option& option : allOptions()) {
     if (option.selectsMode && words.hasOption(option.name) > 0) return &option;
   }
