@@ -32,9 +32,10 @@ MapRaster::MapRaster(const MapView& view, bool wideColours)
       tops_(static_cast<std::size_t>(view.columns) * static_cast<std::size_t>(view.rows)),
       belows_(tops_.size()) {
   constexpr int kUnits = kHighestUnit - kLowestUnit;
+  constexpr int kMiddleUnit = kLowestUnit + kUnits / 2;
   unit_ = std::max(view.smallHeight / (1 << Layer::kStepBits), view.heights.size() * 1.25 / kUnits);
   const double middle = (view.heights.low + view.heights.high) / 2;
-  lowest_ = middle - unit_ * (kLowestUnit + kUnits / 2);
+  lowest_ = middle - unit_ * kMiddleUnit;
 }
 
 /// Computes the cells of a batch before it accesses one, so that the memory accesses overlap: this
