@@ -249,6 +249,10 @@ void* operator new(std::size_t size) {
   return block;
 }
 
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {  // else a sanitizer's own
+  return std::malloc(std::max<std::size_t>(size, 1));
+}
+
 void operator delete(void* block) noexcept {
   std::free(block);
 }
