@@ -43,12 +43,12 @@ using Drawing = std::vector<std::string>;
 /// A LAS file of points; their coordinates are metres above the offset (1000, 2000, 30).
 Bytes las(const std::vector<MapPoint>& points, int colourFactor = 1) {
   Bytes bytes = test::lasHeader(static_cast<std::uint32_t>(points.size()));
-  for (const auto& [position, colour] : points) {
-    const auto steps = [&position](std::size_t i) {
-      return static_cast<std::int32_t>(std::lround(position[i] * 1000));
+  for (const MapPoint& point : points) {
+    const auto steps = [&](std::size_t i) {
+      return static_cast<std::int32_t>(std::lround(point.position[i] * 1000));
     };
     const auto wide = [&](std::size_t i) {
-      return static_cast<std::uint16_t>(colour[i] * colourFactor);
+      return static_cast<std::uint16_t>(point.colour[i] * colourFactor);
     };
     bytes += test::lasRecord({.x = steps(0),
                               .y = steps(1),
@@ -119,7 +119,7 @@ class Picture : public testing::Test {
       std::string found;
       std::string expected;
       for (int x = kMargin; x < kSize - kMargin; ++x) {
-        const Colour& pixel = image.pixels[static_cast<std::size_t>(y * kSize + x)];
+        const Colour& pixel = *(image.pixels.begin() + y * kSize + x);
         const auto isSame = [&pixel](const auto& entry) { return entry.second == pixel; };
         const auto letter = std::ranges::find_if(legend, isSame);
         found += letter == legend.end() ? '?' : letter->first;
@@ -313,8 +313,10 @@ TEST_F(Picture, IsTheSameAsOneThatWasLookedAt) {
 /// A lawn of 60 m by 40 m with a point every 0.2 m.
 std::vector<MapPoint> lawn() {
   std::vector<MapPoint> points;
-  for (int i = 0; i < 60'000; ++i)
-    points.push_back({{i % 300 * 0.2, i / 300 * 0.2, 0}, kLawn[0].second});
+  for (int row = 0; row < 200; ++row) {
+    for (int column = 0; column < 300; ++column)
+      points.push_back({{column * 0.2, row * 0.2, 0}, kLawn[0].second});
+  }
   return points;
 }
 
@@ -362,7 +364,8 @@ TEST_F(Picture, ComparesWhereThePointsMovedMostAmongDensePlaces) {
   std::vector<MapPoint> after;
   const auto add = [&](int number, double x, double distance, const Colour& colour) {
     for (int i = 0; i < number; ++i) {
-      const MapPoint point = {{x + i % 20, 2001.0 + i / 20, 5}, {colour[0], colour[1], colour[2]}};
+      const int row = i / 20;
+      const MapPoint point = {{x + i % 20, 2001.0 + row, 5}, {colour[0], colour[1], colour[2]}};
       after.push_back(point);
       before.push_back(point);
       before.back().position[0] += distance;
