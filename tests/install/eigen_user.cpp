@@ -11,4 +11,5 @@ struct Member {
 
 int main() {
   std::printf("%zu\n", sizeof(Member));
+  return 0;
 }

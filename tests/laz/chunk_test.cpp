@@ -77,7 +77,7 @@ TEST(Chunk, ThatIsCutGivesTheRecordsBefore) {
   const Bytes chunk = encoded(records, 3);
   laz::ChunkDecoder decoder(laz::RecordLayout::ofFormat(3));
   for (std::size_t size = 0; size < chunk.size(); ++size) {
-    const Bytes back = decoded(decoder, Bytes(chunk.begin(), chunk.begin() + size), kCount, 3);
+    const Bytes back = decoded(decoder, Bytes(chunk.data(), chunk.data() + size), kCount, 3);
     EXPECT_TRUE(decoder.outOfBytes()) << size;
     ASSERT_TRUE(std::equal(back.begin(), back.end(), records.begin())) << size;
   }

@@ -218,7 +218,7 @@ TEST_F(StagedFileTest, RemovesLeftoversWhoseLockIsFree) {
       ".map2.las.0123456789abcdef.part", "map.las.0123456789abcdef.part"};
   for (const std::string& name : others) dir_.write(name, "not a leftover");
   EXPECT_TRUE(put("map.las", "x"));
-  others.push_back("map.las");
+  others.emplace_back("map.las");
   EXPECT_THAT(names(), testing::IsSupersetOf(others));
   EXPECT_THAT(names(), testing::SizeIs(others.size() + 1)) << "and the one in use";
   close(lock);
