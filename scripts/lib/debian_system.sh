@@ -31,11 +31,15 @@ make_system() {
   chmod +x "$directory/usr/sbin/policy-rc.d"
   echo force-unsafe-io >"$directory/etc/dpkg/dpkg.cfg.d/no-sync"  # it is soon removed
   run_quietly mount -t proc proc "$directory/proc"
+  run_quietly mount -t devpts -o ptmxmode=666 devpts "$directory/dev/pts"  # for script, in a test
 }
 
 # Removes such a system, also if it is incomplete.
 remove_system() {
-  if mountpoint -q "$1/proc"; then umount "$1/proc"; fi
+  local directory
+  for directory in "$1/dev/pts" "$1/proc"; do
+    if mountpoint -q "$directory"; then umount "$directory"; fi
+  done
   rm -rf "$1"
 }
 
