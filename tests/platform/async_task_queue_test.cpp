@@ -54,4 +54,16 @@ TEST(AsyncTaskQueue, RunsTasksInOrderAndWaitsForThem) {
   EXPECT_THAT(log.lines(), ElementsAre(error + "100% bad!", error + "unknown exception!"));
 }
 
+TEST(AsyncTaskQueue, RunsTasksAtOnceWithoutWorkers) {
+  std::string ran;
+  const auto note = [&](const std::string& text) { ran += text; };
+  AsyncTaskQueue queue("q");
+  queue.putTask(note, "early ");
+  EXPECT_EQ(ran, "");
+  EXPECT_FALSE(queue.init(0, {}));
+  EXPECT_EQ(ran, "early ");
+  queue.putTask(note, "late");
+  EXPECT_EQ(ran, "early late");
+}
+
 }  // namespace

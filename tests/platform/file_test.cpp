@@ -2,6 +2,9 @@
 #include "pcbin_las/platform/file.h"
 
 #include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <gmock/gmock.h>
 
@@ -108,6 +111,27 @@ TEST(File, WritesNothingAfterAFailureUntilTheNextSeek) {
     EXPECT_THAT(log.lines(), ElementsAre("<E>TIME [File::writeData,L#] file(" + path +
                                          ") write error: No space left on device!"));
   }
+}
+
+TEST(File, SkipsWithinAFileAndWithinTheBufferOfAPipe) {
+  const TempDir directory;
+  const std::string path = directory.write("file", "0123456789"), pipe = directory.path("pipe");
+  File file;
+  ASSERT_TRUE(file.open(path, File::kRead));
+  EXPECT_FALSE(file.skip(-1));
+  EXPECT_FALSE(file.skip(11));
+  EXPECT_TRUE(file.skip(8));
+  EXPECT_EQ(readSome(file, 5), "89");
+  file.close();
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  const int both = ::open(pipe.c_str(), O_RDWR);
+  ASSERT_EQ(write(both, "0123456789", 10), 10);
+  ASSERT_TRUE(file.open(pipe, File::kRead));
+  ::close(both);
+  EXPECT_EQ(readSome(file, 2), "01");
+  EXPECT_TRUE(file.skip(3));
+  EXPECT_FALSE(file.skip(6));
+  EXPECT_EQ(readSome(file, 5), "56789");
 }
 
 TEST(File, TellsAFailedReadFromTheEndAndReportsAFailedClose) {

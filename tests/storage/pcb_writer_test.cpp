@@ -219,6 +219,9 @@ TEST(PcbWriter, RefusesFilesAndFramesThatCannotBeWritten) {
           "<E>TIME [PcbWriter::open,L#] " + file + ") write header error, len: 20!",
           "<E>TIME [PcbWriter::close,L#] " + file +
               ") may be incomplete on the disk: No space left on device!"));
+  writer.close();
+  EXPECT_FALSE(writer.open(path, 4096)) << "the buffer takes the header, the disk does not";
+  EXPECT_EQ(writer.lastError(), file + ") write header error, len: 20!");
 }
 
 TEST(PcbWriter, LosesOnlyTheFramesForWhichTheDiskWasFull) {
