@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: BSD-3-Clause
-# Builds the project and runs its tests in a fresh system of each named release, with each of its compilers:
+# Builds the project and runs its tests in a fresh system of each named release, with each of its compilers, and
+# checks what it installs there:
 #   trixie   Debian 13, g++ 14 (and clang 19 with PCBIN_CLANG=1)
 #   jammy    Ubuntu 22.04: g++ 11, CMake 3.22, PCL 1.12; from the mirror PCBIN_UBUNTU_MIRROR
 #   g++-11   no release: the oldest compiler, of this system
@@ -19,7 +20,7 @@ log=$PWD/build/systems.log
 work=$(mktemp -d /var/tmp/pcbin_systems_XXXXXX)
 trap 'remove_system "$work/jammy"; remove_system "$work/trixie"; rm -rf "$work"' EXIT
 
-# Runs scripts/test.sh in a fresh system, once with each compiler.
+# Runs scripts/test.sh in a fresh system, once with each compiler, and scripts/check_install.sh.
 # Usage: test_in RELEASE MIRROR COMPONENTS COMPILER...
 test_in() {
   local release=$1 mirror=$2 components=$3 compiler system=$work/$1
@@ -38,6 +39,8 @@ test_in() {
       "/root/source/scripts/test.sh && $compiler --version && cmake --version"
     echo "$release, $compiler: $(grep -E '^[0-9]+% tests passed' "$log" | tail -n 1)"
   done
+  run_quietly in_system "$system" /root/source/scripts/check_install.sh
+  echo "$release: $(tail -n 1 "$log")"
   remove_system "$system"
 }
 
