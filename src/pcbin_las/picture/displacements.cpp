@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "pcbin_las/picture/displacements.h"
 
+#include <algorithm>
 #include <cmath>
 #include <tuple>
 #include <vector>
